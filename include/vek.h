@@ -1,0 +1,481 @@
+/* vek.h: the public interface of VEK, an image-processing library. C99 and C++.
+ *
+ * The caller owns all pixels and describes them by a plain record, VekImage. Every operation reads and
+ * writes pixels where that record says they are, and touches nothing else.
+ *
+ * What all image operations share
+ * -------------------------------
+ * Results. Operations return nothing, unless their text says otherwise. A failure is stored as the
+ *   calling thread's status (vekGetErrStatus) and then told to the thread's reporter (vekRedirectError).
+ *   A success leaves the stored status as it was: clear it with vekSetErrStatus(0) before a call whose
+ *   outcome matters. Every refusal comes before the first pixel is written.
+ *
+ * [T] The tests of a point operation, in this order; the first that fails ends the call:
+ *   - the header of each image, sources first (vekCheckImageHeader): its status, "Incorrect Image";
+ *   - -5 "(srcImage->depth != dstImage->depth)"          (with two sources: srcImageA, then srcImageB);
+ *   - -5 "(srcImage->dataOrder != dstImage->dataOrder)"  (likewise);
+ *   - -5 "(nChSrc != nChDst)"                            (with two sources: nChSrcA, then nChSrcB);
+ *   - -4 "Out of memory" when several masks cannot be merged.
+ *   Sizes, origin, align, colorModel and channelSeq are not compared; row 0 is the first row in memory.
+ *
+ * [W] What a point operation writes:
+ *   - Rectangle. The regions (roi) of the images are laid corner to corner at their top-left; what all of
+ *     them share is processed. A region that lies partly outside its image is clipped, one that lies
+ *     wholly outside gives no work and no failure.
+ *   - Channels. All channels but alpha; with roi->coi above 0 that channel alone, which may be the alpha
+ *     channel. The two sides may name different channels; their counts must agree.
+ *   - Masks. A pixel is processed where the mask (maskROI) of every image has a 1, mask regions being
+ *     laid on the rectangle corner to corner too. Masks that share no pixel end the call silently.
+ *   - Padding of the rows and all samples outside the rectangle keep their values, with one exception:
+ *     without masks and alpha, when all images agree in width, height, imageSize and align and are taken
+ *     whole, the block of imageSize bytes is one run, and the padding of dst is computed with the rest.
+ *   - In place. A source may be the destination (the same header). Other overlap is not supported.
+ *
+ * Tiles. An image whose pixels come by callback (tileInfo) is visited tile by tile, with at most one of
+ *   its tiles open at a time. A tile that is not delivered: -5
+ *   "(srcImage->tileInfo->tileData == ((void*)(0)))" (or srcImageA, srcImageB, dstImage), the call ends,
+ *   open tiles are not released, and the pixels written so far stay.
+ *
+ * Threads. Status, error mode and reporter belong to the calling thread. Threads may work on different
+ *   images at once; the library starts no thread and takes no lock.
+ */
+#ifndef VEK_H
+#define VEK_H
+
+#include <stdint.h>
+
+#if defined(_WIN32) && defined(VEK_BUILD)
+#define VEK_API __declspec(dllexport)
+#elif defined(_WIN32) && !defined(VEK_STATIC)
+#define VEK_API __declspec(dllimport)
+#elif defined(__GNUC__)
+#define VEK_API __attribute__((visibility("default")))
+#else
+#define VEK_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Status and reporting ------------------------------------------------------------------------ */
+
+/* 0 for no error, negative otherwise. */
+typedef int32_t VekStatus;
+
+enum {
+    VEK_StatusOk = 0,
+    VEK_StatusBacktrace = -1,        /* passes on the failure of an inner call; never stored */
+    VEK_StatusFailed = -2,           /* a failure without a code of its own, as of a tile callback */
+    VEK_StatusInternal = -3,         /* a state that cannot occur */
+    VEK_StatusNoMemory = -4,         /* scratch or a result could not be allocated */
+    VEK_StatusBadArg = -5,           /* an argument failed its test; the context is the text of the test */
+    VEK_StatusUnsupported = -6,
+    VEK_StatusNoConvergence = -7,
+    VEK_StatusAutotrace = -8,        /* traces a call; never stored */
+    VEK_StatusNullHeader = -9,       /* from here on: what vekCheckImageHeader found */
+    VEK_StatusBadImageSize = -10,
+    VEK_StatusBadRoiOffset = -11,
+    VEK_StatusBadDataPointers = -12,
+    VEK_StatusBadWidthStep = -13,
+    VEK_StatusBadColorModel = -14,
+    VEK_StatusBadChannels = -15,
+    VEK_StatusBad1uChannels = -16,
+    VEK_StatusBadDepth = -17,
+    VEK_StatusBadAlpha = -18,
+    VEK_StatusBadDataOrder = -19,
+    VEK_StatusBadOrigin = -20,
+    VEK_StatusBadAlign = -21,
+    VEK_StatusNullCallback = -22,
+    VEK_StatusBadTileSize = -23,
+    VEK_StatusBadCoi = -24,
+    VEK_StatusBadRoiSize = -25,
+    VEK_StatusTiledMask = -26        /* a mask image has tiles */
+    /* The same failures of a mask image: the code minus 100 (-110 to -125). */
+};
+
+/* Error modes: what the reporters do with a failure. */
+enum {
+    VEK_ErrorModeLeaf = 0,           /* report at the place of the error; the application is to end */
+    VEK_ErrorModeParent = 1,         /* report; the caller may go on */
+    VEK_ErrorModeNoReport = 2        /* report nothing */
+};
+
+/* A reporter is told of each failure, on the thread that ran the operation.
+ *   status    what failed
+ *   funcName  the exported function, or null
+ *   context   what was wrong, as a rule the text of the failed test; or null
+ *   file      the library's module, or null
+ *   line      a line in it, or 0
+ *   returns   what vekError is to return: the library's own reporters return status */
+typedef VekStatus (*VekReporter)(VekStatus status, const char* funcName, const char* context, const char* file,
+                                 int32_t line);
+
+/* vekGetErrStatus, vekSetErrStatus: the calling thread's stored status; any value may be stored. A failure
+ * overwrites it, a success does not. */
+VEK_API VekStatus vekGetErrStatus(void);
+VEK_API void vekSetErrStatus(VekStatus status);
+
+/* vekGetErrMode, vekSetErrMode: the calling thread's error mode (VEK_ErrorModeLeaf at first). Any value may be
+ * stored; values other than the three named ones make vekGuiBoxReport silent. */
+VEK_API int32_t vekGetErrMode(void);
+VEK_API void vekSetErrMode(int32_t mode);
+
+/* vekRedirectError: installs the calling thread's reporter.
+ *   reporter  the new reporter; null installs vekGuiBoxReport, which every thread starts with
+ *   returns   the reporter that was installed before */
+VEK_API VekReporter vekRedirectError(VekReporter reporter);
+
+/* vekError: raises a failure, as the library itself does. A status other than -1 and -8 is stored; then, unless
+ * status is 0, the thread's reporter gets the five arguments unchanged.
+ *   returns   what the reporter returned; 0 for status 0 */
+VEK_API VekStatus vekError(VekStatus status, const char* funcName, const char* context, const char* file, int32_t line);
+
+/* vekErrorStr: the text of a status, "Unknown error or status code" for one without a text.
+ *   returns   constant storage, valid as long as the library is loaded */
+VEK_API const char* vekErrorStr(VekStatus status);
+
+/* vekNulDevReport: the silent reporter. In mode VEK_ErrorModeLeaf it ends the process with exit code 1. */
+VEK_API VekStatus vekNulDevReport(VekStatus status, const char* funcName, const char* context, const char* file,
+                                  int32_t line);
+
+/* vekStdErrReport: writes the failure to the standard error stream; nothing in mode VEK_ErrorModeNoReport. In mode
+ * VEK_ErrorModeLeaf it then ends the process with exit code 1. */
+VEK_API VekStatus vekStdErrReport(VekStatus status, const char* funcName, const char* context, const char* file,
+                                  int32_t line);
+
+/* vekGuiBoxReport: the default reporter. Asks in a message box whether to go on, in mode VEK_ErrorModeLeaf (Terminate
+ * the application?) and VEK_ErrorModeParent (Continue?); the answer may end the process with exit code 1. Shows
+ * nothing in other modes. Where there are no message boxes the controlling terminal is asked, when there is one and
+ * the process is in its foreground; otherwise the message goes to the standard error stream and the call returns. */
+VEK_API VekStatus vekGuiBoxReport(VekStatus status, const char* funcName, const char* context, const char* file,
+                                  int32_t line);
+
+typedef struct VekLibVersion {
+    int32_t majorVersion;
+    int32_t minorVersion;
+    int32_t buildNumber;
+    const char* moduleName;
+    const char* versionText;
+    const char* buildTag;
+    const char* buildDate;
+    const char* moduleKind;
+} VekLibVersion;
+
+/* vekGetLibVersion: the version of the library. Constant; never null. */
+VEK_API const VekLibVersion* vekGetLibVersion(void);
+
+/* ---- Image records ------------------------------------------------------------------------------- */
+
+/* Depth: the bits of a sample, and the sign bit for signed integers. 32 without sign is floating point. */
+#define VEK_DEPTH_SIGN 0x80000000u
+#define VEK_DEPTH_1U 1u
+#define VEK_DEPTH_8U 8u
+#define VEK_DEPTH_16U 16u
+#define VEK_DEPTH_32F 32u
+#define VEK_DEPTH_8S (VEK_DEPTH_SIGN | 8u)
+#define VEK_DEPTH_16S (VEK_DEPTH_SIGN | 16u)
+#define VEK_DEPTH_32S (VEK_DEPTH_SIGN | 32u)
+
+enum { VEK_DATA_ORDER_PIXEL = 0, VEK_DATA_ORDER_PLANE_WISE = 1 };
+enum { VEK_ORIGIN_TOP_LEFT = 0, VEK_ORIGIN_BOTTOM_LEFT = 1 };
+
+/* Border modes: what a pixel outside the image reads. */
+enum {
+    VEK_BORDER_FIXED = 0,            /* the side's constant */
+    VEK_BORDER_EDGE = 1,             /* the nearest pixel of the image */
+    VEK_BORDER_MIRROR = 2,           /* the image mirrored at its edge, the edge pixel repeated */
+    VEK_BORDER_WRAP = 3              /* the image repeated periodically */
+};
+
+/* Sides, for vekSetBorderMode. A corner belongs to its top or bottom side. */
+enum { VEK_SIDE_TOP = 1, VEK_SIDE_BOTTOM = 2, VEK_SIDE_LEFT = 4, VEK_SIDE_RIGHT = 8 };
+
+/* Parts of an image, for vekDeallocate. */
+enum {
+    VEK_IMAGE_HEADER = 1,
+    VEK_IMAGE_DATA = 2,
+    VEK_IMAGE_ROI = 4,
+    VEK_IMAGE_TILE = 8,
+    VEK_IMAGE_MASK = 16
+};
+
+typedef struct VekImage VekImage;
+
+/* Region of interest. Offsets and sizes in pixels; the first row in memory is row 0. */
+typedef struct VekROI {
+    int32_t coi;                     /* channel of interest from 1; 0 for all channels */
+    int32_t xOffset;
+    int32_t yOffset;
+    int32_t width;
+    int32_t height;
+} VekROI;
+
+/* A tile callback delivers or takes back one tile of an image, on the calling thread. It gets the header that the
+ * caller passed to the operation, the tile's column and row from 0, and a mode:
+ *   VEK_TILE_READ     store the tile's pixels in image->tileInfo->tileData (null: not to be had)
+ *   VEK_TILE_WRITE    the same, for a tile that will be changed
+ *   VEK_TILE_RELEASE  take it back; after a write, save it
+ * A tile is laid out like an image of the tile's width and height with the header's depth, channels, data order and
+ * align. The callback may call the library for other images; it must not change the header. */
+enum { VEK_TILE_READ = 1, VEK_TILE_WRITE = 2, VEK_TILE_RELEASE = 4 };
+typedef void (*VekTileFunc)(const VekImage* image, int32_t column, int32_t row, int32_t mode);
+
+typedef struct VekTileInfo {
+    VekTileFunc callBack;
+    void* tileId;                    /* the caller's; never read */
+    uint8_t* tileData;               /* the tile now held */
+    int32_t width;                   /* of a tile, in pixels; a multiple of 8 */
+    int32_t height;
+} VekTileInfo;
+
+/* Pixel (x, y) of channel c from 0 is sample x * nChannels + c of row y (pixel order), or sample x of row
+ * c * height + y (plane order); a row begins widthStep bytes after the one before. 1-bit images hold eight pixels in
+ * a byte, the leftmost in the top bit. Pixels may lie at any address and rows at any widthStep. */
+struct VekImage {
+    int32_t headerSize;              /* sizeof(VekImage) */
+    int32_t headerId;                /* 0 */
+    int32_t nChannels;               /* at least 1; 1 for VEK_DEPTH_1U */
+    int32_t alphaChannel;            /* 0 for none, otherwise nChannels */
+    uint32_t depth;
+    char colorModel[4];              /* "RGB", "GRAY", ...; not terminated */
+    char channelSeq[4];              /* "BGR", "GRAY", ...; not terminated */
+    int32_t dataOrder;
+    int32_t origin;
+    int32_t align;                   /* of rows, in bytes: 4 or 8 */
+    int32_t width;                   /* in pixels */
+    int32_t height;
+    VekROI* roi;                     /* null for the whole image */
+    VekImage* maskROI;               /* a 1-bit image, or null */
+    void* imageId;                   /* the caller's; never read */
+    VekTileInfo* tileInfo;           /* null for an image that holds its pixels in one block */
+    int32_t imageSize;               /* bytes of pixels, padding included */
+    uint8_t* imageData;              /* the first row; null for a tiled image */
+    int32_t widthStep;               /* bytes from a row to the next */
+    int32_t borderMode[4];           /* top, bottom, left, right */
+    int32_t borderConst[4];
+    uint8_t* rawImageData;           /* the block to free, null when the library did not allocate it */
+};
+
+/* ---- Memory -------------------------------------------------------------------------------------- */
+
+/* vekMalloc, vekwMalloc, vekiMalloc, veksMalloc, vekdMalloc: a block for a count of bytes, 16-bit, 32-bit (integer or
+ * float) or 64-bit items, aligned to 32 bytes, contents undefined; at least 33 bytes follow it. A count of 0 gives a
+ * block too. To be freed by vekFree.
+ *   returns   null for a negative count and when memory is short; no status is stored, nothing is reported */
+VEK_API void* vekMalloc(int32_t length);
+VEK_API int16_t* vekwMalloc(int32_t count);
+VEK_API int32_t* vekiMalloc(int32_t count);
+VEK_API float* veksMalloc(int32_t count);
+VEK_API double* vekdMalloc(int32_t count);
+
+/* vekFree: frees a block of the functions above; null is ignored. */
+VEK_API void vekFree(void* block);
+
+/* ---- Creating, checking and releasing images ----------------------------------------------------- */
+
+/* vekCreateImageHeader: a new image record without pixels.
+ *   nChannels       at least 1; exactly 1 for VEK_DEPTH_1U
+ *   alphaChannel    0, or nChannels
+ *   colorModel, channelSeq  four characters each, copied; shorter names are padded by the caller
+ *   align           4 or 8; widthStep is the row's bytes rounded up to it
+ *   roi, maskROI, imageId, tileInfo  stored as given, not copied; may be null. Of these only maskROI is examined
+ *   returns         the record, to be released by vekDeallocate; null on failure
+ *   refuses         all with "Incorrect data-ins": -10 a width or height below 1; -15; -16; -14 a null name; -17;
+ *                   -18; -19; -20; -21; -117 a mask that is not 1-bit; -26 a tiled mask; the mask's own header status
+ *                   minus 100; -10 a widthStep or imageSize beyond 2147483647. When memory is short: null, no report */
+VEK_API VekImage* vekCreateImageHeader(int32_t nChannels, int32_t alphaChannel, uint32_t depth, const char* colorModel,
+                                       const char* channelSeq, int32_t dataOrder, int32_t origin, int32_t align,
+                                       int32_t width, int32_t height, VekROI* roi, VekImage* maskROI, void* imageId,
+                                       VekTileInfo* tileInfo);
+
+/* vekAllocateImage (all depths but 32F), vekAllocateImageFP (32F): gives an image its pixels; widthStep and imageSize
+ * are computed afresh.
+ *   doFill      not 0: fill the block, padding included, with fillValue (its low bits for narrow depths)
+ *   on failure  imageData stays null; when memory is short there is no report
+ *   refuses     -5 "( image == ((void *)0) )"; -5 "( image->imageData != ((void *)0) )";
+ *               -5 "( image->tileInfo != ((void *)0) )"; -5 "( image->depth == 32 )", for the float function
+ *               "( image->depth != 32 )"; then as vekCreateImageHeader */
+VEK_API void vekAllocateImage(VekImage* image, int32_t doFill, int32_t fillValue);
+VEK_API void vekAllocateImageFP(VekImage* image, int32_t doFill, float fillValue);
+
+/* vekDeallocateImage: frees the pixels that the library allocated, and clears imageData in any case. Null is ignored. */
+VEK_API void vekDeallocateImage(VekImage* image);
+
+/* vekDeallocateHeader: frees the record alone; the same as vekDeallocate(image, VEK_IMAGE_HEADER). */
+VEK_API void vekDeallocateHeader(VekImage* image);
+
+/* vekDeallocate: frees parts of an image. Null is ignored.
+ *   flags  a sum of VEK_IMAGE_ROI, VEK_IMAGE_MASK (the mask with its header, pixels, ROI and tile record, but not the
+ *          mask's own mask), VEK_IMAGE_TILE, VEK_IMAGE_DATA (only pixels that the library allocated), VEK_IMAGE_HEADER */
+VEK_API void vekDeallocate(VekImage* image, int32_t flags);
+
+/* vekCloneImage: a new image with the source's fields, a copy of its ROI and of its pixels, and no mask, tile record or
+ * id. The clone of a tiled image has pixels of its own with undefined contents.
+ *   returns  the clone, to be released by vekDeallocate(clone, VEK_IMAGE_HEADER | VEK_IMAGE_DATA | VEK_IMAGE_ROI); null
+ *            on failure
+ *   refuses  the header's status, "Incorrect Image"; -4 "Not enough memory to allocate header for clone image", "... roi
+ *            for clone image", "... imageData for clone image" */
+VEK_API VekImage* vekCloneImage(const VekImage* image);
+
+/* vekCheckImageHeader: the validity test that every operation begins with. The first of these that fails gives the
+ * status, which is stored; nothing is reported:
+ *   -9 null; -12 not exactly one of imageData and tileInfo; without tiles: -10 imageSize, -13 widthStep below 1;
+ *   -10 width or height below 1; -15 nChannels below 1; -16 more than one 1-bit channel; -17 depth; -18 alphaChannel;
+ *   -19 dataOrder; -20 origin; -21 align; of a mask: -117 not 1-bit, -26 tiled, its own header's status minus 100;
+ *   of tiles: -22 no callback, -23 a size below 1 or no multiple of 8; of a region: -24 coi negative or above nChannels,
+ *   -25 a size below 1, -11 a negative offset.
+ *   returns  0, or the status. A region that lies outside the image passes. */
+VEK_API VekStatus vekCheckImageHeader(const VekImage* image);
+
+/* vekCreateROI, vekSetROI, vekDeleteROI: region records. Nothing is examined; vekCreateROI returns null when memory is
+ * short; vekSetROI and vekDeleteROI ignore null. */
+VEK_API VekROI* vekCreateROI(int32_t coi, int32_t xOffset, int32_t yOffset, int32_t width, int32_t height);
+VEK_API void vekSetROI(VekROI* roi, int32_t coi, int32_t xOffset, int32_t yOffset, int32_t width, int32_t height);
+VEK_API void vekDeleteROI(VekROI* roi);
+
+/* vekCreateTileInfo, vekSetTileInfo, vekDeleteTileInfo: tile records; tileData starts as null. Nothing is examined;
+ * vekCreateTileInfo returns null when memory is short; the others ignore null. */
+VEK_API VekTileInfo* vekCreateTileInfo(VekTileFunc callBack, void* tileId, int32_t width, int32_t height);
+VEK_API void vekSetTileInfo(VekTileInfo* tileInfo, VekTileFunc callBack, void* tileId, int32_t width, int32_t height);
+VEK_API void vekDeleteTileInfo(VekTileInfo* tileInfo);
+
+/* vekSetBorderMode: how pixels outside the image are read on the sides named. Null is ignored, nothing is examined; a
+ * mode outside the four acts as VEK_BORDER_FIXED.
+ *   sides     a sum of VEK_SIDE_TOP, VEK_SIDE_BOTTOM, VEK_SIDE_LEFT, VEK_SIDE_RIGHT
+ *   constant  what VEK_BORDER_FIXED reads, as a sample value */
+VEK_API void vekSetBorderMode(VekImage* image, int32_t mode, int32_t sides, int32_t constant);
+
+/* vekGetPixelBordered: one sample of an image, inside it or outside by its border settings. Tiled images are read
+ * through their callback. The image must be valid.
+ *   x, y     any pixel position in the whole image (regions play no part)
+ *   channel  from 1
+ *   returns  the sample, widened to 32 bits by its sign; of a 32F image the bits of the float */
+VEK_API int32_t vekGetPixelBordered(const VekImage* image, int32_t x, int32_t y, int32_t channel);
+
+/* vekGetRowBordered: count samples of row y from column x on, as vekGetPixelBordered gives each of them.
+ *   buffer   count samples of the image's own type; 1-bit samples from the top bit of the first byte on, the last
+ *            byte's spare bits untouched */
+VEK_API void vekGetRowBordered(const VekImage* image, int32_t x, int32_t y, int32_t channel, void* buffer,
+                               int32_t count);
+
+/* ---- Arithmetic and logic: an image and a constant ------------------------------------------------ */
+
+/* vekAddS: dst = src + value, clamped to the range of the depth.
+ *   srcImage, dstImage  same depth and data order; may be the same image
+ *   value               any 32-bit integer
+ *   depths              8U 8S 16U 16S (as vekSubtractS with -value, which then reports), 32S; 1U as vekOrS
+ *   writes              [W]
+ *   refuses             -5 "srcImage==0"; -5 "For processing depth 32F use function vekAddSFP"; then [T] */
+VEK_API void vekAddS(const VekImage* srcImage, VekImage* dstImage, int32_t value);
+
+/* vekSubtractS: dst = src - value, or value - src, clamped to the range of the depth.
+ *   srcImage, dstImage  same depth; the data orders may differ; may be the same image
+ *   value               any 32-bit integer
+ *   flip                0 for src - value, otherwise value - src
+ *   depths              1U (the low bit of value counts; as vekXorS and vekAndS), 8U 8S 16U 16S 32S
+ *   writes              [W]
+ *   refuses             -5 "srcImage==0"; -5 "For processing depth 32F use function vekSubtractSFP"; then [T] without
+ *                       the test of data orders. A constant that makes all of an unsigned result 0 or all ones goes to
+ *                       vekAndS or vekOrS, whose tests then hold */
+VEK_API void vekSubtractS(const VekImage* srcImage, VekImage* dstImage, int32_t value, int32_t flip);
+
+/* vekMultiplyS: dst = src * value, clamped to the range of the depth.
+ *   srcImage, dstImage  same depth and data order; may be the same image
+ *   value               any 32-bit integer
+ *   depths              1U (as vekAndS), 8U 8S 16U 16S, 32S (the product in double, then clamped and chopped)
+ *   writes              [W]
+ *   refuses             -5 "srcImage==0"; -5 "For processing depth 32F use function vekMultiplySFP"; then [T] */
+VEK_API void vekMultiplyS(const VekImage* srcImage, VekImage* dstImage, int32_t value);
+
+/* vekAndS, vekOrS, vekXorS: dst = src AND, OR, XOR value, bit by bit.
+ *   srcImage, dstImage  same depth and data order (1U: any order); may be the same image
+ *   value               its low bits, as many as a sample has
+ *   depths              1U 8U 8S 16U 16S 32S
+ *   writes              [W]
+ *   refuses             [T] (1U without the test of data orders); -5 "This function does not support depth 32F" */
+VEK_API void vekAndS(const VekImage* srcImage, VekImage* dstImage, uint32_t value);
+VEK_API void vekOrS(const VekImage* srcImage, VekImage* dstImage, uint32_t value);
+VEK_API void vekXorS(const VekImage* srcImage, VekImage* dstImage, uint32_t value);
+
+/* vekLShiftS: dst = src << value, high bits dropped. vekRShiftS: dst = src >> value, by the sign for signed depths.
+ *   srcImage, dstImage  same depth and data order; may be the same image
+ *   value               bits; as many as the sample has, or more: 0 (vekRShiftS on signed depths: 0 or -1 by the sign)
+ *   depths              1U 8U 8S 16U 16S 32S
+ *   writes              [W]
+ *   refuses             -5 "srcImage==0"; [T]; -5 "This function does not support depth 32F". A shift by 0 is done by
+ *                       vekXorS, one that clears all by vekAndS; their tests then hold, under their names */
+VEK_API void vekLShiftS(const VekImage* srcImage, VekImage* dstImage, uint32_t value);
+VEK_API void vekRShiftS(const VekImage* srcImage, VekImage* dstImage, uint32_t value);
+
+/* vekAddSFP, vekSubtractSFP, vekMultiplySFP: dst = src + value; src - value, or value - src with flip not 0;
+ * src * value. Computed in double and rounded once, not clamped: infinities and NaN pass.
+ *   srcImage, dstImage  32F, same data order; may be the same image
+ *   writes              [W]
+ *   refuses             -5 "srcImage==0"; -5 "For processing this depth use function vekAddS" (vekSubtractS,
+ *                       vekMultiplyS); then [T] */
+VEK_API void vekAddSFP(const VekImage* srcImage, VekImage* dstImage, float value);
+VEK_API void vekSubtractSFP(const VekImage* srcImage, VekImage* dstImage, float value, int32_t flip);
+VEK_API void vekMultiplySFP(const VekImage* srcImage, VekImage* dstImage, float value);
+
+/* ---- Arithmetic and logic: two images ------------------------------------------------------------- */
+
+/* vekAdd, vekSubtract, vekMultiply: dst = A + B, A - B, A * B, clamped to the range of the depth; 32F in single
+ * precision, not clamped; 32S products in double, then clamped and chopped.
+ *   srcImageA, srcImageB, dstImage  same depth and data order (vekSubtract on 1U: any order); dst may be A or B
+ *   depths   1U (vekAdd as vekOr, vekMultiply as vekAnd, vekSubtract A AND NOT B), 8U 8S 16U 16S 32S 32F
+ *   writes   [W]
+ *   refuses  -5 "srcImageA==0" (not vekSubtract); then [T] */
+VEK_API void vekAdd(const VekImage* srcImageA, const VekImage* srcImageB, VekImage* dstImage);
+VEK_API void vekSubtract(const VekImage* srcImageA, const VekImage* srcImageB, VekImage* dstImage);
+VEK_API void vekMultiply(const VekImage* srcImageA, const VekImage* srcImageB, VekImage* dstImage);
+
+/* vekAnd, vekOr, vekXor: dst = A AND B, A OR B, A XOR B, bit by bit.
+ *   srcImageA, srcImageB, dstImage  same depth and data order (1U: any order); dst may be A or B
+ *   depths   1U 8U 8S 16U 16S 32S
+ *   writes   [W]
+ *   refuses  [T] (1U without the test of data orders); -5 "This function does not support depth 32F" */
+VEK_API void vekAnd(const VekImage* srcImageA, const VekImage* srcImageB, VekImage* dstImage);
+VEK_API void vekOr(const VekImage* srcImageA, const VekImage* srcImageB, VekImage* dstImage);
+VEK_API void vekXor(const VekImage* srcImageA, const VekImage* srcImageB, VekImage* dstImage);
+
+/* ---- Arithmetic and logic: one image -------------------------------------------------------------- */
+
+/* vekNot: dst = NOT src, every bit inverted. It is vekXorS(srcImage, dstImage, -1), and reports under that name.
+ *   depths   1U 8U 8S 16U 16S 32S */
+VEK_API void vekNot(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekSquare: dst = src * src, clamped to the range of the depth; 32F in single precision, not clamped; 1U a copy.
+ *   srcImage, dstImage  same depth and data order (1U: any order); may be the same image
+ *   depths   1U 8U 8S 16U 16S 32S 32F
+ *   writes   [W]
+ *   refuses  [T] */
+VEK_API void vekSquare(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekAbs: dst = |src|, not clamped: the lowest value of a signed depth stays itself. Unsigned depths: a copy.
+ *   srcImage, dstImage  same depth and data order; may be the same image. A coi above 0 on an image of several channels
+ *            needs one on the other image too, unless that has a single channel
+ *   depths   1U 8U 8S 16U 16S 32S
+ *   writes   [W]
+ *   tiles    the callback must clear tileData on VEK_TILE_RELEASE
+ *   refuses  the headers, -5 depth and data order as in [T]; -5 "(nChSrc != nChDst)", on nChannels, when both images or
+ *            neither have alpha; -5 "(nChSrcCoi != nChDstCoi)"; -5 "(aChSrc != aChDst)"; -4 "Out of memory";
+ *            -5 "This function does not support depth 32F";
+ *            -5 "(srcImage->tileInfo->tileData != ((void*)(0)))" or dstImage, after a release */
+VEK_API void vekAbs(const VekImage* srcImage, VekImage* dstImage);
+
+/* ---- Test images ---------------------------------------------------------------------------------- */
+
+/* vekCreateImageJaehne: a new one-channel image of rings, sin(r^2 * 2 pi / (4 height)) around its centre, whose
+ * frequency rises with the radius; filters and resamplers show on it what they do to every frequency.
+ *   depth    any of the seven; width, height in pixels
+ *   returns  the image, to be released by vekDeallocate(image, VEK_IMAGE_HEADER | VEK_IMAGE_DATA); null on failure
+ *   refuses  -10 and -17 with their own texts; -4 "Not enough memory to allocate header for ImageJaehne",
+ *            "Not enough memory to allocate imageData for ImageJaehne"
+ *   source   B. Jaehne, Digital Image Processing: the ring test pattern */
+VEK_API VekImage* vekCreateImageJaehne(int32_t depth, int32_t width, int32_t height);
+
+#ifdef __cplusplus
+}
+#endif
+#endif
