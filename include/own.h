@@ -54,6 +54,26 @@ static inline void ownFail(const OwnFace& face, VekStatus status, const char* te
         }                                                                                                              \
     } while (0)
 
+/* The tests of a point operation's headers. 1-bit images have one channel, so their data order says nothing. */
+#define OWN_REFUSE_HEADERS2(srcImage, dstImage)                                                                        \
+    do {                                                                                                               \
+        OWN_REFUSE_HEADER(srcImage);                                                                                   \
+        OWN_REFUSE_HEADER(dstImage);                                                                                   \
+        OWN_REFUSE_IF((srcImage->depth != dstImage->depth));                                                           \
+        if (srcImage->depth != VEK_DEPTH_1U) OWN_REFUSE_IF((srcImage->dataOrder != dstImage->dataOrder));              \
+    } while (0)
+#define OWN_REFUSE_HEADERS3(srcImageA, srcImageB, dstImage)                                                            \
+    do {                                                                                                               \
+        OWN_REFUSE_HEADER(srcImageA);                                                                                  \
+        OWN_REFUSE_HEADER(srcImageB);                                                                                  \
+        OWN_REFUSE_HEADER(dstImage);                                                                                   \
+        OWN_REFUSE_IF((srcImageA->depth != dstImage->depth));                                                          \
+        OWN_REFUSE_IF((srcImageB->depth != dstImage->depth));                                                          \
+        if (dstImage->depth == VEK_DEPTH_1U) break;                                                                    \
+        OWN_REFUSE_IF((srcImageA->dataOrder != dstImage->dataOrder));                                                  \
+        OWN_REFUSE_IF((srcImageB->dataOrder != dstImage->dataOrder));                                                  \
+    } while (0)
+
 /* ---- The calling thread -------------------------------------------------------------------------------------- */
 
 /* Tables of the Fourier transform by the power of two of the length; their contents are the transform's business. */
@@ -142,6 +162,10 @@ template <class T, class W> static inline T ownClamp(W value)
     return (T)(value < low ? low : value > high ? high : value);
 }
 
+/* The unsigned type of a number of bytes. */
+template <int bytes>
+using OwnUnsigned = std::conditional_t<bytes == 1, uint8_t, std::conditional_t<bytes == 2, uint16_t, uint32_t>>;
+
 /* ---- Where pixels are ---------------------------------------------------------------------------------------- */
 
 /* The clipped region of an image: the one record through which pixels are reached. No row is taken to be longer than
@@ -211,6 +235,17 @@ template <class D, class S, class F> static inline void ownEach2(void* out, cons
         memcpy((char*)out + i * (ptrdiff_t)sizeof(D), &z, sizeof(D));
     }
 }
+
+/* A copy: what an operation without arithmetic on a depth does there. Samples of `size` bytes. */
+template <int size> static inline void ownCopyRun(void* out, const void* a, const void*, ptrdiff_t n, const void*)
+{
+    if (out != a) memcpy(out, a, (size_t)n * size);
+}
+template <int size> static inline void ownCopyPlain(void* out, const void* a, const void*, ptrdiff_t n, const void*)
+{
+    ownEach<uint8_t, uint8_t>(out, a, n * size, [](uint8_t x) { return x; });
+}
+template <int size> constexpr OwnRow ownCopyRow = {ownCopyRun<size>, ownCopyPlain<size>};
 
 /* ---- Masks --------------------------------------------------------------------------------------------------- */
 

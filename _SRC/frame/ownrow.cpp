@@ -1,0 +1,438 @@
+/* ownrow: the traversal. It takes one row kernel over every pixel of an operation's rectangle.
+ *
+ * The rectangle is cut into runs, as long as the headers allow, fastest first:
+ *   whole buffer   images that are taken whole and laid out alike: one run over the block
+ *   whole rows     samples that lie side by side in every image: one run a row, straight from source to destination
+ *   spared         the same, but a mask, alpha or a channel of interest spares some samples: the kernel works into scratch
+ *                  in the first-level cache, and what the write bits select of it is stored
+ *   strided        channels that lie differently in the images: one channel at a time, gathered, computed, scattered
+ *   bits           1-bit images: the sources' bits are brought to the destination's bit position, and the kernel works on
+ *                  bytes */
+#include "own.h"
+#include "ownsimd.h"
+
+/* ---- Scratch ------------------------------------------------------------------------------------------------- */
+
+enum { OWN_CHUNK_BYTES = 4096, OWN_WIDE_STEP = 8 };
+
+/* What one chunk of a row needs, on the stack: operands and result in the first-level cache, and write bits. */
+struct alignas(64) OwnScratch {
+    uint8_t in[2][OWN_CHUNK_BYTES];
+    uint8_t out[OWN_CHUNK_BYTES];
+    uint8_t pixelBits[OWN_CHUNK_BYTES / 8 + 8];
+    uint8_t writeBits[OWN_CHUNK_BYTES / 8 + 8];
+};
+
+/* ---- Bits ---------------------------------------------------------------------------------------------------- */
+
+/* Brings n bits that begin at bit `from` of src to bit `to` of out; 0 is the top bit of the first byte. The other bits of
+ * out's first and last byte are undefined. Only bytes that hold some of the bits are read. */
+static void ownAlignBits(uint8_t* out, int to, const uint8_t* src, int from, ptrdiff_t n)
+{
+    const ptrdiff_t outBytes = (to + n + 7) >> 3, srcBytes = (from + n + 7) >> 3;
+    const int left = (from - to) & 7;
+    if (left == 0) {
+        memcpy(out, src, (size_t)outBytes);
+        return;
+    }
+    /* Byte i of out is made of bytes i - back and i - back + 1 of src, as far as these hold some of the bits. */
+    const ptrdiff_t back = from < to;
+    if (back) out[0] = (uint8_t)(src[0] >> (8 - left));
+    const ptrdiff_t whole = std::min(outBytes, srcBytes - 1 + back);
+    if (whole > back)
+        ownMap2<uint8_t>(out + back, src, src + 1, whole - back, [left](OwnVec<uint8_t> a, OwnVec<uint8_t> b) {
+            return ownShiftLeft(a, left) | ownShiftRight(b, 8 - left);
+        });
+    if (whole < outBytes) out[outBytes - 1] = (uint8_t)(src[outBytes - 1 - back] << left);
+}
+
+/* Whether all of n bits are 0 or all are 1; OWN_SOME otherwise. */
+enum OwnShare { OWN_NONE, OWN_SOME, OWN_ALL };
+
+static OwnShare ownShareOf(const uint8_t* bits, ptrdiff_t n)
+{
+    const ptrdiff_t bytes = n >> 3;
+    const uint8_t spare = (uint8_t)(0xFF >> (n & 7)), first = bytes ? bits[0] : (uint8_t)(bits[0] & ~spare ? 0xFF : 0);
+    if (first != 0 && first != 0xFF) return OWN_SOME;
+    if (bytes && memcmp(bits, bits + 1, (size_t)bytes - 1) != 0) return OWN_SOME;
+    if (n & 7 && ((bits[bytes] ^ first) & (uint8_t)~spare)) return OWN_SOME;
+    return first ? OWN_ALL : OWN_NONE;
+}
+
+/* The write bits of whole pixels: `step` bits for each pixel, those of `channels` (the first channel is the top one of
+ * the low `step` bits) where the pixel's bit is set. Four pixels at a time by a table of their sixteen cases. */
+struct OwnSpread {
+    int step;
+    uint32_t nibble[16];
+};
+
+static OwnSpread ownMakeSpread(int step, const OwnChannels& channels)
+{
+    const uint32_t pattern = ((1u << channels.count) - 1) << (step - channels.first - channels.count);
+    OwnSpread spread;
+    spread.step = step;
+    for (uint32_t bits = 0; bits < 16; ++bits) {
+        uint32_t out = 0;
+        for (int pixel = 3; pixel >= 0; --pixel) out = (uint32_t)((uint64_t)out << step) | (bits >> pixel & 1 ? pattern : 0);
+        spread.nibble[bits] = out;
+    }
+    return spread;
+}
+
+/* Writes up to seven bytes beyond the last bit. */
+static void ownSpreadBits(uint8_t* out, const OwnSpread& spread, const uint8_t* pixelBits, ptrdiff_t nPixels)
+{
+    const int step = spread.step;
+    for (ptrdiff_t i = 0; i < (nPixels + 7) >> 3; ++i) {
+        const uint64_t high = spread.nibble[pixelBits[i] >> 4], low = spread.nibble[pixelBits[i] & 15];
+        const uint64_t bits = (high << 4 * step | low) << (64 - 8 * step);
+        const uint64_t bytes = std::endian::native == std::endian::little ? __builtin_bswap64(bits) : bits;
+        memcpy(out + i * step, &bytes, 8);
+    }
+}
+
+/* ---- Storing some of a run ----------------------------------------------------------------------------------- */
+
+/* dst = write ? result : dst, sample by sample. Words of the write bits that are all 0 or all 1 are not looked at
+ * closer. */
+template <class T> static void ownStoreSome(void* dst, const void* result, const uint8_t* writeBits, ptrdiff_t n)
+{
+    constexpr ptrdiff_t size = (ptrdiff_t)sizeof(T), lanes = OwnVec<T>::lanes;
+    char* out = (char*)dst;
+    const char* in = (const char*)result;
+    ptrdiff_t i = 0;
+    for (; lanes >= 8 && i + 64 <= n; i += 64) {
+        uint64_t word;
+        memcpy(&word, writeBits + (i >> 3), 8);
+        if (word == 0) continue;
+        if (word == ~(uint64_t)0) {
+            memcpy(out + i * size, in + i * size, 64 * size);
+            continue;
+        }
+        for (ptrdiff_t j = i; j < i + 64; j += lanes)
+            ownStore(out + j * size, ownSelect(ownBitLanes<T>(writeBits + (j >> 3)), ownLoad<T>(in + j * size),
+                                               ownLoad<T>(out + j * size)));
+    }
+    for (; i < n; ++i)
+        if (writeBits[i >> 3] >> (7 - (i & 7)) & 1) memcpy(out + i * size, in + i * size, size);
+}
+
+/* Bits from bit position `bit` on: dst = write ? result : dst, both laid at that position; no write bits: all. */
+static void ownStoreBits(uint8_t* dst, int bit, const uint8_t* result, const uint8_t* writeBits, ptrdiff_t n)
+{
+    const ptrdiff_t last = (bit + n - 1) >> 3;
+    const uint8_t head = (uint8_t)(0xFF >> bit), tail = (uint8_t)(0xFF << (last * 8 + 7 - bit - (n - 1)));
+    const auto store = [=](ptrdiff_t i, uint8_t kept) {
+        const uint8_t write = writeBits ? writeBits[i] & kept : kept;
+        dst[i] = (uint8_t)((dst[i] & ~write) | (result[i] & write));
+    };
+    if (last == 0) return store(0, head & tail);
+    store(0, head);
+    if (writeBits)
+        for (ptrdiff_t i = 1; i < last; ++i) dst[i] = (uint8_t)((dst[i] & ~writeBits[i]) | (result[i] & writeBits[i]));
+    else memcpy(dst + 1, result + 1, (size_t)(last - 1));
+    store(last, tail);
+}
+
+/* ---- Strided samples ----------------------------------------------------------------------------------------- */
+
+template <class T> static void ownGatherRun(void* out, const uint8_t* src, ptrdiff_t stepBytes, ptrdiff_t n)
+{
+    for (ptrdiff_t i = 0; i < n; ++i) memcpy((char*)out + i * (ptrdiff_t)sizeof(T), src + i * stepBytes, sizeof(T));
+}
+template <class T> static void ownScatterRun(uint8_t* dst, ptrdiff_t stepBytes, const void* result, ptrdiff_t n)
+{
+    for (ptrdiff_t i = 0; i < n; ++i) memcpy(dst + i * stepBytes, (const char*)result + i * (ptrdiff_t)sizeof(T), sizeof(T));
+}
+
+static void ownGather(void* out, const uint8_t* src, ptrdiff_t stepBytes, int bytes, ptrdiff_t n)
+{
+    if (bytes == 1) ownGatherRun<uint8_t>(out, src, stepBytes, n);
+    else if (bytes == 2) ownGatherRun<uint16_t>(out, src, stepBytes, n);
+    else ownGatherRun<uint32_t>(out, src, stepBytes, n);
+}
+static void ownScatter(uint8_t* dst, ptrdiff_t stepBytes, int bytes, const void* result, ptrdiff_t n)
+{
+    if (bytes == 1) ownScatterRun<uint8_t>(dst, stepBytes, result, n);
+    else if (bytes == 2) ownScatterRun<uint16_t>(dst, stepBytes, result, n);
+    else ownScatterRun<uint32_t>(dst, stepBytes, result, n);
+}
+static void ownSome(void* dst, const void* result, int bytes, const uint8_t* writeBits, ptrdiff_t n)
+{
+    if (bytes == 1) ownStoreSome<uint8_t>(dst, result, writeBits, n);
+    else if (bytes == 2) ownStoreSome<uint16_t>(dst, result, writeBits, n);
+    else ownStoreSome<uint32_t>(dst, result, writeBits, n);
+}
+
+/* ---- A pass: rows of samples, one kernel --------------------------------------------------------------------- */
+
+/* One image's samples in the current row. */
+struct OwnSide {
+    uint8_t* row;                    /* the byte of the first sample */
+    int bit;                         /* 1-bit: its place in the byte */
+    int sampleBits;
+    ptrdiff_t stepBytes;             /* from a sample to the next; the sample's own size when they lie side by side */
+    ptrdiff_t rowStep;
+
+    int bytes() const { return sampleBits >> 3; }
+    bool strided() const { return stepBytes != bytes(); }
+};
+
+struct OwnPass {
+    OwnRun* run;
+    const void* k;
+    int nSources;
+    OwnSide src[2], dst;
+    const OwnView* mask;             /* null: none */
+    bool spared;                     /* some samples keep their values: spread, and the mask, say which */
+    OwnSpread spread;
+    ptrdiff_t nSamples;              /* in a row */
+};
+
+/* Where the kernel may read n samples from sample x of the row on: in place, or gathered into scratch. */
+static const void* ownFetch(const OwnSide& side, ptrdiff_t x, ptrdiff_t n, uint8_t* scratch)
+{
+    if (side.sampleBits == 1) {
+        const ptrdiff_t at = side.bit + x;
+        ownAlignBits(scratch, 0, side.row + (at >> 3), (int)(at & 7), n);
+        return scratch;
+    }
+    const uint8_t* src = side.row + x * side.stepBytes;
+    if (!side.strided()) return src;
+    ownGather(scratch, src, side.stepBytes, side.bytes(), n);
+    return scratch;
+}
+
+/* The write bits of n samples from sample x of row y on; null when all are written. */
+static const uint8_t* ownWriteBits(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t n, OwnScratch& s)
+{
+    const int step = pass.spared ? pass.spread.step : 1;
+    if (pass.mask) {
+        const ptrdiff_t at = pass.mask->bit + x / step;
+        ownAlignBits(s.pixelBits, 0, pass.mask->data + y * pass.mask->rowStep + (at >> 3), (int)(at & 7), n / step);
+    }
+    if (step == 1) return pass.mask ? s.pixelBits : nullptr;
+    if (!pass.mask) {
+        if (x > 0 || y > 0) return s.writeBits;   /* every chunk begins with a pixel: the bits of the first one hold */
+        memset(s.pixelBits, 0xFF, (size_t)(n / step + 7) / 8);
+    }
+    ownSpreadBits(s.writeBits, pass.spread, s.pixelBits, n / step);
+    return s.writeBits;
+}
+
+/* A chunk of row y, n samples from sample x on. */
+static void ownRunChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t n, OwnScratch& s)
+{
+    const uint8_t* writeBits = ownWriteBits(pass, x, y, n, s);
+    const OwnShare share = writeBits ? ownShareOf(writeBits, n) : OWN_ALL;
+    if (share == OWN_NONE) return;
+    const void* a = ownFetch(pass.src[0], x, n, s.in[0]);
+    const void* b = pass.nSources > 1 ? ownFetch(pass.src[1], x, n, s.in[1]) : nullptr;
+
+    const OwnSide& dst = pass.dst;
+    if (dst.sampleBits == 1) {
+        pass.run(s.out, a, b, n, pass.k);
+        const ptrdiff_t at = dst.bit + x;
+        uint8_t *placed = s.in[0], *write = share == OWN_ALL ? nullptr : s.in[1];   /* the operands have done their work */
+        ownAlignBits(placed, (int)(at & 7), s.out, 0, n);
+        if (write) ownAlignBits(write, (int)(at & 7), writeBits, 0, n);
+        return ownStoreBits(dst.row + (at >> 3), (int)(at & 7), placed, write, n);
+    }
+    uint8_t* out = dst.row + x * dst.stepBytes;
+    if (share == OWN_ALL && !dst.strided()) return pass.run(out, a, b, n, pass.k);
+    pass.run(s.out, a, b, n, pass.k);
+    if (!dst.strided()) return ownSome(out, s.out, dst.bytes(), writeBits, n);
+    if (share == OWN_SOME) {
+        ownGather(s.in[0], out, dst.stepBytes, dst.bytes(), n);
+        ownSome(s.in[0], s.out, dst.bytes(), writeBits, n);
+        return ownScatter(out, dst.stepBytes, dst.bytes(), s.in[0], n);
+    }
+    ownScatter(out, dst.stepBytes, dst.bytes(), s.out, n);
+}
+
+/* A chunk of a row of 1-bit images: n bits from bit x on, the sources brought to the destination's bit position. */
+static void ownRunBitChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t n, OwnScratch& s)
+{
+    const ptrdiff_t at = pass.dst.bit + x;
+    const int bit = (int)(at & 7);
+    const ptrdiff_t bytes = (bit + n + 7) >> 3;
+    uint8_t* out = pass.dst.row + (at >> 3);
+
+    const void* in[2] = {nullptr, nullptr};
+    for (int i = 0; i < pass.nSources; ++i) {
+        const ptrdiff_t from = pass.src[i].bit + x;
+        const uint8_t* src = pass.src[i].row + (from >> 3);
+        in[i] = src;
+        if ((from & 7) == bit) continue;
+        ownAlignBits(s.in[i], bit, src, (int)(from & 7), n);
+        in[i] = s.in[i];
+    }
+    if (pass.mask) {
+        const ptrdiff_t from = pass.mask->bit + x;
+        ownAlignBits(s.writeBits, bit, pass.mask->data + y * pass.mask->rowStep + (from >> 3), (int)(from & 7), n);
+        pass.run(s.out, in[0], in[1], bytes, pass.k);
+        return ownStoreBits(out, bit, s.out, s.writeBits, n);
+    }
+    /* The bits around the run are put back after it. */
+    const uint8_t head = (uint8_t)(0xFF >> bit), tail = (uint8_t)(0xFF << (bytes * 8 - bit - n));
+    const uint8_t first = out[0], last = out[bytes - 1];
+    pass.run(out, in[0], in[1], bytes, pass.k);
+    if (bytes == 1) {
+        out[0] = (uint8_t)((first & ~(head & tail)) | (out[0] & head & tail));
+        return;
+    }
+    out[0] = (uint8_t)((first & ~head) | (out[0] & head));
+    out[bytes - 1] = (uint8_t)((last & ~tail) | (out[bytes - 1] & tail));
+}
+
+static bool ownAllBits(const OwnPass& pass)
+{
+    bool bits = pass.dst.sampleBits == 1;
+    for (int i = 0; i < pass.nSources; ++i) bits = bits && pass.src[i].sampleBits == 1;
+    return bits;
+}
+
+/* Whether the kernel can work straight from the sources' rows into the destination's. */
+static bool ownDirect(const OwnPass& pass)
+{
+    bool direct = !pass.mask && !pass.spared && pass.dst.sampleBits > 1 && !pass.dst.strided();
+    for (int i = 0; i < pass.nSources; ++i) direct = direct && pass.src[i].sampleBits > 1 && !pass.src[i].strided();
+    return direct;
+}
+
+/* How many samples a chunk has: whole pixels, whole bytes of bits, as many as the scratch holds. */
+static ptrdiff_t ownChunkSamples(const OwnPass& pass, bool bits)
+{
+    if (bits) return pass.mask ? OWN_CHUNK_BYTES : 8 * (OWN_CHUNK_BYTES - 8);
+    int bytes = std::max(pass.dst.bytes(), 1);
+    for (int i = 0; i < pass.nSources; ++i) bytes = std::max(bytes, pass.src[i].bytes());
+    const ptrdiff_t samples = OWN_CHUNK_BYTES / bytes - 64;
+    return pass.spared ? samples - samples % pass.spread.step : samples;
+}
+
+static void ownNextRow(OwnPass& pass)
+{
+    for (int i = 0; i < pass.nSources; ++i) pass.src[i].row += pass.src[i].rowStep;
+    pass.dst.row += pass.dst.rowStep;
+}
+
+static void ownRunRows(OwnPass pass, int32_t height)
+{
+    if (ownDirect(pass)) {
+        for (int32_t y = 0; y < height; ++y, ownNextRow(pass))
+            pass.run(pass.dst.row, pass.src[0].row, pass.nSources > 1 ? pass.src[1].row : nullptr, pass.nSamples, pass.k);
+        return;
+    }
+    OwnScratch scratch;
+    const bool bits = ownAllBits(pass);
+    const ptrdiff_t chunk = ownChunkSamples(pass, bits);
+    for (int32_t y = 0; y < height; ++y, ownNextRow(pass))
+        for (ptrdiff_t x = 0; x < pass.nSamples; x += chunk) {
+            const ptrdiff_t n = std::min(chunk, pass.nSamples - x);
+            if (bits) ownRunBitChunk(pass, x, y, n, scratch);
+            else ownRunChunk(pass, x, y, n, scratch);
+        }
+}
+
+/* ---- From headers to passes ---------------------------------------------------------------------------------- */
+
+static bool ownWhole(const VekImage* image)
+{
+    if (image->alphaChannel || image->imageSize != ownRowCount(image, image->height) * image->widthStep) return false;
+    const VekROI* roi = image->roi;
+    return !roi || (roi->xOffset == 0 && roi->yOffset == 0 && roi->width >= image->width && roi->height >= image->height &&
+                    (roi->coi == 0 || (roi->coi == 1 && image->nChannels == 1)));
+}
+
+/* Whether the images can be taken as one block each: whole, without alpha, and laid out alike. */
+static bool ownOneBlock(const VekImage* const image[], int nImages)
+{
+    const VekImage& dst = *image[nImages - 1];
+    for (int i = 0; i < nImages; ++i) {
+        const VekImage& other = *image[i];
+        if (!ownWhole(&other) || other.height != dst.height || other.width != dst.width ||
+            other.imageSize != dst.imageSize || other.align != dst.align ||
+            ownSampleBits(other.depth) != ownSampleBits(dst.depth))
+            return false;
+    }
+    return true;
+}
+
+/* The samples of one channel of a view, from its first row on. */
+static OwnSide ownSide(const OwnView& view, int32_t channel)
+{
+    const int bytes = view.sampleBits >> 3;
+    return {view.data + channel * view.channelStep, view.bit, view.sampleBits, view.pixelStep * (ptrdiff_t)bytes, view.rowStep};
+}
+
+/* Whether the channels that take part lie at the same places of a pixel in all images. */
+static bool ownLaidAlike(const OwnPoint& point, const OwnView* view)
+{
+    for (int i = 1; i < point.nImages; ++i)
+        if (view[i].pixelStep != view[0].pixelStep || point.channels[i].first != point.channels[0].first ||
+            point.channels[i].count != point.channels[0].count)
+            return false;
+    return view[0].pixelStep > 1;
+}
+
+/* Whole pixels of the images: every sample of the row is computed, and those of other channels are spared. */
+static void ownTakePixels(const OwnPoint& point, const OwnView* view, OwnPass& pass, int32_t width, int32_t height)
+{
+    const int step = view[0].pixelStep;
+    const int last = point.nImages - 1;
+    for (int i = 0; i <= last; ++i) {
+        OwnSide& side = i == last ? pass.dst : pass.src[i];
+        side = ownSide(view[i], 0);
+        side.stepBytes = side.bytes();
+    }
+    pass.nSamples = (ptrdiff_t)width * step;
+    pass.spared = pass.mask || point.channels[0].count < step;
+    if (pass.spared) pass.spread = ownMakeSpread(step, point.channels[0]);
+    ownRunRows(pass, height);
+}
+
+/* One channel after the other. */
+static void ownTakeChannels(const OwnPoint& point, const OwnView* view, OwnPass& pass, int32_t width, int32_t height)
+{
+    const int last = point.nImages - 1;
+    int32_t count = point.channels[last].count;
+    for (int i = 0; i < last; ++i) count = std::min(count, point.channels[i].count);
+    pass.nSamples = width;
+    for (int32_t c = 0; c < count; ++c) {
+        for (int i = 0; i <= last; ++i) (i == last ? pass.dst : pass.src[i]) = ownSide(view[i], point.channels[i].first + c);
+        ownRunRows(pass, height);
+    }
+}
+
+void ownTraverse(const OwnPoint& point, const VekImage* const image[], const VekImage* mask)
+{
+    const int last = point.nImages - 1;
+    if (!mask && ownOneBlock(image, point.nImages)) {
+        const int bytes = std::max(ownSampleBits(image[last]->depth) >> 3, 1);
+        return point.run(image[last]->imageData, image[0]->imageData, last > 1 ? image[1]->imageData : nullptr,
+                         image[last]->imageSize / bytes, point.k);
+    }
+    OwnView view[3], maskView;
+    int32_t width = INT32_MAX, height = INT32_MAX;
+    for (int i = 0; i <= last; ++i) {
+        view[i] = ownView(image[i]);
+        width = std::min(width, view[i].width);
+        height = std::min(height, view[i].height);
+    }
+    if (mask) {
+        maskView = ownView(mask);
+        width = std::min(width, maskView.width);
+        height = std::min(height, maskView.height);
+    }
+    if (width == 0 || height == 0) return;
+
+    OwnPass pass = {};
+    pass.run = point.run;
+    pass.k = point.k;
+    pass.nSources = last;
+    pass.mask = mask ? &maskView : nullptr;
+    const bool wholeRows = !mask && point.channels[0].count == view[0].pixelStep;
+    if (ownLaidAlike(point, view) && (wholeRows || view[0].pixelStep <= OWN_WIDE_STEP))
+        ownTakePixels(point, view, pass, width, height);
+    else ownTakeChannels(point, view, pass, width, height);
+}
