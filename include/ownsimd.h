@@ -37,6 +37,7 @@ typedef long long OwnX86 __attribute__((vector_size(16)));
 
 template <class T> struct OwnVec {
     typedef T Raw __attribute__((vector_size(OWN_VEC_BYTES)));
+    typedef T Loose __attribute__((vector_size(OWN_VEC_BYTES), aligned(1), may_alias));   /* anywhere in memory */
     static constexpr ptrdiff_t lanes = OWN_VEC_BYTES / (ptrdiff_t)sizeof(T);
     Raw v;
 };
@@ -60,13 +61,8 @@ template <class T, class X> static inline OwnVec<T> ownFromX86(X a) { return {(t
 #endif
 
 /* Loads and stores at any address. */
-template <class T> static inline OwnVec<T> ownLoad(const void* p)
-{
-    OwnVec<T> r;
-    memcpy(&r, p, sizeof(r));
-    return r;
-}
-template <class T> static inline void ownStore(void* p, OwnVec<T> a) { memcpy(p, &a, sizeof(a)); }
+template <class T> static inline OwnVec<T> ownLoad(const void* p) { return {*(const typename OwnVec<T>::Loose*)p}; }
+template <class T> static inline void ownStore(void* p, OwnVec<T> a) { *(typename OwnVec<T>::Loose*)p = a.v; }
 
 /* n samples, fewer than a vector has; lanes from n on are 0 in a load and left out of a store. */
 template <class T> static inline OwnVec<T> ownLoadPart(const void* p, ptrdiff_t n)
@@ -453,7 +449,7 @@ template <class T> static inline OwnVec<T> ownBitLanes(const uint8_t* bits)
 
 /* out[i] = f(a[i]), out[i] = f(a[i], b[i]), a vector at a time. out may be a or b: the last vector is computed before
  * the loop and stored after it, so that no sample is done twice. */
-template <class T, class F> static inline void ownMap(void* out, const void* a, ptrdiff_t n, F f)
+template <class T, class F> [[gnu::flatten]] static inline void ownMap(void* out, const void* a, ptrdiff_t n, F f)
 {
     constexpr ptrdiff_t step = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
     const char* pa = (const char*)a;
@@ -466,7 +462,7 @@ template <class T, class F> static inline void ownMap(void* out, const void* a, 
     for (; i < n - step; i += step) ownStore(po + i * size, f(ownLoad<T>(pa + i * size)));
     ownStore(po + (n - step) * size, last);
 }
-template <class T, class F> static inline void ownMap2(void* out, const void* a, const void* b, ptrdiff_t n, F f)
+template <class T, class F> [[gnu::flatten]] static inline void ownMap2(void* out, const void* a, const void* b, ptrdiff_t n, F f)
 {
     constexpr ptrdiff_t step = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
     const char *pa = (const char*)a, *pb = (const char*)b;
