@@ -87,8 +87,8 @@ struct VekThreadContext {
     VekStatus status;
     int32_t mode;
     VekReporter reporter;
-    int32_t dctTableKey;             /* -1 at creation, 0 once released */
-    void* dctTable;                  /* from vekMalloc, as all of the caches */
+    int32_t dctTableKey; /* -1 at creation, 0 once released */
+    void* dctTable;      /* from vekMalloc, as all of the caches */
     int32_t dctPlanCount;
     void** dctPlans;
     int32_t dctBlockCount;
@@ -171,13 +171,13 @@ using OwnUnsigned = std::conditional_t<bytes == 1, uint8_t, std::conditional_t<b
 /* The clipped region of an image: the one record through which pixels are reached. No row is taken to be longer than
  * the header's widthStep, whatever its width says. */
 struct OwnView {
-    uint8_t* data;                   /* the byte with the region's first sample, channel 0 */
-    int bit;                         /* 1-bit images: the place of that sample in its byte, 0 is the top bit */
+    uint8_t* data; /* the byte with the region's first sample, channel 0 */
+    int bit;       /* 1-bit images: the place of that sample in its byte, 0 is the top bit */
     int sampleBits;
-    int32_t width, height;           /* in pixels; 0 when there is nothing */
-    int32_t pixelStep;               /* samples from a pixel to the next in its row */
-    ptrdiff_t rowStep;               /* bytes from a row to the next */
-    ptrdiff_t channelStep;           /* bytes from a channel of a pixel to the next channel */
+    int32_t width, height; /* in pixels; 0 when there is nothing */
+    int32_t pixelStep;     /* samples from a pixel to the next in its row */
+    ptrdiff_t rowStep;     /* bytes from a row to the next */
+    ptrdiff_t channelStep; /* bytes from a channel of a pixel to the next channel */
 };
 
 OwnView ownView(const VekImage* image);
@@ -188,7 +188,7 @@ OwnView ownWholeView(const VekImage* image);
 /* The channels that take part: all but alpha, or the channel of interest. */
 struct OwnChannels {
     int32_t first, count;
-    bool single;                     /* chosen by a coi above 0 */
+    bool single; /* chosen by a coi above 0 */
 };
 
 static inline OwnChannels ownChannels(const VekImage* image)
@@ -225,7 +225,8 @@ template <class D, class S, class F> static inline void ownEach(void* out, const
         memcpy((char*)out + i * (ptrdiff_t)sizeof(D), &y, sizeof(D));
     }
 }
-template <class D, class S, class F> static inline void ownEach2(void* out, const void* a, const void* b, ptrdiff_t n, F f)
+template <class D, class S, class F>
+static inline void ownEach2(void* out, const void* a, const void* b, ptrdiff_t n, F f)
 {
     for (ptrdiff_t i = 0; i < n; ++i) {
         S x, y;
@@ -251,8 +252,8 @@ template <int size> constexpr OwnRow ownCopyRow = {ownCopyRun<size>, ownCopyPlai
 
 /* The masks of an operation's images merged into one. */
 struct OwnMask {
-    const VekImage* image;           /* null: no mask */
-    VekImage* owned;                 /* what ownReleaseMask frees, or null */
+    const VekImage* image; /* null: no mask */
+    VekImage* owned;       /* what ownReleaseMask frees, or null */
 };
 
 enum OwnMerge { OWN_MERGED, OWN_MERGE_EMPTY, OWN_MERGE_NO_MEMORY };
@@ -265,12 +266,12 @@ void ownReleaseMask(OwnMask* mask);
 /* A point operation whose tests have passed: one run, to be taken over all pixels of its images. */
 struct OwnPoint {
     const OwnFace* face;
-    int nImages;                     /* 2 or 3 */
-    const VekImage* image[3];        /* the sources, then the destination */
+    int nImages;              /* 2 or 3 */
+    const VekImage* image[3]; /* the sources, then the destination */
     OwnChannels channels[3];
     OwnRun* run;
     const void* k;
-    bool clearedOnRelease;           /* a callback must clear tileData when it takes a tile back */
+    bool clearedOnRelease; /* a callback must clear tileData when it takes a tile back */
 };
 
 /* dst = f(src), dst = f(A, B): the channel tests, the merge of masks, the choice of the row by the destination's depth,
@@ -296,6 +297,7 @@ void ownTileWalk(const OwnPoint& point, const VekImage* mask);
 /* A new block from vekMalloc with a rectangle of the image, all channels, in its depth and data order, pixels outside
  * the image by its border settings. Rows are rowBytes long, planes height rows. Null for a null image, a depth, dataOrder
  * or align that a header can't have, a width or height below 1, and when memory is short. */
-void* vekCopyRectBordered(const VekImage* image, int32_t x, int32_t y, int32_t width, int32_t height, int32_t* rowBytes);
+void* vekCopyRectBordered(const VekImage* image, int32_t x, int32_t y, int32_t width, int32_t height,
+                          int32_t* rowBytes);
 
 #endif

@@ -37,7 +37,7 @@ typedef long long OwnX86 __attribute__((vector_size(16)));
 
 template <class T> struct OwnVec {
     typedef T Raw __attribute__((vector_size(OWN_VEC_BYTES)));
-    typedef T Loose __attribute__((vector_size(OWN_VEC_BYTES), aligned(1), may_alias));   /* anywhere in memory */
+    typedef T Loose __attribute__((vector_size(OWN_VEC_BYTES), aligned(1), may_alias)); /* anywhere in memory */
     static constexpr ptrdiff_t lanes = OWN_VEC_BYTES / (ptrdiff_t)sizeof(T);
     Raw v;
 };
@@ -51,8 +51,12 @@ template <class T> struct OwnPair {
 template <class T, class S> static inline OwnVec<T> ownAs(OwnVec<S> a) { return {(typename OwnVec<T>::Raw)a.v}; }
 
 /* Integers of the same width without sign, in which sums wrap; floats stay floats. */
-template <class T, bool isFloat = std::is_floating_point_v<T>> struct OwnWrap { typedef std::make_unsigned_t<T> Type; };
-template <class T> struct OwnWrap<T, true> { typedef T Type; };
+template <class T, bool isFloat = std::is_floating_point_v<T>> struct OwnWrap {
+    typedef std::make_unsigned_t<T> Type;
+};
+template <class T> struct OwnWrap<T, true> {
+    typedef T Type;
+};
 template <class T> using OwnWrapRaw = typename OwnVec<typename OwnWrap<T>::Type>::Raw;
 
 #ifdef OWN_X86
@@ -71,7 +75,10 @@ template <class T> static inline OwnVec<T> ownLoadPart(const void* p, ptrdiff_t 
     memcpy(&r, p, (size_t)n * sizeof(T));
     return r;
 }
-template <class T> static inline void ownStorePart(void* p, OwnVec<T> a, ptrdiff_t n) { memcpy(p, &a, (size_t)n * sizeof(T)); }
+template <class T> static inline void ownStorePart(void* p, OwnVec<T> a, ptrdiff_t n)
+{
+    memcpy(p, &a, (size_t)n * sizeof(T));
+}
 
 /* Every lane x. */
 template <class T> static inline OwnVec<T> ownSet(T x)
@@ -130,8 +137,14 @@ template <class T> static inline OwnVec<T> operator^(OwnVec<T> a, OwnVec<T> b)
 template <class T> static inline OwnVec<T> operator~(OwnVec<T> a) { return {~a.v}; }
 
 /* Comparisons: a lane of all ones where it holds, of zeros elsewhere. */
-template <class T> static inline OwnVec<T> ownEqual(OwnVec<T> a, OwnVec<T> b) { return {(typename OwnVec<T>::Raw)(a.v == b.v)}; }
-template <class T> static inline OwnVec<T> ownGreater(OwnVec<T> a, OwnVec<T> b) { return {(typename OwnVec<T>::Raw)(a.v > b.v)}; }
+template <class T> static inline OwnVec<T> ownEqual(OwnVec<T> a, OwnVec<T> b)
+{
+    return {(typename OwnVec<T>::Raw)(a.v == b.v)};
+}
+template <class T> static inline OwnVec<T> ownGreater(OwnVec<T> a, OwnVec<T> b)
+{
+    return {(typename OwnVec<T>::Raw)(a.v > b.v)};
+}
 
 /* a where the lane of mask is all ones, b where it is zero. */
 template <class T, class M> static inline OwnVec<T> ownSelect(OwnVec<M> mask, OwnVec<T> a, OwnVec<T> b)
@@ -178,8 +191,7 @@ template <class T> static inline OwnVec<T> ownMax(OwnVec<T> a, OwnVec<T> b)
 template <class T> static inline OwnVec<T> ownShiftLeft(OwnVec<T> a, int n)
 {
 #ifdef OWN_X86
-    if constexpr (sizeof(T) == 1)
-        return ownAs<T>(ownShiftLeft(ownAs<uint16_t>(a), n)) & ownSet<T>((T)(0xFF << n));
+    if constexpr (sizeof(T) == 1) return ownAs<T>(ownShiftLeft(ownAs<uint16_t>(a), n)) & ownSet<T>((T)(0xFF << n));
     else if constexpr (sizeof(T) == 2) return ownFromX86<T>(OWN_X86(sll_epi16)(ownX86(a), _mm_cvtsi32_si128(n)));
     else if constexpr (sizeof(T) == 4) return ownFromX86<T>(OWN_X86(sll_epi32)(ownX86(a), _mm_cvtsi32_si128(n)));
     else
@@ -192,13 +204,16 @@ template <class T> static inline OwnVec<T> ownShiftRight(OwnVec<T> a, int n)
     if constexpr (std::is_same_v<T, uint8_t>)
         return ownAs<T>(ownShiftRight(ownAs<uint16_t>(a), n)) & ownSet<T>((T)(0xFF >> n));
     else if constexpr (std::is_same_v<T, int8_t>) {
-        const OwnVec<T> sign = ownSet<T>((T)(0x80 >> n));   /* where the sign bit comes to stand: extend from there */
+        const OwnVec<T> sign = ownSet<T>((T)(0x80 >> n)); /* where the sign bit comes to stand: extend from there */
         return (ownAs<T>(ownShiftRight(ownAs<uint8_t>(a), n)) ^ sign) - sign;
-    }
-    else if constexpr (std::is_same_v<T, uint16_t>) return ownFromX86<T>(OWN_X86(srl_epi16)(ownX86(a), _mm_cvtsi32_si128(n)));
-    else if constexpr (std::is_same_v<T, int16_t>) return ownFromX86<T>(OWN_X86(sra_epi16)(ownX86(a), _mm_cvtsi32_si128(n)));
-    else if constexpr (std::is_same_v<T, uint32_t>) return ownFromX86<T>(OWN_X86(srl_epi32)(ownX86(a), _mm_cvtsi32_si128(n)));
-    else if constexpr (std::is_same_v<T, int32_t>) return ownFromX86<T>(OWN_X86(sra_epi32)(ownX86(a), _mm_cvtsi32_si128(n)));
+    } else if constexpr (std::is_same_v<T, uint16_t>)
+        return ownFromX86<T>(OWN_X86(srl_epi16)(ownX86(a), _mm_cvtsi32_si128(n)));
+    else if constexpr (std::is_same_v<T, int16_t>)
+        return ownFromX86<T>(OWN_X86(sra_epi16)(ownX86(a), _mm_cvtsi32_si128(n)));
+    else if constexpr (std::is_same_v<T, uint32_t>)
+        return ownFromX86<T>(OWN_X86(srl_epi32)(ownX86(a), _mm_cvtsi32_si128(n)));
+    else if constexpr (std::is_same_v<T, int32_t>)
+        return ownFromX86<T>(OWN_X86(sra_epi32)(ownX86(a), _mm_cvtsi32_si128(n)));
     else
 #endif
         return {a.v >> n};
@@ -214,10 +229,10 @@ template <class T> static inline OwnVec<T> ownAddSat(OwnVec<T> a, OwnVec<T> b)
     else if constexpr (std::is_same_v<T, int16_t>) return ownFromX86<T>(OWN_X86(adds_epi16)(ownX86(a), ownX86(b)));
     else
 #endif
-    if constexpr (std::is_unsigned_v<T>) {
+        if constexpr (std::is_unsigned_v<T>) {
         const OwnVec<T> r = a + b;
         return r | ownGreater(a, r);
-    } else {   /* the sum overflows where its sign differs from that of both terms: then a's sign, as the limit */
+    } else { /* the sum overflows where its sign differs from that of both terms: then a's sign, as the limit */
         const OwnVec<T> r = a + b;
         const int top = (int)sizeof(T) * 8 - 1;
         const OwnVec<T> limit = ownShiftRight(a, top) ^ ownSet(std::numeric_limits<T>::max());
@@ -233,7 +248,7 @@ template <class T> static inline OwnVec<T> ownSubSat(OwnVec<T> a, OwnVec<T> b)
     else if constexpr (std::is_same_v<T, int16_t>) return ownFromX86<T>(OWN_X86(subs_epi16)(ownX86(a), ownX86(b)));
     else
 #endif
-    if constexpr (std::is_unsigned_v<T>) {
+        if constexpr (std::is_unsigned_v<T>) {
         return (a - b) & ~ownGreater(b, a);
     } else {
         const OwnVec<T> r = a - b;
@@ -289,8 +304,8 @@ static inline OwnVec<int32_t> ownMulSat(OwnVec<int32_t> a, OwnVec<int32_t> b)
     const OwnVec<int32_t> limit = ownShiftRight(a ^ b, 31) ^ ownSet<int32_t>(INT32_MAX);
 #ifdef OWN_X86
     const OwnVec<uint64_t> even = ownFromX86<uint64_t>(OWN_X86(mul_epi32)(ownX86(a), ownX86(b)));
-    const OwnVec<uint64_t> odd = ownFromX86<uint64_t>(OWN_X86(mul_epi32)(OWN_X86(srli_epi64)(ownX86(a), 32),
-                                                                        OWN_X86(srli_epi64)(ownX86(b), 32)));
+    const OwnVec<uint64_t> odd = ownFromX86<uint64_t>(
+        OWN_X86(mul_epi32)(OWN_X86(srli_epi64)(ownX86(a), 32), OWN_X86(srli_epi64)(ownX86(b), 32)));
     const OwnVec<uint64_t> lowHalf = ownSet<uint64_t>(0xFFFFFFFFu);
     const OwnVec<int32_t> low = ownAs<int32_t>((even & lowHalf) | OwnVec<uint64_t>{odd.v << 32});
     const OwnVec<int32_t> high = ownAs<int32_t>(OwnVec<uint64_t>{even.v >> 32} | (odd & ~lowHalf));
@@ -309,10 +324,18 @@ static inline OwnVec<int32_t> ownMulSat(OwnVec<int32_t> a, OwnVec<int32_t> b)
 
 /* The type of twice the width. */
 template <class T> struct OwnWider;
-template <> struct OwnWider<uint8_t> { typedef uint16_t Type; };
-template <> struct OwnWider<int8_t> { typedef int16_t Type; };
-template <> struct OwnWider<uint16_t> { typedef uint32_t Type; };
-template <> struct OwnWider<int16_t> { typedef int32_t Type; };
+template <> struct OwnWider<uint8_t> {
+    typedef uint16_t Type;
+};
+template <> struct OwnWider<int8_t> {
+    typedef int16_t Type;
+};
+template <> struct OwnWider<uint16_t> {
+    typedef uint32_t Type;
+};
+template <> struct OwnWider<int16_t> {
+    typedef int32_t Type;
+};
 template <class T> using OwnWide = typename OwnWider<T>::Type;
 
 #ifdef OWN_X86
@@ -421,16 +444,16 @@ template <class T> static inline OwnVec<T> ownBitLanes(const uint8_t* bits)
     if constexpr (sizeof(T) == 1) {
         int32_t word;
         memcpy(&word, bits, 4);
-        const __m256i spread = _mm256_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1,
-                                                2, 2, 2, 2, 2, 2, 2, 2, 3, 3, 3, 3, 3, 3, 3, 3);
+        const __m256i spread = _mm256_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2, 2, 2, 2, 2, 2, 2,
+                                                3, 3, 3, 3, 3, 3, 3, 3);
         const __m256i place = _mm256_set1_epi64x(0x0102040810204080);
         const __m256i hit = _mm256_and_si256(_mm256_shuffle_epi8(_mm256_set1_epi32(word), spread), place);
         return ownFromX86<T>(_mm256_cmpeq_epi8(hit, place));
     } else if constexpr (sizeof(T) == 2) {
         uint16_t word;
         memcpy(&word, bits, 2);
-        const __m256i place = _mm256_setr_epi16(0x80, 0x40, 0x20, 0x10, 8, 4, 2, 1, (short)0x8000, 0x4000, 0x2000, 0x1000,
-                                                0x800, 0x400, 0x200, 0x100);
+        const __m256i place = _mm256_setr_epi16(0x80, 0x40, 0x20, 0x10, 8, 4, 2, 1, (short)0x8000, 0x4000, 0x2000,
+                                                0x1000, 0x800, 0x400, 0x200, 0x100);
         return ownFromX86<T>(_mm256_cmpeq_epi16(_mm256_and_si256(_mm256_set1_epi16((short)word), place), place));
     } else {
         const __m256i place = _mm256_setr_epi32(0x80, 0x40, 0x20, 0x10, 8, 4, 2, 1);
@@ -462,7 +485,8 @@ template <class T, class F> [[gnu::flatten]] static inline void ownMap(void* out
     for (; i < n - step; i += step) ownStore(po + i * size, f(ownLoad<T>(pa + i * size)));
     ownStore(po + (n - step) * size, last);
 }
-template <class T, class F> [[gnu::flatten]] static inline void ownMap2(void* out, const void* a, const void* b, ptrdiff_t n, F f)
+template <class T, class F>
+[[gnu::flatten]] static inline void ownMap2(void* out, const void* a, const void* b, ptrdiff_t n, F f)
 {
     constexpr ptrdiff_t step = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
     const char *pa = (const char*)a, *pb = (const char*)b;

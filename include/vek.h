@@ -65,15 +65,15 @@ typedef int32_t VekStatus;
 
 enum {
     VEK_StatusOk = 0,
-    VEK_StatusBacktrace = -1,        /* passes on the failure of an inner call; never stored */
-    VEK_StatusFailed = -2,           /* a failure without a code of its own, as of a tile callback */
-    VEK_StatusInternal = -3,         /* a state that cannot occur */
-    VEK_StatusNoMemory = -4,         /* scratch or a result could not be allocated */
-    VEK_StatusBadArg = -5,           /* an argument failed its test; the context is the text of the test */
+    VEK_StatusBacktrace = -1, /* passes on the failure of an inner call; never stored */
+    VEK_StatusFailed = -2,    /* a failure without a code of its own, as of a tile callback */
+    VEK_StatusInternal = -3,  /* a state that cannot occur */
+    VEK_StatusNoMemory = -4,  /* scratch or a result could not be allocated */
+    VEK_StatusBadArg = -5,    /* an argument failed its test; the context is the text of the test */
     VEK_StatusUnsupported = -6,
     VEK_StatusNoConvergence = -7,
-    VEK_StatusAutotrace = -8,        /* traces a call; never stored */
-    VEK_StatusNullHeader = -9,       /* from here on: what vekCheckImageHeader found */
+    VEK_StatusAutotrace = -8,  /* traces a call; never stored */
+    VEK_StatusNullHeader = -9, /* from here on: what vekCheckImageHeader found */
     VEK_StatusBadImageSize = -10,
     VEK_StatusBadRoiOffset = -11,
     VEK_StatusBadDataPointers = -12,
@@ -90,15 +90,15 @@ enum {
     VEK_StatusBadTileSize = -23,
     VEK_StatusBadCoi = -24,
     VEK_StatusBadRoiSize = -25,
-    VEK_StatusTiledMask = -26        /* a mask image has tiles */
+    VEK_StatusTiledMask = -26 /* a mask image has tiles */
     /* The same failures of a mask image: the code minus 100 (-110 to -125). */
 };
 
 /* Error modes: what the reporters do with a failure. */
 enum {
-    VEK_ErrorModeLeaf = 0,           /* report at the place of the error; the application is to end */
-    VEK_ErrorModeParent = 1,         /* report; the caller may go on */
-    VEK_ErrorModeNoReport = 2        /* report nothing */
+    VEK_ErrorModeLeaf = 0,    /* report at the place of the error; the application is to end */
+    VEK_ErrorModeParent = 1,  /* report; the caller may go on */
+    VEK_ErrorModeNoReport = 2 /* report nothing */
 };
 
 /* A reporter is told of each failure, on the thread that ran the operation.
@@ -182,29 +182,23 @@ enum { VEK_ORIGIN_TOP_LEFT = 0, VEK_ORIGIN_BOTTOM_LEFT = 1 };
 
 /* Border modes: what a pixel outside the image reads. */
 enum {
-    VEK_BORDER_FIXED = 0,            /* the side's constant */
-    VEK_BORDER_EDGE = 1,             /* the nearest pixel of the image */
-    VEK_BORDER_MIRROR = 2,           /* the image mirrored at its edge, the edge pixel repeated */
-    VEK_BORDER_WRAP = 3              /* the image repeated periodically */
+    VEK_BORDER_FIXED = 0,  /* the side's constant */
+    VEK_BORDER_EDGE = 1,   /* the nearest pixel of the image */
+    VEK_BORDER_MIRROR = 2, /* the image mirrored at its edge, the edge pixel repeated */
+    VEK_BORDER_WRAP = 3    /* the image repeated periodically */
 };
 
 /* Sides, for vekSetBorderMode. A corner belongs to its top or bottom side. */
 enum { VEK_SIDE_TOP = 1, VEK_SIDE_BOTTOM = 2, VEK_SIDE_LEFT = 4, VEK_SIDE_RIGHT = 8 };
 
 /* Parts of an image, for vekDeallocate. */
-enum {
-    VEK_IMAGE_HEADER = 1,
-    VEK_IMAGE_DATA = 2,
-    VEK_IMAGE_ROI = 4,
-    VEK_IMAGE_TILE = 8,
-    VEK_IMAGE_MASK = 16
-};
+enum { VEK_IMAGE_HEADER = 1, VEK_IMAGE_DATA = 2, VEK_IMAGE_ROI = 4, VEK_IMAGE_TILE = 8, VEK_IMAGE_MASK = 16 };
 
 typedef struct VekImage VekImage;
 
 /* Region of interest. Offsets and sizes in pixels; the first row in memory is row 0. */
 typedef struct VekROI {
-    int32_t coi;                     /* channel of interest from 1; 0 for all channels */
+    int32_t coi; /* channel of interest from 1; 0 for all channels */
     int32_t xOffset;
     int32_t yOffset;
     int32_t width;
@@ -223,9 +217,9 @@ typedef void (*VekTileFunc)(const VekImage* image, int32_t column, int32_t row, 
 
 typedef struct VekTileInfo {
     VekTileFunc callBack;
-    void* tileId;                    /* the caller's; never read */
-    uint8_t* tileData;               /* the tile now held */
-    int32_t width;                   /* of a tile, in pixels; a multiple of 8 */
+    void* tileId;      /* the caller's; never read */
+    uint8_t* tileData; /* the tile now held */
+    int32_t width;     /* of a tile, in pixels; a multiple of 8 */
     int32_t height;
 } VekTileInfo;
 
@@ -233,28 +227,28 @@ typedef struct VekTileInfo {
  * c * height + y (plane order); a row begins widthStep bytes after the one before. 1-bit images hold eight pixels in
  * a byte, the leftmost in the top bit. Pixels may lie at any address and rows at any widthStep. */
 struct VekImage {
-    int32_t headerSize;              /* sizeof(VekImage) */
-    int32_t headerId;                /* 0 */
-    int32_t nChannels;               /* at least 1; 1 for VEK_DEPTH_1U */
-    int32_t alphaChannel;            /* 0 for none, otherwise nChannels */
+    int32_t headerSize;   /* sizeof(VekImage) */
+    int32_t headerId;     /* 0 */
+    int32_t nChannels;    /* at least 1; 1 for VEK_DEPTH_1U */
+    int32_t alphaChannel; /* 0 for none, otherwise nChannels */
     uint32_t depth;
-    char colorModel[4];              /* "RGB", "GRAY", ...; not terminated */
-    char channelSeq[4];              /* "BGR", "GRAY", ...; not terminated */
+    char colorModel[4]; /* "RGB", "GRAY", ...; not terminated */
+    char channelSeq[4]; /* "BGR", "GRAY", ...; not terminated */
     int32_t dataOrder;
     int32_t origin;
-    int32_t align;                   /* of rows, in bytes: 4 or 8 */
-    int32_t width;                   /* in pixels */
+    int32_t align; /* of rows, in bytes: 4 or 8 */
+    int32_t width; /* in pixels */
     int32_t height;
-    VekROI* roi;                     /* null for the whole image */
-    VekImage* maskROI;               /* a 1-bit image, or null */
-    void* imageId;                   /* the caller's; never read */
-    VekTileInfo* tileInfo;           /* null for an image that holds its pixels in one block */
-    int32_t imageSize;               /* bytes of pixels, padding included */
-    uint8_t* imageData;              /* the first row; null for a tiled image */
-    int32_t widthStep;               /* bytes from a row to the next */
-    int32_t borderMode[4];           /* top, bottom, left, right */
+    VekROI* roi;           /* null for the whole image */
+    VekImage* maskROI;     /* a 1-bit image, or null */
+    void* imageId;         /* the caller's; never read */
+    VekTileInfo* tileInfo; /* null for an image that holds its pixels in one block */
+    int32_t imageSize;     /* bytes of pixels, padding included */
+    uint8_t* imageData;    /* the first row; null for a tiled image */
+    int32_t widthStep;     /* bytes from a row to the next */
+    int32_t borderMode[4]; /* top, bottom, left, right */
     int32_t borderConst[4];
-    uint8_t* rawImageData;           /* the block to free, null when the library did not allocate it */
+    uint8_t* rawImageData; /* the block to free, null when the library did not allocate it */
 };
 
 /* ---- Memory -------------------------------------------------------------------------------------- */

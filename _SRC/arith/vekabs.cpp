@@ -25,7 +25,10 @@ OWN_TABLE(ownAbsRows) = {
 };
 
 /* A channel of interest that picks one of several. */
-static bool ownPicksChannel(const VekImage* image) { return image->roi && image->nChannels > 1 && image->roi->coi != 0; }
+static bool ownPicksChannel(const VekImage* image)
+{
+    return image->roi && image->nChannels > 1 && image->roi->coi != 0;
+}
 
 void vekAbs(const VekImage* srcImage, VekImage* dstImage)
 {
@@ -42,6 +45,7 @@ void vekAbs(const VekImage* srcImage, VekImage* dstImage)
     if (!nChSrcCoi && nChSrc == nChDst) OWN_REFUSE_IF((aChSrc != aChDst));
 
     /* A callback must clear tileData on release, or the call ends there. */
-    OwnPoint point = {&face, 2, {srcImage, dstImage}, {ownChannels(srcImage), ownChannels(dstImage)}, nullptr, nullptr, true};
+    OwnPoint point = {&face,   2,   {srcImage, dstImage}, {ownChannels(srcImage), ownChannels(dstImage)}, nullptr,
+                      nullptr, true};
     ownPointMasked(point, ownAbsRows);
 }

@@ -21,7 +21,7 @@ template <class T> static void ownAddPlain(void* out, const void* a, const void*
 template <class T> static constexpr OwnRow ownAddRow = {ownAddRun<T>, ownAddPlain<T>};
 
 OWN_TABLE(ownAddRows) = {
-    /*  1U */ {},   /* vekOr */
+    /*  1U */ {}, /* vekOr */
     /*  8U */ ownAddRow<uint8_t>,
     /*  8S */ ownAddRow<int8_t>,
     /* 16U */ ownAddRow<uint16_t>,

@@ -15,13 +15,13 @@ static void ownAddSPlain(void* out, const void* a, const void*, ptrdiff_t n, con
 }
 
 OWN_TABLE(ownAddSRows) = {
-    /*  1U */ {},   /* vekOrS */
-    /*  8U */ {},   /* vekSubtractS, up to 16S */
+    /*  1U */ {}, /* vekOrS */
+    /*  8U */ {}, /* vekSubtractS, up to 16S */
     /*  8S */ {},
     /* 16U */ {},
     /* 16S */ {},
     /* 32S */ {ownAddSRun, ownAddSPlain},
-    /* 32F */ {},   /* refused */
+    /* 32F */ {}, /* refused */
 };
 
 void vekAddS(const VekImage* srcImage, VekImage* dstImage, int32_t value)

@@ -17,7 +17,7 @@ template <class T> static void ownLShiftSPlain(void* out, const void* a, const v
 template <class T> static constexpr OwnRow ownLShiftSRow = {ownLShiftSRun<T>, ownLShiftSPlain<T>};
 
 OWN_TABLE(ownLShiftSRows) = {
-    /*  1U */ {},   /* vekXorS, vekAndS */
+    /*  1U */ {}, /* vekXorS, vekAndS */
     /*  8U */ ownLShiftSRow<uint8_t>,
     /*  8S */ ownLShiftSRow<uint8_t>,
     /* 16U */ ownLShiftSRow<uint16_t>,

@@ -21,7 +21,7 @@ template <class T> static void ownMulPlain(void* out, const void* a, const void*
 template <class T> static constexpr OwnRow ownMulRow = {ownMulRun<T>, ownMulPlain<T>};
 
 OWN_TABLE(ownMulRows) = {
-    /*  1U */ {},   /* vekAnd */
+    /*  1U */ {}, /* vekAnd */
     /*  8U */ ownMulRow<uint8_t>,
     /*  8S */ ownMulRow<int8_t>,
     /* 16U */ ownMulRow<uint16_t>,

@@ -41,13 +41,13 @@ static void ownMulSRun32S(void* out, const void* a, const void*, ptrdiff_t n, co
 }
 
 OWN_TABLE(ownMulSRows) = {
-    /*  1U */ {},   /* vekAndS */
+    /*  1U */ {}, /* vekAndS */
     /*  8U */ {ownMulSRun8<uint8_t>, ownMulSPlain<uint8_t>},
     /*  8S */ {ownMulSRun8<int8_t>, ownMulSPlain<int8_t>},
     /* 16U */ {ownMulSRun16U, ownMulSPlain<uint16_t>},
     /* 16S */ {ownMulSRun16S, ownMulSPlain<int16_t>},
     /* 32S */ {ownMulSRun32S, ownMulSPlain<int32_t>},
-    /* 32F */ {},   /* refused */
+    /* 32F */ {}, /* refused */
 };
 
 /* A constant beyond this range gives what the nearer end of it gives. */

@@ -17,7 +17,7 @@ template <class T> static void ownRShiftSPlain(void* out, const void* a, const v
 template <class T> static constexpr OwnRow ownRShiftSRow = {ownRShiftSRun<T>, ownRShiftSPlain<T>};
 
 OWN_TABLE(ownRShiftSRows) = {
-    /*  1U */ {},   /* vekXorS, vekAndS */
+    /*  1U */ {}, /* vekXorS, vekAndS */
     /*  8U */ ownRShiftSRow<uint8_t>,
     /*  8S */ ownRShiftSRow<int8_t>,
     /* 16U */ ownRShiftSRow<uint16_t>,
@@ -34,6 +34,6 @@ void vekRShiftS(const VekImage* srcImage, VekImage* dstImage, uint32_t value)
     const uint32_t sampleBits = (uint32_t)ownSampleBits(srcImage->depth);
     if (value >= sampleBits && !(srcImage->depth & VEK_DEPTH_SIGN)) return vekAndS(srcImage, dstImage, 0);
     OWN_REFUSE_HEADERS2(srcImage, dstImage);
-    const int32_t bits = (int32_t)std::min(value, sampleBits - 1);   /* beyond it every sample is its sign */
+    const int32_t bits = (int32_t)std::min(value, sampleBits - 1); /* beyond it every sample is its sign */
     ownPoint2(face, srcImage, dstImage, ownRShiftSRows, &bits);
 }

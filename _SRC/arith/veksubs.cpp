@@ -23,7 +23,7 @@ template <class T> static void ownSubSRun(void* out, const void* a, const void*,
 {
     const OwnSubS& c = *(const OwnSubS*)k;
     /* k - a = NOT a - (NOT 0 - k), where NOT a is the mirror of a in its range and NOT 0 is that of 0. */
-    const int32_t value = c.flip ? (int32_t)(T)~(T)0 - c.value : c.value;
+    const int32_t value = c.flip ? (int32_t)(T) ~(T)0 - c.value : c.value;
     const T more = ownClamp<T>(-(int64_t)value), less = (T)(value + more);
     const OwnVec<T> flip = ownSet((T)(c.flip ? -1 : 0)), plus = ownSet(more), minus = ownSet(less);
     ownMap<T>(out, a, n, [=](OwnVec<T> x) { return ownSubSat(ownAddSat(x ^ flip, plus), minus); });
@@ -32,7 +32,8 @@ template <class T> static void ownSubSRun(void* out, const void* a, const void*,
 template <class T> static constexpr OwnRow ownSubSRow = {ownSubSRun<T>, ownSubSPlain<T>};
 
 /* 32S: the constant fits the sample, so one saturating step does. */
-template <> constexpr OwnRow ownSubSRow<int32_t> = {
+template <>
+constexpr OwnRow ownSubSRow<int32_t> = {
     [](void* out, const void* a, const void*, ptrdiff_t n, const void* k) {
         const OwnSubS& c = *(const OwnSubS*)k;
         const OwnVec<int32_t> value = ownSet(c.value);
@@ -43,13 +44,13 @@ template <> constexpr OwnRow ownSubSRow<int32_t> = {
 };
 
 OWN_TABLE(ownSubSRows) = {
-    /*  1U */ {},   /* vekXorS, vekAndS */
+    /*  1U */ {}, /* vekXorS, vekAndS */
     /*  8U */ ownSubSRow<uint8_t>,
     /*  8S */ ownSubSRow<int8_t>,
     /* 16U */ ownSubSRow<uint16_t>,
     /* 16S */ ownSubSRow<int16_t>,
     /* 32S */ ownSubSRow<int32_t>,
-    /* 32F */ {},   /* refused */
+    /* 32F */ {}, /* refused */
 };
 
 /* A constant beyond this range saturates every sample, as the nearer end of it does. */
@@ -79,7 +80,7 @@ void vekSubtractS(const VekImage* srcImage, VekImage* dstImage, int32_t value, i
     }
     OWN_REFUSE_HEADER(srcImage);
     OWN_REFUSE_HEADER(dstImage);
-    OWN_REFUSE_IF((srcImage->depth != dstImage->depth));   /* the data orders may differ */
+    OWN_REFUSE_IF((srcImage->depth != dstImage->depth)); /* the data orders may differ */
     const OwnSubS k = {ownSubSLimit(srcImage->depth, value, flip != 0), flip != 0};
     ownPoint2(face, srcImage, dstImage, ownSubSRows, &k);
 }

@@ -28,7 +28,8 @@ static OwnView ownViewOf(const VekImage* image, const VekROI* roi)
     if (view.width < 1 || view.height < 1) view.width = view.height = 0;
 
     const int64_t xBits = view.width ? x * pixelBits : 0;
-    view.data = view.width ? image->imageData + y * (ptrdiff_t)image->widthStep + (ptrdiff_t)(xBits >> 3) : image->imageData;
+    view.data = view.width ? image->imageData + y * (ptrdiff_t)image->widthStep + (ptrdiff_t)(xBits >> 3)
+                           : image->imageData;
     view.bit = (int)(xBits & 7);
     return view;
 }
@@ -48,8 +49,8 @@ static void ownAndBytes(void* out, const void* a, const void* b, ptrdiff_t n, co
 /* A 1-bit image of the masks' common size; its pixels are the AND of the regions of all masks. */
 static VekImage* ownAndMasks(const VekImage* const mask[], int nMasks, int32_t width, int32_t height)
 {
-    VekImage* merged = vekCreateImageHeader(1, 0, VEK_DEPTH_1U, "GRAY", "G   ", VEK_DATA_ORDER_PLANE_WISE, mask[0]->origin,
-                                            8, width, height, nullptr, nullptr, nullptr, nullptr);
+    VekImage* merged = vekCreateImageHeader(1, 0, VEK_DEPTH_1U, "GRAY", "G   ", VEK_DATA_ORDER_PLANE_WISE,
+                                            mask[0]->origin, 8, width, height, nullptr, nullptr, nullptr, nullptr);
     if (!merged) return nullptr;
     vekAllocateImage(merged, 0, 0);
     if (!merged->imageData) {
@@ -117,9 +118,11 @@ void ownPointMasked(OwnPoint& point, const OwnRow* rows)
     ownReleaseMask(&mask);
 }
 
-void ownPoint2(const OwnFace& face, const VekImage* srcImage, const VekImage* dstImage, const OwnRow* rows, const void* k)
+void ownPoint2(const OwnFace& face, const VekImage* srcImage, const VekImage* dstImage, const OwnRow* rows,
+               const void* k)
 {
-    OwnPoint point = {&face, 2, {srcImage, dstImage}, {ownChannels(srcImage), ownChannels(dstImage)}, nullptr, k, false};
+    OwnPoint point = {&face, 2,    {srcImage, dstImage}, {ownChannels(srcImage), ownChannels(dstImage)}, nullptr,
+                      k,     false};
     const int32_t nChSrc = point.channels[0].count, nChDst = point.channels[1].count;
     OWN_REFUSE_IF((nChSrc != nChDst));
     ownPointMasked(point, rows);
@@ -135,7 +138,8 @@ void ownPoint3(const OwnFace& face, const VekImage* srcImageA, const VekImage* s
                       nullptr,
                       nullptr,
                       false};
-    const int32_t nChSrcA = point.channels[0].count, nChSrcB = point.channels[1].count, nChDst = point.channels[2].count;
+    const int32_t nChSrcA = point.channels[0].count, nChSrcB = point.channels[1].count,
+                  nChDst = point.channels[2].count;
     OWN_REFUSE_IF((nChSrcA != nChDst));
     OWN_REFUSE_IF((nChSrcB != nChDst));
     ownPointMasked(point, rows);

@@ -20,7 +20,7 @@ struct alignas(64) OwnScratch {
     uint8_t in[2][OWN_CHUNK_BYTES];
     uint8_t out[OWN_CHUNK_BYTES];
     uint8_t pixelBits[OWN_CHUNK_BYTES / 8 + 8];
-    uint8_t writeBits[OWN_CHUNK_BYTES / 8 + 8];
+    uint8_t writeBits[OWN_CHUNK_BYTES];
 };
 
 /* ---- Bits ---------------------------------------------------------------------------------------------------- */
@@ -39,9 +39,13 @@ static void ownAlignBits(uint8_t* out, int to, const uint8_t* src, int from, ptr
     const ptrdiff_t back = from < to;
     if (back) out[0] = (uint8_t)(src[0] >> (8 - left));
     const ptrdiff_t whole = std::min(outBytes, srcBytes - 1 + back);
+    const OwnVec<uint8_t> upper = ownSet((uint8_t)(0xFF << left));
     if (whole > back)
-        ownMap2<uint8_t>(out + back, src, src + 1, whole - back, [left](OwnVec<uint8_t> a, OwnVec<uint8_t> b) {
-            return ownShiftLeft(a, left) | ownShiftRight(b, 8 - left);
+        ownMap2<uint8_t>(out + back, src, src + 1, whole - back, [=](OwnVec<uint8_t> a, OwnVec<uint8_t> b) {
+            /* Shifted in pairs of bytes; the bits that cross from byte to byte are those that the mask drops. */
+            const OwnVec<uint8_t> high = ownAs<uint8_t>(ownShiftLeft(ownAs<uint16_t>(a), left));
+            const OwnVec<uint8_t> low = ownAs<uint8_t>(ownShiftRight(ownAs<uint16_t>(b), 8 - left));
+            return (high & upper) | (low & ~upper);
         });
     if (whole < outBytes) out[outBytes - 1] = (uint8_t)(src[outBytes - 1 - back] << left);
 }
@@ -73,7 +77,8 @@ static OwnSpread ownMakeSpread(int step, const OwnChannels& channels)
     spread.step = step;
     for (uint32_t bits = 0; bits < 16; ++bits) {
         uint32_t out = 0;
-        for (int pixel = 3; pixel >= 0; --pixel) out = (uint32_t)((uint64_t)out << step) | (bits >> pixel & 1 ? pattern : 0);
+        for (int pixel = 3; pixel >= 0; --pixel)
+            out = (uint32_t)((uint64_t)out << step) | (bits >> pixel & 1 ? pattern : 0);
         spread.nibble[bits] = out;
     }
     return spread;
@@ -142,7 +147,8 @@ template <class T> static void ownGatherRun(void* out, const uint8_t* src, ptrdi
 }
 template <class T> static void ownScatterRun(uint8_t* dst, ptrdiff_t stepBytes, const void* result, ptrdiff_t n)
 {
-    for (ptrdiff_t i = 0; i < n; ++i) memcpy(dst + i * stepBytes, (const char*)result + i * (ptrdiff_t)sizeof(T), sizeof(T));
+    for (ptrdiff_t i = 0; i < n; ++i)
+        memcpy(dst + i * stepBytes, (const char*)result + i * (ptrdiff_t)sizeof(T), sizeof(T));
 }
 
 static void ownGather(void* out, const uint8_t* src, ptrdiff_t stepBytes, int bytes, ptrdiff_t n)
@@ -168,10 +174,10 @@ static void ownSome(void* dst, const void* result, int bytes, const uint8_t* wri
 
 /* One image's samples in the current row. */
 struct OwnSide {
-    uint8_t* row;                    /* the byte of the first sample */
-    int bit;                         /* 1-bit: its place in the byte */
+    uint8_t* row; /* the byte of the first sample */
+    int bit;      /* 1-bit: its place in the byte */
     int sampleBits;
-    ptrdiff_t stepBytes;             /* from a sample to the next; the sample's own size when they lie side by side */
+    ptrdiff_t stepBytes; /* from a sample to the next; the sample's own size when they lie side by side */
     ptrdiff_t rowStep;
 
     int bytes() const { return sampleBits >> 3; }
@@ -183,10 +189,10 @@ struct OwnPass {
     const void* k;
     int nSources;
     OwnSide src[2], dst;
-    const OwnView* mask;             /* null: none */
-    bool spared;                     /* some samples keep their values: spread, and the mask, say which */
+    const OwnView* mask; /* null: none */
+    bool spared;         /* some samples keep their values: spread, and the mask, say which */
     OwnSpread spread;
-    ptrdiff_t nSamples;              /* in a row */
+    ptrdiff_t nSamples; /* in a row */
 };
 
 /* Where the kernel may read n samples from sample x of the row on: in place, or gathered into scratch. */
@@ -213,7 +219,7 @@ static const uint8_t* ownWriteBits(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y
     }
     if (step == 1) return pass.mask ? s.pixelBits : nullptr;
     if (!pass.mask) {
-        if (x > 0 || y > 0) return s.writeBits;   /* every chunk begins with a pixel: the bits of the first one hold */
+        if (x > 0 || y > 0) return s.writeBits; /* every chunk begins with a pixel: the bits of the first one hold */
         memset(s.pixelBits, 0xFF, (size_t)(n / step + 7) / 8);
     }
     ownSpreadBits(s.writeBits, pass.spread, s.pixelBits, n / step);
@@ -233,7 +239,8 @@ static void ownRunChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t
     if (dst.sampleBits == 1) {
         pass.run(s.out, a, b, n, pass.k);
         const ptrdiff_t at = dst.bit + x;
-        uint8_t *placed = s.in[0], *write = share == OWN_ALL ? nullptr : s.in[1];   /* the operands have done their work */
+        uint8_t *placed = s.in[0],
+                *write = share == OWN_ALL ? nullptr : s.in[1]; /* the operands have done their work */
         ownAlignBits(placed, (int)(at & 7), s.out, 0, n);
         if (write) ownAlignBits(write, (int)(at & 7), writeBits, 0, n);
         return ownStoreBits(dst.row + (at >> 3), (int)(at & 7), placed, write, n);
@@ -285,6 +292,51 @@ static void ownRunBitChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdif
     out[bytes - 1] = (uint8_t)((last & ~tail) | (out[bytes - 1] & tail));
 }
 
+/* ---- Rows of bits taken together ------------------------------------------------------------------------------ */
+
+/* Rows of 1-bit images are short, so as many as the scratch holds are taken as one run of bits. The bits between two rows,
+ * from the end of the one to the begin of the other, lie within eight bytes; these are saved before and put back after. */
+struct OwnGaps {
+    enum { MOST_ROWS = 64 };
+    ptrdiff_t last; /* the last byte of a row's bits, where its gap begins */
+    uint64_t kept;  /* the bits of the eight bytes that belong to the gap */
+    uint64_t saved[MOST_ROWS];
+};
+
+/* How many rows go together, 1 when they can't. */
+static ptrdiff_t ownRowsTogether(const OwnPass& pass, OwnGaps& gaps)
+{
+    const OwnSide& dst = pass.dst;
+    const ptrdiff_t bits = dst.bit + pass.nSamples, bytes = (bits + 7) >> 3;
+    bool together = (!pass.mask || pass.mask->rowStep == dst.rowStep) && bytes >= 8 && dst.rowStep >= bytes &&
+                    dst.rowStep - bytes <= 6;
+    for (int i = 0; i < pass.nSources; ++i) together = together && pass.src[i].rowStep == dst.rowStep;
+    if (!together) return 1;
+
+    uint8_t kept[8] = {(uint8_t) ~(0xFF << (bytes * 8 - bits))};
+    const ptrdiff_t next = dst.rowStep - (bytes - 1); /* from the last byte of a row to the first of the next */
+    for (ptrdiff_t i = 1; i < next; ++i) kept[i] = 0xFF;
+    kept[next] = (uint8_t) ~(0xFF >> dst.bit);
+    memcpy(&gaps.kept, kept, sizeof(kept));
+    gaps.last = bytes - 1;
+    return std::clamp<ptrdiff_t>((OWN_CHUNK_BYTES - 8) / dst.rowStep, 1, OwnGaps::MOST_ROWS);
+}
+
+static void ownRunBitRows(const OwnPass& pass, OwnGaps& gaps, ptrdiff_t y, ptrdiff_t nRows, OwnScratch& s)
+{
+    uint8_t* gap = pass.dst.row + gaps.last;
+    for (ptrdiff_t i = 0; i < nRows - 1; ++i) memcpy(&gaps.saved[i], gap + i * pass.dst.rowStep, 8);
+    ownRunBitChunk(pass, 0, y, (nRows - 1) * pass.dst.rowStep * 8 + pass.nSamples, s);
+    for (ptrdiff_t i = 0; i < nRows - 1; ++i) {
+        uint64_t word;
+        memcpy(&word, gap + i * pass.dst.rowStep, 8);
+        word = (word & ~gaps.kept) | (gaps.saved[i] & gaps.kept);
+        memcpy(gap + i * pass.dst.rowStep, &word, 8);
+    }
+}
+
+/* ---- Rows ---------------------------------------------------------------------------------------------------- */
+
 static bool ownAllBits(const OwnPass& pass)
 {
     bool bits = pass.dst.sampleBits == 1;
@@ -303,35 +355,48 @@ static bool ownDirect(const OwnPass& pass)
 /* How many samples a chunk has: whole pixels, whole bytes of bits, as many as the scratch holds. */
 static ptrdiff_t ownChunkSamples(const OwnPass& pass, bool bits)
 {
-    if (bits) return pass.mask ? OWN_CHUNK_BYTES : 8 * (OWN_CHUNK_BYTES - 8);
+    if (bits) return 8 * (OWN_CHUNK_BYTES - 8);
     int bytes = std::max(pass.dst.bytes(), 1);
     for (int i = 0; i < pass.nSources; ++i) bytes = std::max(bytes, pass.src[i].bytes());
     const ptrdiff_t samples = OWN_CHUNK_BYTES / bytes - 64;
     return pass.spared ? samples - samples % pass.spread.step : samples;
 }
 
-static void ownNextRow(OwnPass& pass)
+static void ownSkipRows(OwnPass& pass, ptrdiff_t nRows)
 {
-    for (int i = 0; i < pass.nSources; ++i) pass.src[i].row += pass.src[i].rowStep;
-    pass.dst.row += pass.dst.rowStep;
+    for (int i = 0; i < pass.nSources; ++i) pass.src[i].row += nRows * pass.src[i].rowStep;
+    pass.dst.row += nRows * pass.dst.rowStep;
 }
 
-static void ownRunRows(OwnPass pass, int32_t height)
+static void ownRunBits(OwnPass pass, ptrdiff_t height)
 {
-    if (ownDirect(pass)) {
-        for (int32_t y = 0; y < height; ++y, ownNextRow(pass))
-            pass.run(pass.dst.row, pass.src[0].row, pass.nSources > 1 ? pass.src[1].row : nullptr, pass.nSamples, pass.k);
-        return;
-    }
     OwnScratch scratch;
-    const bool bits = ownAllBits(pass);
-    const ptrdiff_t chunk = ownChunkSamples(pass, bits);
-    for (int32_t y = 0; y < height; ++y, ownNextRow(pass))
-        for (ptrdiff_t x = 0; x < pass.nSamples; x += chunk) {
-            const ptrdiff_t n = std::min(chunk, pass.nSamples - x);
-            if (bits) ownRunBitChunk(pass, x, y, n, scratch);
-            else ownRunChunk(pass, x, y, n, scratch);
-        }
+    OwnGaps gaps = {0, 0, {}};
+    const ptrdiff_t together = ownRowsTogether(pass, gaps), chunk = ownChunkSamples(pass, true);
+    for (ptrdiff_t y = 0, nRows; y < height; y += nRows, ownSkipRows(pass, nRows)) {
+        nRows = std::min(together, height - y);
+        if (nRows > 1) ownRunBitRows(pass, gaps, y, nRows, scratch);
+        else
+            for (ptrdiff_t x = 0; x < pass.nSamples; x += chunk)
+                ownRunBitChunk(pass, x, y, std::min(chunk, pass.nSamples - x), scratch);
+    }
+}
+
+static void ownRunSamples(OwnPass pass, ptrdiff_t height)
+{
+    OwnScratch scratch;
+    const ptrdiff_t chunk = ownChunkSamples(pass, false);
+    for (ptrdiff_t y = 0; y < height; ++y, ownSkipRows(pass, 1))
+        for (ptrdiff_t x = 0; x < pass.nSamples; x += chunk)
+            ownRunChunk(pass, x, y, std::min(chunk, pass.nSamples - x), scratch);
+}
+
+static void ownRunRows(OwnPass pass, ptrdiff_t height)
+{
+    if (ownAllBits(pass)) return ownRunBits(pass, height);
+    if (!ownDirect(pass)) return ownRunSamples(pass, height);
+    for (ptrdiff_t y = 0; y < height; ++y, ownSkipRows(pass, 1))
+        pass.run(pass.dst.row, pass.src[0].row, pass.nSources > 1 ? pass.src[1].row : nullptr, pass.nSamples, pass.k);
 }
 
 /* ---- From headers to passes ---------------------------------------------------------------------------------- */
@@ -340,8 +405,8 @@ static bool ownWhole(const VekImage* image)
 {
     if (image->alphaChannel || image->imageSize != ownRowCount(image, image->height) * image->widthStep) return false;
     const VekROI* roi = image->roi;
-    return !roi || (roi->xOffset == 0 && roi->yOffset == 0 && roi->width >= image->width && roi->height >= image->height &&
-                    (roi->coi == 0 || (roi->coi == 1 && image->nChannels == 1)));
+    return !roi || (roi->xOffset == 0 && roi->yOffset == 0 && roi->width >= image->width &&
+                    roi->height >= image->height && (roi->coi == 0 || (roi->coi == 1 && image->nChannels == 1)));
 }
 
 /* Whether the images can be taken as one block each: whole, without alpha, and laid out alike. */
@@ -362,7 +427,8 @@ static bool ownOneBlock(const VekImage* const image[], int nImages)
 static OwnSide ownSide(const OwnView& view, int32_t channel)
 {
     const int bytes = view.sampleBits >> 3;
-    return {view.data + channel * view.channelStep, view.bit, view.sampleBits, view.pixelStep * (ptrdiff_t)bytes, view.rowStep};
+    return {view.data + channel * view.channelStep, view.bit, view.sampleBits, view.pixelStep * (ptrdiff_t)bytes,
+            view.rowStep};
 }
 
 /* Whether the channels that take part lie at the same places of a pixel in all images. */
@@ -399,7 +465,8 @@ static void ownTakeChannels(const OwnPoint& point, const OwnView* view, OwnPass&
     for (int i = 0; i < last; ++i) count = std::min(count, point.channels[i].count);
     pass.nSamples = width;
     for (int32_t c = 0; c < count; ++c) {
-        for (int i = 0; i <= last; ++i) (i == last ? pass.dst : pass.src[i]) = ownSide(view[i], point.channels[i].first + c);
+        for (int i = 0; i <= last; ++i)
+            (i == last ? pass.dst : pass.src[i]) = ownSide(view[i], point.channels[i].first + c);
         ownRunRows(pass, height);
     }
 }

@@ -16,13 +16,13 @@ struct OwnCursor {
  * sources) has no cursor of its own and takes the other's private header. */
 struct OwnWalker {
     const VekImage* image;
-    int standIn;                     /* index of the image whose header is used, its own as a rule */
+    int standIn; /* index of the image whose header is used, its own as a rule */
     bool tiled;
     int32_t openMode;
-    const char *missing, *kept;      /* texts: tile not delivered, tileData not cleared on release */
+    const char *missing, *kept; /* texts: tile not delivered, tileData not cleared on release */
     OwnCursor cursor;
-    int64_t x, y, x1, y1;            /* the next pixel, and the end of the rectangle */
-    VekImage header;                 /* the private header and its region */
+    int64_t x, y, x1, y1; /* the next pixel, and the end of the rectangle */
+    VekImage header;      /* the private header and its region */
     VekROI roi;
 };
 
@@ -41,8 +41,8 @@ static const OwnTexts ownTexts3[3] = {
 
 struct OwnWalk {
     const OwnPoint* point;
-    int nImages;                     /* the point's images */
-    int nWalkers;                    /* and the mask, if there is one */
+    int nImages;  /* the point's images */
+    int nWalkers; /* and the mask, if there is one */
     OwnWalker walker[4];
 };
 
@@ -182,7 +182,8 @@ static void ownTraversePiece(OwnWalk& walk, int64_t xDone, int64_t width, int64_
     const VekImage* image[4];
     for (int i = 0; i < walk.nWalkers; ++i) {
         OwnWalker& w = walk.walker[walk.walker[i].standIn];
-        const int64_t xTile = w.tiled ? w.cursor.x1 - w.cursor.width : 0, yTile = w.tiled ? w.cursor.y1 - w.cursor.height : 0;
+        const int64_t xTile = w.tiled ? w.cursor.x1 - w.cursor.width : 0,
+                      yTile = w.tiled ? w.cursor.y1 - w.cursor.height : 0;
         w.roi.xOffset = (int32_t)(w.x + xDone - xTile);
         w.roi.yOffset = (int32_t)(w.y - yTile);
         w.roi.width = (int32_t)width;

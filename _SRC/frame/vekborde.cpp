@@ -10,7 +10,12 @@ enum { OWN_ABOVE = VEK_SIDE_TOP, OWN_BELOW = VEK_SIDE_BOTTOM, OWN_LEFT = VEK_SID
 
 static int ownPositionCode(const VekImage* image, int64_t x, int64_t y)
 {
-    return (y < 0 ? OWN_ABOVE : y >= image->height ? OWN_BELOW : 0) | (x < 0 ? OWN_LEFT : x >= image->width ? OWN_RIGHT : 0);
+    return (y < 0                ? OWN_ABOVE
+            : y >= image->height ? OWN_BELOW
+                                 : 0) |
+           (x < 0               ? OWN_LEFT
+            : x >= image->width ? OWN_RIGHT
+                                : 0);
 }
 
 /* The index of a position code's side: a corner belongs to its top or bottom side. */
@@ -104,8 +109,8 @@ static OwnView ownOpenTile(const VekImage* image, int64_t x, int64_t y)
 
 /* The same as ownCopyPixels for any image; the run lies inside it. Tiles are visited in the order of the copy; the pixels
  * of one that is not delivered read 0. */
-static void ownReadPixels(const VekImage* image, const OwnTake& take, int64_t x, int64_t y, int64_t count, bool backward,
-                          uint8_t* buffer, int64_t at)
+static void ownReadPixels(const VekImage* image, const OwnTake& take, int64_t x, int64_t y, int64_t count,
+                          bool backward, uint8_t* buffer, int64_t at)
 {
     if (!image->tileInfo) return ownCopyPixels(ownWholeView(image), take, x, y, count, backward, buffer, at);
     const VekTileInfo& info = *image->tileInfo;
@@ -135,20 +140,20 @@ static uint32_t ownBorderSample(const VekImage* image, int code)
 /* The pixel already in the buffer at `at`, repeated behind itself. */
 static void ownRepeatPixel(int sampleBits, int32_t samples, int64_t count, uint8_t* buffer, int64_t at)
 {
-    if (sampleBits == 1)
-        return ownFillPixels(1, 1, buffer[at >> 3] >> (7 - (at & 7)) & 1, count - 1, buffer, at + 1);
+    if (sampleBits == 1) return ownFillPixels(1, 1, buffer[at >> 3] >> (7 - (at & 7)) & 1, count - 1, buffer, at + 1);
     const ptrdiff_t unit = (sampleBits >> 3) * (ptrdiff_t)samples;
     for (int64_t i = 1; i < count; ++i) memcpy(buffer + (at + i) * unit, buffer + at * unit, (size_t)unit);
 }
 
 /* Pixels of one row, from (x, y) on, to the buffer's start. */
-static void ownFetchRow(const VekImage* image, const OwnTake& take, int64_t x, int64_t y, int64_t count, uint8_t* buffer)
+static void ownFetchRow(const VekImage* image, const OwnTake& take, int64_t x, int64_t y, int64_t count,
+                        uint8_t* buffer)
 {
     const int bits = ownSampleBits(image->depth);
     const int64_t width = image->width;
     for (int64_t at = 0; at < count;) {
         const int code = ownPositionCode(image, x, y);
-        const int64_t phase = (x % width + width) % width;   /* pieces end at multiples of the width */
+        const int64_t phase = (x % width + width) % width; /* pieces end at multiples of the width */
         const int64_t n = std::min(count - at, width - phase);
         const int mode = code ? ownBorderMode(image, code) : VEK_BORDER_WRAP;
         const int64_t yIn = ownInside(y, image->height, mode), xIn = ownInside(x, width, mode);
@@ -169,8 +174,8 @@ static void ownFetchRow(const VekImage* image, const OwnTake& take, int64_t x, i
 /* Whether an image has pixels that a fetch may look at. */
 static bool ownReadable(const VekImage* image)
 {
-    return image && (image->imageData || image->tileInfo) && image->width > 0 && image->height > 0 && image->nChannels > 0 &&
-           ownSlot(image->depth) >= 0;
+    return image && (image->imageData || image->tileInfo) && image->width > 0 && image->height > 0 &&
+           image->nChannels > 0 && ownSlot(image->depth) >= 0;
 }
 
 /* ---- The three fetches --------------------------------------------------------------------------------------- */

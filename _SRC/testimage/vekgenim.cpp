@@ -11,7 +11,10 @@ static long double ownRing(int64_t dx, int64_t dy, int32_t height)
     return sinl((long double)r2 * 6.283185307179586 / (4 * (int64_t)height));
 }
 
-template <class T> static void ownPut(uint8_t* row, int32_t x, T sample) { memcpy(row + x * (ptrdiff_t)sizeof(T), &sample, sizeof(T)); }
+template <class T> static void ownPut(uint8_t* row, int32_t x, T sample)
+{
+    memcpy(row + x * (ptrdiff_t)sizeof(T), &sample, sizeof(T));
+}
 
 /* The sample of v at column x of a row, scaled to the range of the depth and chopped. */
 static void ownPutRing(int slot, uint8_t* row, int32_t x, long double v)
@@ -46,8 +49,7 @@ VekImage* vekCreateImageJaehne(int32_t depth, int32_t width, int32_t height)
     }
     for (int32_t y = 0; y < height; ++y) {
         uint8_t* row = image->imageData + y * (ptrdiff_t)image->widthStep;
-        for (int32_t x = 0; x < width; ++x)
-            ownPutRing(slot, row, x, ownRing(x - width / 2, y - height / 2, height));
+        for (int32_t x = 0; x < width; ++x) ownPutRing(slot, row, x, ownRing(x - width / 2, y - height / 2, height));
     }
     return image;
 }
