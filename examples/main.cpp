@@ -1,0 +1,3 @@
+#include "vekdemo.h"
+
+int main(int argc, char** argv) { return vekdemo(argc, argv, stdout, stderr); }

@@ -1,0 +1,42 @@
+/* operations: the table. A new operation of the library is one more row. */
+#include "operations.h"
+
+typedef const VekImage* In;
+typedef VekImage* Out;
+typedef const Numbers& N;
+
+/* clang-format off */
+const Operation operations[] = {
+    {"invert",   ONE_PICTURE,  0, "NOT src",           "invert",        [](In a, In, Out d, N) { vekNot(a, d); }},
+    {"square",   ONE_PICTURE,  0, "src * src",         "square",        [](In a, In, Out d, N) { vekSquare(a, d); }},
+    {"abs",      AS_SIGNED,    0, "|src|, src signed", "abs",           [](In a, In, Out d, N) { vekAbs(a, d); }},
+    {"adds",     ONE_PICTURE,  1, "src + n",           "adds:60",       [](In a, In, Out d, N n) { vekAddS(a, d, n.whole()); }},
+    {"subs",     ONE_PICTURE,  1, "src - n",           "subs:60",       [](In a, In, Out d, N n) { vekSubtractS(a, d, n.whole(), 0); }},
+    {"rsubs",    ONE_PICTURE,  1, "n - src",           "rsubs:200",     [](In a, In, Out d, N n) { vekSubtractS(a, d, n.whole(), 1); }},
+    {"muls",     ONE_PICTURE,  1, "src * n",           "muls:2",        [](In a, In, Out d, N n) { vekMultiplyS(a, d, n.whole()); }},
+    {"ands",     ONE_PICTURE,  1, "src AND n",         "ands:0xC0",     [](In a, In, Out d, N n) { vekAndS(a, d, n.bits()); }},
+    {"ors",      ONE_PICTURE,  1, "src OR n",          "ors:0x70",      [](In a, In, Out d, N n) { vekOrS(a, d, n.bits()); }},
+    {"xors",     ONE_PICTURE,  1, "src XOR n",         "xors:0x80",     [](In a, In, Out d, N n) { vekXorS(a, d, n.bits()); }},
+    {"lshifts",  ONE_PICTURE,  1, "src << n",          "lshifts:2",     [](In a, In, Out d, N n) { vekLShiftS(a, d, n.bits()); }},
+    {"rshifts",  ONE_PICTURE,  1, "src >> n",          "rshifts:1",     [](In a, In, Out d, N n) { vekRShiftS(a, d, n.bits()); }},
+    {"addsfp",   AS_FLOAT,     1, "src + n, in 32F",   "addsfp:-40.5",  [](In a, In, Out d, N n) { vekAddSFP(a, d, n.real()); }},
+    {"subsfp",   AS_FLOAT,     1, "src - n, in 32F",   "subsfp:-40.5",  [](In a, In, Out d, N n) { vekSubtractSFP(a, d, n.real(), 0); }},
+    {"rsubsfp",  AS_FLOAT,     1, "n - src, in 32F",   "rsubsfp:220.5", [](In a, In, Out d, N n) { vekSubtractSFP(a, d, n.real(), 1); }},
+    {"mulsfp",   AS_FLOAT,     1, "src * n, in 32F",   "mulsfp:1.4",    [](In a, In, Out d, N n) { vekMultiplySFP(a, d, n.real()); }},
+    {"add",      TWO_PICTURES, 0, "src + second",      "add",           [](In a, In b, Out d, N) { vekAdd(a, b, d); }},
+    {"sub",      TWO_PICTURES, 0, "src - second",      "sub",           [](In a, In b, Out d, N) { vekSubtract(a, b, d); }},
+    {"mul",      TWO_PICTURES, 0, "src * second",      "mul",           [](In a, In b, Out d, N) { vekMultiply(a, b, d); }},
+    {"and",      TWO_PICTURES, 0, "src AND second",    "and",           [](In a, In b, Out d, N) { vekAnd(a, b, d); }},
+    {"or",       TWO_PICTURES, 0, "src OR second",     "or",            [](In a, In b, Out d, N) { vekOr(a, b, d); }},
+    {"xor",      TWO_PICTURES, 0, "src XOR second",    "xor",           [](In a, In b, Out d, N) { vekXor(a, b, d); }},
+};
+/* clang-format on */
+
+const int nOperations = (int)(sizeof(operations) / sizeof(operations[0]));
+
+const Operation* findOperation(const std::string& name)
+{
+    for (const Operation& operation : operations)
+        if (name == operation.name) return &operation;
+    return nullptr;
+}

@@ -1,0 +1,142 @@
+/* vekdemo: a bitmap file through a chain of operations, or a sheet of pictures that shows all of them. */
+#include "vekdemo.h"
+
+#include "bmp.h"
+#include "chain.h"
+#include "operations.h"
+
+#include <algorithm>
+
+static const char usage[] =
+    "usage: vekdemo IN.bmp OUT.bmp STEP,STEP,...   the steps, one after the other, on a picture\n"
+    "       vekdemo --sheet FOLDER/                all operations on one sheet, FOLDER/contact-sheet.bmp\n"
+    "\n"
+    "IN.bmp has 24 bits, or 8 bits and a grey palette. A step is a setting for the steps after it:\n"
+    "  roi:x:y:w:h  roi:all               only this rectangle; rows are counted as they lie in the file\n"
+    "  coi:n                              only channel n (1 blue, 2 green, 3 red), 0 for all\n"
+    "  mask:circle mask:checker mask:none only these pixels of the rectangle\n"
+    "or an operation (second: a bitmap file, or without a name rings):\n";
+
+static void printUsage(FILE* stream)
+{
+    fputs(usage, stream);
+    for (int i = 0; i < nOperations; ++i) {
+        const Operation& operation = operations[i];
+        const std::string call = operation.name + std::string(operation.nNumbers                ? ":n"
+                                                              : operation.shape == TWO_PICTURES ? "[:second]"
+                                                                                                : "");
+        fprintf(stream, "  %-16s  %s\n", call.c_str(), operation.formula);
+    }
+}
+
+static void printTime(FILE* out, const std::string& name, const StepTime& time)
+{
+    if (time.nSamples > 0)
+        fprintf(out, "%-24s %9.3f ms %9.1f Msamples/s\n", name.c_str(), time.seconds * 1e3,
+                time.nSamples / std::max(time.seconds, 1e-9) / 1e6);
+}
+
+static std::vector<std::string> splitAtCommas(const std::string& steps)
+{
+    std::vector<std::string> parts = {""};
+    for (const char letter : steps) {
+        if (letter == ',') parts.emplace_back();
+        else parts.back() += letter;
+    }
+    return parts;
+}
+
+/* Carries out all steps. The times of the operations are printed, or the name of the step that failed. */
+static bool runSteps(VekImage* image, const std::string& steps, FILE* out, FILE* err)
+{
+    Chain chain = {image};
+    for (const std::string& step : splitAtCommas(steps)) {
+        StepTime time;
+        const std::string fault = chainStep(&chain, step, &time);
+        if (!fault.empty()) {
+            fprintf(err, "vekdemo: step \"%s\" %s\n", step.c_str(), fault.c_str());
+            return false;
+        }
+        printTime(out, step, time);
+    }
+    return true;
+}
+
+static int runFile(const std::string& inPath, const std::string& outPath, const std::string& steps, FILE* out,
+                   FILE* err)
+{
+    BmpFile file;
+    std::string fault = bmpRead(inPath, &file);
+    if (!fault.empty()) return fprintf(err, "vekdemo: %s %s\n", inPath.c_str(), fault.c_str()), 1;
+    const Image image(bmpImage(&file));
+    if (!image) return fprintf(err, "vekdemo: %s is too large\n", inPath.c_str()), 1;
+    fprintf(out, "%s: %d x %d, %d bits, %s\n", inPath.c_str(), (int)file.width, (int)file.height,
+            (int)(8 * file.nChannels), file.isBottomUp ? "bottom row first" : "top row first");
+    if (!runSteps(image.get(), steps, out, err)) return 1;
+    fault = bmpWrite(outPath, image.get());
+    if (!fault.empty()) return fprintf(err, "vekdemo: %s %s\n", outPath.c_str(), fault.c_str()), 1;
+    return 0;
+}
+
+/* ---- The contact sheet --------------------------------------------------------------------------------------- */
+
+enum { cellWidth = 256, cellHeight = 192, gap = 8, labelHeight = 24, nColumns = 6 };
+
+/* Each picture of the sheet by its steps: regions, channels and masks, then every row of the table. */
+static std::vector<std::string> sheetSteps()
+{
+    std::vector<std::string> all = {
+        "roi:64:48:128:96,invert",
+        "coi:3,invert",
+        "mask:circle,invert",
+        "mask:checker,subs:80",
+        "roi:64:48:128:96,mask:circle,xor",
+        "coi:1,mask:circle,adds:120",
+    };
+    for (int i = 0; i < nOperations; ++i) all.push_back(operations[i].sample);
+    return all;
+}
+
+static int runSheet(const std::string& folder, FILE* out, FILE* err)
+{
+    const std::vector<std::string> all = sheetSteps();
+    const int32_t nCells = (int32_t)all.size() + 2, nRows = (nCells + nColumns - 1) / nColumns;
+    const Image scene = drawScene(cellWidth, cellHeight), rings = drawRings(3, cellWidth, cellHeight);
+    const Image sheet = makeImage(3, VEK_DEPTH_8U, gap + nColumns * (cellWidth + gap),
+                                  gap + nRows * (cellHeight + labelHeight + gap));
+    if (!scene || !rings || !sheet) return fprintf(err, "vekdemo: needs more memory than there is\n"), 1;
+    vekAddS(sheet.get(), sheet.get(), 40);
+
+    int32_t nPlaced = 0;
+    const auto place = [&](const VekImage* picture, const std::string& label) {
+        const int32_t x = gap + nPlaced % nColumns * (cellWidth + gap);
+        const int32_t y = gap + nPlaced / nColumns * (cellHeight + labelHeight + gap);
+        pastePicture(picture, sheet.get(), x, y);
+        drawText(sheet.get(), label, x, y + cellHeight + 5, cellWidth);
+        ++nPlaced;
+    };
+    place(scene.get(), "picture");
+    place(rings.get(), "second picture");
+    for (const std::string& steps : all) {
+        const Image picture = drawScene(cellWidth, cellHeight);
+        if (!picture) return fprintf(err, "vekdemo: needs more memory than there is\n"), 1;
+        if (!runSteps(picture.get(), steps, out, err)) return 1;
+        place(picture.get(), steps);
+    }
+
+    std::string path = folder;
+    if (!path.empty() && path.back() != '/' && path.back() != '\\') path += '/';
+    path += "contact-sheet.bmp";
+    const std::string fault = bmpWrite(path, sheet.get());
+    if (!fault.empty()) return fprintf(err, "vekdemo: %s %s\n", path.c_str(), fault.c_str()), 1;
+    fprintf(out, "%s: %d pictures, %d x %d\n", path.c_str(), (int)nCells, (int)sheet->width, (int)sheet->height);
+    return 0;
+}
+
+int vekdemo(int argc, const char* const* argv, FILE* out, FILE* err)
+{
+    if (argc == 3 && argv[1] == std::string("--sheet")) return runSheet(argv[2], out, err);
+    if (argc == 2 && argv[1] == std::string("--help")) return printUsage(out), 0;
+    if (argc != 4) return printUsage(err), 2;
+    return runFile(argv[1], argv[2], argv[3], out, err);
+}

@@ -1,0 +1,274 @@
+/* The example program on files that are made here: good ones, whose every sample is known, and hostile ones. */
+#include "vekdemo.h"
+
+#include "bmp.h"
+#include "operations.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+namespace {
+
+struct Result {
+    int exitCode;
+    std::string out, err;
+};
+
+std::string readStream(FILE* stream)
+{
+    std::string text;
+    rewind(stream);
+    for (int letter; (letter = fgetc(stream)) != EOF;) text += (char)letter;
+    fclose(stream);
+    return text;
+}
+
+Result run(std::vector<const char*> words)
+{
+    words.insert(words.begin(), "vekdemo");
+    FILE *out = tmpfile(), *err = tmpfile();
+    const int exitCode = vekdemo((int)words.size(), words.data(), out, err);
+    return {exitCode, readStream(out), readStream(err)};
+}
+
+typedef std::vector<uint8_t> Bytes;
+
+void put(Bytes* bytes, size_t at, int64_t value, int nBytes)
+{
+    for (int i = 0; i < nBytes; ++i) (*bytes)[at + (size_t)i] = (uint8_t)((uint64_t)value >> 8 * i);
+}
+
+enum { INFO_BYTES = 14, WIDTH = 18, HEIGHT = 22, BITS = 28, COMPRESSION = 30, PIXELS_AT = 10 };
+
+/* A file of 5 x 4 pixels: sample i of file row y is 10 y + i, padding is 0xEE. */
+Bytes makeFile(int nChannels)
+{
+    const size_t palette = nChannels == 1 ? 1024 : 0, step = nChannels == 1 ? 8 : 16, pixelsAt = 54 + palette;
+    Bytes bytes(pixelsAt + 4 * step, 0xEE);
+    std::fill(bytes.begin(), bytes.begin() + 54, 0);
+    bytes[0] = 'B', bytes[1] = 'M';
+    put(&bytes, 2, (int64_t)bytes.size(), 4);
+    put(&bytes, PIXELS_AT, (int64_t)pixelsAt, 4);
+    put(&bytes, INFO_BYTES, 40, 4);
+    put(&bytes, WIDTH, 5, 4);
+    put(&bytes, HEIGHT, 4, 4);
+    put(&bytes, 26, 1, 2);
+    put(&bytes, BITS, 8 * nChannels, 2);
+    for (size_t i = 0; i < palette / 4; ++i) put(&bytes, 54 + 4 * i, (int64_t)i * 0x010101, 4);
+    for (size_t y = 0; y < 4; ++y)
+        for (size_t i = 0; i < 5 * (size_t)nChannels; ++i) bytes[pixelsAt + y * step + i] = (uint8_t)(10 * y + i);
+    return bytes;
+}
+
+std::string pathOf(const char* name) { return testing::TempDir() + "vekdemo_" + name; }
+
+std::string writeFile(const char* name, const Bytes& bytes)
+{
+    const std::string path = pathOf(name);
+    FILE* stream = fopen(path.c_str(), "wb");
+    EXPECT_TRUE(stream);
+    fwrite(bytes.data(), 1, bytes.size(), stream);
+    fclose(stream);
+    return path;
+}
+
+/* The samples of a file that was written, rows as in the file, without padding. */
+Bytes samplesOf(const std::string& path)
+{
+    BmpFile file;
+    EXPECT_EQ(bmpRead(path, &file), "");
+    Bytes samples;
+    const size_t rowBytes = (size_t)(file.width * file.nChannels), step = (rowBytes + 3) / 4 * 4;
+    for (size_t y = 0; y < (size_t)file.height; ++y)
+        for (size_t i = 0; i < rowBytes; ++i) samples.push_back(file.bytes[file.pixelsAt + y * step + i]);
+    return samples;
+}
+
+/* What a function of a sample, its pixel and its channel makes of the file above. */
+template <class F> Bytes expected(int nChannels, F f)
+{
+    Bytes samples;
+    for (int y = 0; y < 4; ++y)
+        for (int i = 0; i < 5 * nChannels; ++i) {
+            const int value = f(10 * y + i, i / nChannels, y, i % nChannels + 1);
+            samples.push_back((uint8_t)std::clamp(value, 0, 255));
+        }
+    return samples;
+}
+
+typedef int Sample(int value, int x, int y, int channel);
+
+TEST(Vekdemo, ComputesWhatTheChainSays)
+{
+    const std::string second = writeFile("second.bmp", makeFile(3));
+    const struct {
+        std::string steps;
+        Sample* sample;
+    } rows[] = {
+        {"invert", [](int v, int, int, int) { return 255 - v; }},
+        {"adds:240", [](int v, int, int, int) { return v + 240; }},
+        {"rsubs:30,muls:2", [](int v, int, int, int) { return std::max(30 - v, 0) * 2; }},
+        {"roi:1:2:3:9,adds:100", [](int v, int x, int y, int) { return x >= 1 && x < 4 && y >= 2 ? v + 100 : v; }},
+        {"coi:2,invert,coi:0,adds:1", [](int v, int, int, int c) { return (c == 2 ? 255 - v : v) + 1; }},
+        {"mask:checker,invert,mask:none,ors:1",
+         [](int v, int x, int y, int) { return ((x + y) % 2 ? 255 - v : v) | 1; }},
+        {"mulsfp:5,abs", [](int v, int, int, int) { return v * 5 < 128 ? v * 5 : 256 - v * 5; }},
+        {"subsfp:10.5", [](int v, int, int, int) { return v > 10 ? (2 * v - 21) / 2 : 0; }},
+        {"add:" + second, [](int v, int, int, int) { return 2 * v; }},
+        {"xor:" + second, [](int, int, int, int) { return 0; }},
+    };
+    for (const auto& row : rows) {
+        const std::string in = writeFile("in.bmp", makeFile(3)), out = pathOf("out.bmp");
+        const Result result = run({in.c_str(), out.c_str(), row.steps.c_str()});
+        ASSERT_EQ(result.exitCode, 0) << row.steps << ": " << result.err;
+        EXPECT_EQ(samplesOf(out), expected(3, row.sample)) << row.steps;
+        EXPECT_NE(result.out.find("Msamples/s"), std::string::npos) << result.out;
+    }
+}
+
+TEST(Vekdemo, ReadsGreyAndTopRowFirst)
+{
+    for (const int nChannels : {1, 3})
+        for (const int height : {4, -4}) {
+            Bytes bytes = makeFile(nChannels);
+            put(&bytes, HEIGHT, height, 4);
+            const std::string in = writeFile("in.bmp", bytes), out = pathOf("out.bmp");
+            ASSERT_EQ(run({in.c_str(), out.c_str(), "adds:7"}).exitCode, 0);
+            EXPECT_EQ(samplesOf(out), expected(nChannels, [](int v, int, int, int) { return v + 7; }));
+            BmpFile file;
+            ASSERT_EQ(bmpRead(out, &file), "");
+            EXPECT_EQ(file.isBottomUp, height > 0);
+        }
+}
+
+TEST(Vekdemo, PixelsAreNotCopied)
+{
+    BmpFile file;
+    ASSERT_EQ(bmpRead(writeFile("in.bmp", makeFile(3)), &file), "");
+    VekImage* image = bmpImage(&file);
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->imageData, file.bytes.data() + 54);
+    EXPECT_EQ(image->widthStep, 16);
+    EXPECT_EQ(image->origin, (int32_t)VEK_ORIGIN_BOTTOM_LEFT);
+    vekDeallocateHeader(image);
+}
+
+TEST(Vekdemo, RefusesFilesThatLie)
+{
+    const struct {
+        const char* what;
+        int nChannels;
+        size_t at;
+        int64_t value;
+        int nBytes;
+        const char* text;
+    } rows[] = {
+        {"no mark", 3, 0, 'X', 1, "is not a bitmap file"},
+        {"pixels far outside", 3, PIXELS_AT, 0xFFFFFFFF, 4, "is shorter than its width and height say"},
+        {"pixels just outside", 3, PIXELS_AT, 55, 4, "is shorter than its width and height say"},
+        {"pixels in the header", 3, PIXELS_AT, 53, 4, "has a header of a wrong size"},
+        {"header too short", 3, INFO_BYTES, 12, 4, "has a header of a wrong size"},
+        {"header too long", 3, INFO_BYTES, 0xFFFFFFF8, 4, "has a header of a wrong size"},
+        {"no width", 3, WIDTH, 0, 4, "has a width or height that can't be"},
+        {"negative width", 3, WIDTH, -5, 4, "has a width or height that can't be"},
+        {"no height", 3, HEIGHT, 0, 4, "has a width or height that can't be"},
+        {"height without opposite", 3, HEIGHT, INT32_MIN, 4, "has a width or height that can't be"},
+        {"wide", 3, WIDTH, INT32_MAX, 4, "is shorter than its width and height say"},
+        {"a product of 2^32", 3, HEIGHT, 0x10000000, 4, "is shorter than its width and height say"},
+        {"high, top row first", 3, HEIGHT, -INT32_MAX, 4, "is shorter than its width and height say"},
+        {"one row too many", 3, HEIGHT, 5, 4, "is shorter than its width and height say"},
+        {"compressed", 1, COMPRESSION, 1, 4, "is compressed"},
+        {"16 bits", 3, BITS, 16, 2, "has 16 bits a pixel; 24 and 8 are read"},
+        {"coloured palette", 1, 54 + 4 * 200, 7, 1, "has a palette that is not all greys"},
+        {"palette cut short", 1, PIXELS_AT, 54, 4, "has a palette that is not all greys"},
+    };
+    for (const auto& row : rows) {
+        Bytes bytes = makeFile(row.nChannels);
+        put(&bytes, row.at, row.value, row.nBytes);
+        const std::string in = writeFile("hostile.bmp", bytes), out = pathOf("none.bmp");
+        remove(out.c_str());
+        const Result result = run({in.c_str(), out.c_str(), "invert"});
+        EXPECT_EQ(result.exitCode, 1) << row.what;
+        EXPECT_EQ(result.err, "vekdemo: " + in + " " + row.text + "\n") << row.what;
+        FILE* written = fopen(out.c_str(), "rb");
+        EXPECT_FALSE(written) << row.what;
+        if (written) fclose(written);
+    }
+}
+
+/* Every beginning of a good file is refused, but the whole. */
+TEST(Vekdemo, RefusesFilesCutShort)
+{
+    for (const int nChannels : {1, 3}) {
+        const Bytes whole = makeFile(nChannels);
+        for (size_t n = 0; n < whole.size(); ++n) {
+            BmpFile file;
+            EXPECT_NE(bmpRead(writeFile("cut.bmp", Bytes(whole.begin(), whole.begin() + (ptrdiff_t)n)), &file), "")
+                << n;
+        }
+    }
+}
+
+TEST(Vekdemo, NamesWhatIsWrongWithAStep)
+{
+    const std::string in = writeFile("in.bmp", makeFile(3)), grey = writeFile("grey.bmp", makeFile(1));
+    const std::string add = "add:" + grey, lost = pathOf("lost.bmp"), addLost = "add:" + lost;
+    const struct {
+        std::string step, text;
+    } rows[] = {
+        {"", "is not known"},
+        {"blurr", "is not known"},
+        {"adds", "takes one number of 32 bits after a colon"},
+        {"adds:", "takes one number of 32 bits after a colon"},
+        {"adds:1x", "takes one number of 32 bits after a colon"},
+        {"adds:5000000000", "takes one number of 32 bits after a colon"},
+        {"adds:nan", "takes one number of 32 bits after a colon"},
+        {"invert:1", "takes nothing after its name"},
+        {"roi:0:0:5", "is to be roi:x:y:width:height, or roi:all"},
+        {"roi:5:0:1:1", "is outside the picture"},
+        {"roi:0:-1:1:1", "is outside the picture"},
+        {"roi:0:0:0:1", "is outside the picture"},
+        {"coi:4", "is to be coi:n, n from 1 to the number of channels, or 0 for all"},
+        {"mask:star", "is to be mask:circle, mask:checker or mask:none"},
+        {add, "vekAdd: Bad argument, (nChSrcB != nChDst)"},
+        {addLost, lost + " can't be read"},
+    };
+    for (const auto& row : rows) {
+        const Result result = run({in.c_str(), pathOf("none.bmp").c_str(), row.step.c_str()});
+        EXPECT_EQ(result.exitCode, 1) << row.step;
+        EXPECT_EQ(result.err, "vekdemo: step \"" + row.step + "\" " + row.text + "\n");
+    }
+    EXPECT_EQ(run({}).exitCode, 2);
+    EXPECT_EQ(run({lost.c_str(), "x", "invert"}).err, "vekdemo: " + lost + " can't be read\n");
+}
+
+/* The sheet has a picture for each row of the table, and no two of its pictures are the same. */
+TEST(Vekdemo, DrawsTheSheet)
+{
+    const Result result = run({"--sheet", testing::TempDir().c_str()});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    for (int i = 0; i < nOperations; ++i)
+        EXPECT_NE(result.out.find("\n" + std::string(operations[i].sample) + " "), std::string::npos);
+
+    BmpFile sheet;
+    ASSERT_EQ(bmpRead(testing::TempDir() + "contact-sheet.bmp", &sheet), "");
+    EXPECT_FALSE(sheet.isBottomUp);
+    const int nCells = nOperations + 8;
+    ASSERT_EQ(sheet.width, 8 + 6 * 264);
+    ASSERT_GE(sheet.height, 8 + (nCells + 5) / 6 * 224);
+    std::set<Bytes> cells;
+    for (int i = 0; i < nCells; ++i) {
+        Bytes cell;
+        for (int y = 0; y < 192; ++y) {
+            const ptrdiff_t row = 8 + i / 6 * 224 + y, x = 8 + i % 6 * 264;
+            const auto at = sheet.bytes.begin() + (ptrdiff_t)sheet.pixelsAt + row * ((sheet.width * 3 + 3) / 4 * 4) +
+                            3 * x;
+            cell.insert(cell.end(), at, at + 3 * 256);
+        }
+        EXPECT_TRUE(cells.insert(cell).second) << "picture " << i;
+    }
+}
+
+} // namespace
