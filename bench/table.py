@@ -1,0 +1,51 @@
+#!/usr/bin/env python3
+"""Writes the table of docs/performance.md.
+
+    bench/table.py RUN.json [RUN.json ...]
+
+The files are what vekbench wrote with --benchmark_out=RUN.json; of several runs the least figure counts. The table
+stands between the two marks of the page."""
+import json
+import pathlib
+import sys
+
+PAGE = pathlib.Path(__file__).resolve().parent.parent / "docs" / "performance.md"
+MARKS = ("<!-- table: begin -->\n", "<!-- table: end -->\n")
+SHAPES = ("whole", "place", "channel", "half", "random", "bits")
+
+
+def best_figures(paths):
+    """{(family, operation, depth): {shape: (ratio, ns)}}, in the order of the runs."""
+    figures = {}
+    for path in paths:
+        for run in json.loads(pathlib.Path(path).read_text())["benchmarks"]:
+            if run.get("run_type") == "aggregate":
+                continue
+            if run.get("error_occurred"):
+                sys.exit(f"{run['name']}: {run['error_message']}")
+            family, operation, depth, shape = run["name"].split("/")[:4]
+            shapes = figures.setdefault((family, operation, depth), {})
+            ratio, ns = shapes.get(shape, (float("inf"), float("inf")))
+            shapes[shape] = (min(ratio, run["ratio"]), min(ns, run["ns"]))
+    return figures
+
+
+def table(figures):
+    yield "| operation | depth | " + " | ".join(SHAPES) + " | small, ns |"
+    yield "|---|---|" + "--:|" * (len(SHAPES) + 1)
+    for (_, operation, depth), shapes in figures.items():
+        cells = [f"{shapes[shape][0]:.2f}" if shape in shapes else "" for shape in SHAPES]
+        cells.append(f"{shapes['small'][1]:.0f}" if "small" in shapes else "")
+        yield f"| {operation} | {depth} | " + " | ".join(cells) + " |"
+
+
+def main():
+    if len(sys.argv) < 2:
+        sys.exit(__doc__)
+    before, rest = PAGE.read_text().split(MARKS[0])
+    _, after = rest.split(MARKS[1])
+    text = "\n".join(table(best_figures(sys.argv[1:])))
+    PAGE.write_text(before + MARKS[0] + "\n" + text + "\n\n" + MARKS[1] + after)
+
+
+main()
