@@ -39,13 +39,20 @@ def table(figures):
         yield f"| {operation} | {depth} | " + " | ".join(cells) + " |"
 
 
+def machine(path):
+    """What the first run was made on."""
+    context = json.loads(pathlib.Path(path).read_text())["context"]
+    caches = [f"L{c['level']} {c['size'] // 1024} KiB" for c in context["caches"] if c["type"] != "Instruction"]
+    return f"Measured on {context['num_cpus']} cores of {context['mhz_per_cpu']} MHz, {', '.join(caches)}."
+
+
 def main():
     if len(sys.argv) < 2:
         sys.exit(__doc__)
     before, rest = PAGE.read_text().split(MARKS[0])
     _, after = rest.split(MARKS[1])
     text = "\n".join(table(best_figures(sys.argv[1:])))
-    PAGE.write_text(before + MARKS[0] + "\n" + text + "\n\n" + MARKS[1] + after)
+    PAGE.write_text(before + MARKS[0] + "\n" + machine(sys.argv[1]) + "\n\n" + text + "\n\n" + MARKS[1] + after)
 
 
 main()
