@@ -46,15 +46,16 @@ struct Module {
 
 /* The record of a thread that outlives the module stays behind: at the end of the process, which the module can't tell
  * from its unload, that thread may still be using it. */
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-struct NoLeak {
-    NoLeak() { __lsan_disable(); }
-    ~NoLeak() { __lsan_enable(); }
-};
-#else
+#ifdef _WIN32
 struct NoLeak {
     NoLeak() {}
+};
+#else
+extern "C" __attribute__((weak)) void __lsan_disable();
+extern "C" __attribute__((weak)) void __lsan_enable();
+struct NoLeak {
+    NoLeak() { __lsan_disable ? __lsan_disable() : void(); }
+    ~NoLeak() { __lsan_enable ? __lsan_enable() : void(); }
 };
 #endif
 
