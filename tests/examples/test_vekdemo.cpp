@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <set>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -258,9 +260,9 @@ TEST(Vekdemo, DrawsTheSheet)
     const int nCells = nOperations + 8;
     ASSERT_EQ(sheet.width, 8 + 6 * 264);
     ASSERT_GE(sheet.height, 8 + (nCells + 5) / 6 * 224);
-    std::set<Bytes> cells;
+    std::set<std::string> cells;
     for (int i = 0; i < nCells; ++i) {
-        Bytes cell;
+        std::string cell;
         for (int y = 0; y < 192; ++y) {
             const ptrdiff_t row = 8 + i / 6 * 224 + y, x = 8 + i % 6 * 264;
             const auto at = sheet.bytes.begin() + (ptrdiff_t)sheet.pixelsAt + row * ((sheet.width * 3 + 3) / 4 * 4) +
