@@ -71,7 +71,7 @@ std::string writeFile(const char* name, const Bytes& bytes)
     const std::string path = pathOf(name);
     FILE* stream = fopen(path.c_str(), "wb");
     EXPECT_TRUE(stream);
-    fwrite(bytes.data(), 1, bytes.size(), stream);
+    if (!bytes.empty()) fwrite(bytes.data(), 1, bytes.size(), stream);
     fclose(stream);
     return path;
 }
