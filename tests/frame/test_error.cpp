@@ -263,7 +263,9 @@ static int runBox(Place place, const char* keys, const Failure& failure, std::st
         const pid_t inner = place == BACKGROUND ? fork() : 0;
         if (inner == 0) {
             if (place == BACKGROUND) setpgid(0, 0);
-            _exit(report(vekGuiBoxReport, failure) == failure.status ? RETURNED : 99);
+            const int live = heapLive();
+            const VekStatus result = report(vekGuiBoxReport, failure);
+            _exit(result == failure.status && heapLive() == live ? RETURNED : 99);
         }
         waitpid(inner, &code, 0);
         _exit(WEXITSTATUS(code));
