@@ -53,10 +53,11 @@ OWN_TABLE(ownSubSRows) = {
     /* 32F */ {}, /* refused */
 };
 
-/* A constant beyond this range saturates every sample, as the nearer end of it does. */
+/* Narrow signed depths: a constant beyond this range saturates every sample, as the nearer end of it does. (Unsigned ones
+ * come here within their range alone.) */
 static int32_t ownSubSLimit(uint32_t depth, int32_t value, bool flip)
 {
-    if (depth == VEK_DEPTH_32S) return value;
+    if (depth != VEK_DEPTH_8S && depth != VEK_DEPTH_16S) return value;
     const int32_t most = (1 << ownSampleBits(depth)) - 1;
     return flip ? std::clamp(value, -most - 1, most - 1) : std::clamp(value, -most, most);
 }

@@ -1,0 +1,200 @@
+/* Every point operation over random headers, held against the naive model: depths, orders, regions inside, across and
+ * outside the image, channels of interest, alpha, masks on any of the images, in place, tiles of differing sizes. */
+#include "arith/point_table.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+/* ---- Random headers ---------------------------------------------------------------------------------------------- */
+
+/* What all images of a call must agree in, or decide together. */
+struct CallSpec {
+    int slot;
+    int32_t nColours; /* channels that take part */
+    int32_t dataOrder;
+    int32_t width, height; /* of all images, or 0 when they differ */
+    bool isTiled, isAbs, ordersDiffer;
+};
+
+static void drawRoi(TestImage& image, int32_t coi, Random& random)
+{
+    const int32_t width = image.image.width, height = image.image.height;
+    const int where = draw(random, 0, 5);
+    if (where == 0) return image.setRoi(coi, 0, 0, width + draw(random, 0, 3), height);
+    if (where == 1)
+        return image.setRoi(coi, draw(random, 0, width + 9), draw(random, 0, height + 9), 1 + draw(random, 0, 40), 3);
+    const int32_t x = draw(random, 0, width - 1), y = draw(random, 0, height - 1);
+    image.setRoi(coi, x, y, draw(random, 1, width), draw(random, 1, height));
+}
+
+static int32_t drawSize(Random& random)
+{
+    const int32_t size = draw(random, 1, draw(random, 0, 9) ? 40 : 150);
+    return draw(random, 0, 3) ? size : (size + 7) / 8 * 8;
+}
+
+static std::unique_ptr<TestImage> drawMask(Random& random)
+{
+    ImageSpec spec;
+    spec.depth = VEK_DEPTH_1U;
+    spec.width = draw(random, 1, 60);
+    spec.height = draw(random, 1, 40);
+    spec.dataOrder = draw(random, 0, 1);
+    spec.moreStep = draw(random, 0, 1) * draw(random, 0, 5);
+    spec.atEnd = draw(random, 0, 1);
+    auto mask = std::make_unique<TestImage>(spec, random);
+    const int kind = draw(random, 0, 3); /* all ones, long runs, or half of the bits */
+    for (size_t i = 0; kind < 2 && i < mask->block.bytes; ++i) mask->block.data[i] = kind == 0 || i / 5 % 2 ? 0xFF : 0;
+    if (draw(random, 0, 1)) drawRoi(*mask, 0, random);
+    return mask;
+}
+
+static std::unique_ptr<TestImage> drawImage(const CallSpec& call, Random& random)
+{
+    ImageSpec spec;
+    spec.depth = slotDepths[call.slot];
+    spec.dataOrder = call.ordersDiffer ? draw(random, 0, 1) : call.dataOrder;
+    spec.width = call.width ? call.width : drawSize(random);
+    spec.height = call.height ? call.height : drawSize(random);
+    spec.align = draw(random, 0, 1) ? 4 : 8;
+    spec.moreStep = draw(random, 0, 2) ? 0 : draw(random, 0, 9);
+    spec.atEnd = draw(random, 0, 1);
+    int32_t coi = 0;
+    if (call.slot == OWN_1U) spec.nChannels = 1;
+    else if (call.nColours == 1 && draw(random, 0, 1) && !call.isAbs) {
+        spec.nChannels = draw(random, 1, 12);
+        spec.hasAlpha = draw(random, 0, 1);
+        coi = draw(random, 1, spec.nChannels);
+    } else {
+        spec.hasAlpha = call.isAbs ? call.width % 2 : draw(random, 0, 3) == 0;
+        spec.nChannels = call.nColours + spec.hasAlpha;
+    }
+    auto image = std::make_unique<TestImage>(spec, random);
+    if (coi || draw(random, 0, 1)) drawRoi(*image, coi, random);
+    if (coi && !image->image.roi) image->setRoi(coi, 0, 0, spec.width, spec.height);
+    if (draw(random, 0, 3) == 0) image->setMask(drawMask(random));
+    return image;
+}
+
+/* ---- One call ------------------------------------------------------------------------------------------------------ */
+
+static std::string textOf(const VekImage& image)
+{
+    std::string text = std::to_string(image.nChannels) + "ch a" + std::to_string(image.alphaChannel) + " order" +
+                       std::to_string(image.dataOrder) + " " + std::to_string(image.width) + "x" +
+                       std::to_string(image.height) + " step" + std::to_string(image.widthStep);
+    if (const VekROI* roi = image.roi)
+        text += " roi(" + std::to_string(roi->coi) + ": " + std::to_string(roi->xOffset) + "," +
+                std::to_string(roi->yOffset) + " " + std::to_string(roi->width) + "x" + std::to_string(roi->height) +
+                ")";
+    if (image.maskROI) text += " mask[" + textOf(*image.maskROI) + "]";
+    return text;
+}
+
+/* One random call of one operation. Everything follows from the seed. */
+static void runSeed(uint32_t seed)
+{
+    Random random(seed);
+    const std::vector<PointOperation>& operations = pointOperations();
+    const PointOperation& op = operations[random() % operations.size()];
+    CallSpec call = {};
+    do call.slot = draw(random, 0, OWN_DEPTHS - 1);
+    while (!(op.slots >> call.slot & 1));
+    call.isAbs = op.name == "vekAbs";
+    call.ordersDiffer = (op.anyOrder >> call.slot & 1) && draw(random, 0, 1);
+    call.nColours = call.slot == OWN_1U ? 1 : draw(random, 1, 4);
+    if (draw(random, 0, 19) == 0 && call.slot != OWN_1U) call.nColours = 11;
+    call.dataOrder = draw(random, 0, 1);
+    call.isTiled = draw(random, 0, 2) == 0;
+    if (call.isAbs || draw(random, 0, 1)) call.width = drawSize(random), call.height = drawSize(random);
+
+    /* Distinct images, and which of them each argument is: sources, then the destination. */
+    std::vector<std::unique_ptr<TestImage>> owned;
+    for (int i = 0; i <= op.nSources; ++i) owned.push_back(drawImage(call, random));
+    std::vector<int> argument;
+    for (int i = 0; i <= op.nSources; ++i) argument.push_back(i);
+    if (draw(random, 0, 3) == 0) argument[0] = op.nSources;
+    if (op.nSources == 2 && draw(random, 0, 3) == 0) argument[1] = draw(random, 0, 1) ? 2 : argument[0];
+
+    std::vector<std::unique_ptr<TiledImage>> tiled(owned.size());
+    std::vector<ModelImage> images;
+    for (const auto& image : owned) images.push_back({image.get()});
+    for (size_t i = 0; call.isTiled && i < owned.size(); ++i)
+        if (draw(random, 0, 1)) {
+            images[i].tileWidth = 8 * draw(random, 1, 3);
+            images[i].tileHeight = 8 * draw(random, 1, 2);
+            tiled[i] = std::make_unique<TiledImage>(*owned[i], images[i].tileWidth, images[i].tileHeight);
+        }
+
+    std::vector<VekImage*> header;
+    std::vector<ModelImage> model;
+    std::string text = "seed " + std::to_string(seed) + ": " + op.name + " " + slotNames[call.slot];
+    for (const int i : argument) {
+        header.push_back(tiled[(size_t)i] ? &tiled[(size_t)i]->image : &owned[(size_t)i]->image);
+        model.push_back(images[(size_t)i]);
+        text += "\n  image " + std::to_string(i) + (tiled[(size_t)i] ? " tiled " : " ") +
+                textOf(owned[(size_t)i]->image);
+    }
+    SCOPED_TRACE(text);
+
+    std::vector<std::vector<uint8_t>> before;
+    for (const auto& image : owned) before.push_back(image->bytes());
+    const std::vector<uint8_t> expected = modelPoint(model, op.func);
+    const int live = heapLive();
+    Recorder recorder;
+    op.call(header[0], op.nSources == 2 ? header[1] : nullptr, header.back());
+
+    ASSERT_EQ(recorder.text(), "");
+    ASSERT_EQ(vekGetErrStatus(), VEK_StatusOk);
+    ASSERT_EQ(heapLive(), live);
+    for (size_t i = 0; i < owned.size(); ++i) {
+        const std::vector<uint8_t> now = owned[i]->bytes(), &wanted = (int)i == argument.back() ? expected : before[i];
+        const auto differ = std::mismatch(now.begin(), now.end(), wanted.begin());
+        ASSERT_TRUE(differ.first == now.end()) << "image " << i << " byte " << differ.first - now.begin() << ": "
+                                               << (int)*differ.first << ", not " << (int)*differ.second;
+        if (!tiled[i]) continue;
+        ASSERT_FALSE(tiled[i]->isOpen()) << tiled[i]->logText();
+        ASSERT_EQ(tiled[i]->logText().find("BAD"), std::string::npos) << tiled[i]->logText();
+    }
+}
+
+TEST(PointOperations, equalTheNaiveModel)
+{
+    for (uint32_t seed = 1; seed <= 30000 && !HasFatalFailure(); ++seed) runSeed(seed);
+}
+
+/* ---- Headers that don't tell the truth about their rows -------------------------------------------------------------- */
+
+/* A width that the rows can't hold, an imageSize of any value: only rows of widthStep bytes are read and written. The
+ * pages around the blocks are the test. */
+TEST(PointOperations, stayWithinTheRowsOfAnyHeader)
+{
+    for (uint32_t seed = 1; seed <= 6000; ++seed) {
+        Random random(seed);
+        const PointOperation& op = pointOperations()[random() % pointOperations().size()];
+        int slot;
+        do slot = draw(random, 0, OWN_DEPTHS - 1);
+        while (!(op.slots >> slot & 1));
+        const CallSpec call = {slot, slot == OWN_1U ? 1 : draw(random, 1, 3), draw(random, 0, 1), 21, 0, false, true,
+                               false};
+        std::vector<std::unique_ptr<TestImage>> images;
+        std::vector<std::unique_ptr<GuardedBlock>> blocks;
+        for (int i = 0; i <= op.nSources; ++i) {
+            images.push_back(drawImage(call, random));
+            VekImage& image = images.back()->image;
+            const int planes = image.dataOrder == VEK_DATA_ORDER_PIXEL ? 1 : image.nChannels;
+            image.widthStep = draw(random, 1, 20);
+            image.height = draw(random, 1, 9);
+            image.width = draw(random, 1, 1 << draw(random, 1, 30));
+            if (draw(random, 0, 1)) image.imageSize = draw(random, 1, 1 << 30);
+            blocks.push_back(
+                std::make_unique<GuardedBlock>((size_t)(image.widthStep * image.height * planes), draw(random, 0, 1)));
+            image.imageData = blocks.back()->data;
+        }
+        Recorder recorder;
+        SCOPED_TRACE(seed);
+        op.call(&images[0]->image, &images[1]->image, &images.back()->image);
+        ASSERT_EQ(recorder.text(), "");
+    }
+}
