@@ -18,6 +18,8 @@ typedef VekImage* Out;
 static int bitsOfSlot(int slot) { return (int)(slotDepths[slot] & 0xFF); }
 static bool isSigned(int slot) { return slotDepths[slot] & VEK_DEPTH_SIGN; }
 
+static std::string inBrackets(std::string text) { return text.insert(0, 1, '(').append(1, ')'); }
+
 /* An operation on two images: what it does to integers, to floats (null: not served) and to bits. */
 static void addTwo(Rows& rows, const char* name, void (*call)(In, In, Out), L (*exact)(L, L),
                    float (*single)(float, float), L (*bits)(L, L))
@@ -49,7 +51,7 @@ static unsigned ownKernelsOfSubtractS(int32_t v, bool flip)
 
 static void addIntegerConstants(Rows& rows, int32_t v)
 {
-    const std::string text = "(" + std::to_string(v) + ")";
+    const std::string text = inBrackets(std::to_string(v));
     const uint32_t u = (uint32_t)v;
     const auto addS = [=](int slot, L a) { return slot == OWN_1U ? a | (v & 1) : heldTo(slot, a + v); };
     const auto mulS = [=](int slot, L a) { return slot == OWN_1U ? a & v : heldTo(slot, a * v); };
@@ -79,7 +81,7 @@ static void addIntegerConstants(Rows& rows, int32_t v)
 
 static void addShifts(Rows& rows, uint32_t n)
 {
-    const std::string text = "(" + std::to_string(n) + ")";
+    const std::string text = inBrackets(std::to_string(n));
     const auto left = [=](int slot, L a) { return n >= (uint32_t)bitsOfSlot(slot) ? 0 : (L)((uint64_t)a << n); };
     const auto right = [=](int slot, L a) {
         const uint32_t bits = (uint32_t)bitsOfSlot(slot);
@@ -94,7 +96,7 @@ static void addShifts(Rows& rows, uint32_t n)
 /* In double, and rounded once. */
 static void addFloatConstants(Rows& rows, float v)
 {
-    const std::string text = "(" + std::to_string(v) + ")";
+    const std::string text = inBrackets(std::to_string(v));
     const auto add = [=](int, L a) { return bitsOf((float)((double)floatOf(a) + v)); };
     const auto mul = [=](int, L a) { return bitsOf((float)((double)floatOf(a) * v)); };
     const auto sub = [=](int, L a) { return bitsOf((float)((double)floatOf(a) - v)); };

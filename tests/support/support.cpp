@@ -101,7 +101,7 @@ GuardedBlock::~GuardedBlock()
 
 int draw(Random& random, int low, int high) { return low + (int)(random() % (uint32_t)(high - low + 1)); }
 
-static int64_t alignedRow(const ImageSpec& spec)
+int64_t alignedRow(const ImageSpec& spec)
 {
     const int64_t samples = spec.dataOrder == VEK_DATA_ORDER_PIXEL ? spec.nChannels : 1;
     const int64_t bits = spec.width * samples * (spec.depth & 0xFF), unit = 8 * spec.align;

@@ -79,6 +79,9 @@ struct ImageSpec {
     bool atEnd = true;    /* the pixels end at a protected page, or begin behind one */
 };
 
+/* Bytes of a row, rounded up to the align. */
+int64_t alignedRow(const ImageSpec& spec);
+
 /* An image whose pixels, all rows of widthStep bytes of all planes, lie beside a protected page; filled with random
  * samples. Floats are of all sizes, with zeros, tiny numbers and infinities, but no NaN: then a NaN in a result is the
  * processor's own, and results can be compared bit by bit. The image owns its region and mask. */
