@@ -6,6 +6,8 @@
 #include <math.h>
 #include <stdlib.h>
 
+namespace {
+
 /* ---- One call ------------------------------------------------------------------------------------------------------ */
 
 /* Two images of a call, with tiles or without, and what must be in them after it. */
@@ -282,3 +284,5 @@ TEST(Norms, equalTheNaiveModel)
     if (const char* seed = getenv("VEK_SEED")) return runNorm((uint32_t)strtoul(seed, nullptr, 10));
     for (uint32_t seed = 1; seed <= 8000 && !HasFatalFailure(); ++seed) runNorm(seed);
 }
+
+} // namespace
