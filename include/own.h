@@ -46,6 +46,11 @@ static inline void ownFail(const OwnFace& face, VekStatus status, const char* te
     } while (0)
 #define OWN_REFUSE_IF(test, ...) OWN_FAIL_IF(test, VEK_StatusBadArg, #test, __VA_ARGS__)
 #define OWN_REFUSE_TEXT_IF(test, text, ...) OWN_FAIL_IF(test, VEK_StatusBadArg, text, __VA_ARGS__)
+/* Reports as OWN_REFUSE_IF does, and goes on. */
+#define OWN_REPORT_IF(test)                                                                                            \
+    do {                                                                                                               \
+        if (test) ownFail(face, VEK_StatusBadArg, #test, __LINE__);                                                    \
+    } while (0)
 #define OWN_REFUSE_HEADER(image, ...)                                                                                  \
     do {                                                                                                               \
         if (const VekStatus badHeader = vekCheckImageHeader(image)) {                                                  \
@@ -175,7 +180,7 @@ struct OwnView {
     int bit;       /* 1-bit images: the place of that sample in its byte, 0 is the top bit */
     int sampleBits;
     int32_t width, height; /* in pixels; 0 when there is nothing */
-    int32_t pixelStep;     /* samples from a pixel to the next in its row */
+    int32_t pixelStep;     /* samples from a pixel to the next in its row; negative: the row runs backward */
     ptrdiff_t rowStep;     /* bytes from a row to the next */
     ptrdiff_t channelStep; /* bytes from a channel of a pixel to the next channel */
 };
@@ -184,6 +189,24 @@ OwnView ownView(const VekImage* image);
 
 /* The same for the whole image, whatever its region. */
 OwnView ownWholeView(const VekImage* image);
+
+/* An image's region, clipped, whether it has tiles or not. Empty: width and height are 0. */
+VekROI ownRegion(const VekImage* image);
+
+/* A rectangle of a view that lies within it. */
+OwnView ownCrop(OwnView view, int32_t x, int32_t y, int32_t width, int32_t height);
+
+/* The same pixels, from the last row up; each row from its last pixel back. */
+OwnView ownReversed(OwnView view);
+OwnView ownTurned(OwnView view);
+
+/* Rows of bits that begin with a byte, as rows of bytes; the spare bits of the last byte belong to them. */
+static inline OwnView ownBytesOf(OwnView view)
+{
+    view.sampleBits = 8;
+    view.width = (int32_t)(((int64_t)view.width + 7) >> 3);
+    return view;
+}
 
 /* The channels that take part: all but alpha, or the channel of interest. */
 struct OwnChannels {
@@ -237,6 +260,18 @@ static inline void ownEach2(void* out, const void* a, const void* b, ptrdiff_t n
     }
 }
 
+/* Bit i of out, from the top bit of the first byte on, is f(a[i]); spare bits of the last byte are 0. */
+template <class S, class F> static inline void ownEachBit(void* out, const void* a, ptrdiff_t n, F f)
+{
+    uint8_t* bits = (uint8_t*)out;
+    memset(bits, 0, (size_t)(n + 7) >> 3);
+    for (ptrdiff_t i = 0; i < n; ++i) {
+        S x;
+        memcpy(&x, (const char*)a + i * (ptrdiff_t)sizeof(S), sizeof(S));
+        if (f(x)) bits[i >> 3] |= (uint8_t)(0x80 >> (i & 7));
+    }
+}
+
 /* A copy: what an operation without arithmetic on a depth does there. Samples of `size` bytes. */
 template <int size> static inline void ownCopyRun(void* out, const void* a, const void*, ptrdiff_t n, const void*)
 {
@@ -247,6 +282,9 @@ template <int size> static inline void ownCopyPlain(void* out, const void* a, co
     ownEach<uint8_t, uint8_t>(out, a, n * size, [](uint8_t x) { return x; });
 }
 template <int size> constexpr OwnRow ownCopyRow = {ownCopyRun<size>, ownCopyPlain<size>};
+
+/* The copy at every depth. */
+extern const OwnRow ownCopyRows[OWN_DEPTHS];
 
 /* ---- Masks --------------------------------------------------------------------------------------------------- */
 
@@ -271,7 +309,9 @@ struct OwnPoint {
     OwnChannels channels[3];
     OwnRun* run;
     const void* k;
-    bool clearedOnRelease; /* a callback must clear tileData when it takes a tile back */
+    bool clearedOnRelease;    /* a callback must clear tileData when it takes a tile back */
+    bool paddingKept = false; /* whole images are taken row by row too */
+    bool copies = false;      /* the run is a copy */
 };
 
 /* dst = f(src), dst = f(A, B): the channel tests, the merge of masks, the choice of the row by the destination's depth,
@@ -287,10 +327,88 @@ void ownPointMasked(OwnPoint& point, const OwnRow* rows);
 /* Every pixel of untiled images (or of the private headers of one piece of a tile walk). */
 void ownTraverse(const OwnPoint& point, const VekImage* const image[], const VekImage* mask);
 
+/* The same for pixels that are found already, one view an image. Rows may run upward, and those of sources backward. */
+void ownTraverseViews(const OwnPoint& point, const OwnView view[], const OwnView* mask);
+
+/* ---- Reductions ---------------------------------------------------------------------------------------------- */
+
+/* Some samples of one image, or of two that are taken together. Those that are not selected, by the mask or as those of a
+ * channel that does not take part, read 0 in both. Bits begin with the top bit of the first byte; spare ones read 0. */
+struct OwnSpan {
+    const void *a, *b;  /* b is null with one image */
+    ptrdiff_t n;        /* samples, or bits */
+    ptrdiff_t nSkipped; /* how many of them are not selected */
+    int32_t x, y;       /* the first sample's pixel, counted from the rectangle's corner */
+    int32_t channel; /* of all samples, counted from the first that takes part; -1: whole pixels follow each other, */
+    int32_t step;    /* so many samples each */
+};
+typedef void OwnReduceRun(void* state, const OwnSpan& span);
+
+/* A row of a table of reductions: the packed run, and the plain loop that it must equal. */
+struct OwnReduceRow {
+    OwnReduceRun* run;
+    OwnReduceRun* plain;
+};
+
+/* A reduction over the rectangle that the regions of untiled images and the mask share, laid corner to corner. */
+struct OwnReduction {
+    int nImages; /* 1 or 2, of one depth and data order */
+    const VekImage* image[2];
+    OwnChannels channels[2]; /* equally many */
+    const VekImage* mask;    /* null: none */
+    bool byChannel;          /* no span has samples of several channels */
+    bool byRow;              /* no span goes beyond its row */
+    OwnReduceRun* run;
+    void* state;
+};
+
+/* Gives all samples of the rectangle to the run; stretches of which no sample is selected are left out. */
+void ownReduce(const OwnReduction& reduction);
+
 /* ---- Tiles --------------------------------------------------------------------------------------------------- */
 
 /* Visits the common rectangle of the point's images piece by piece, with private headers, and traverses each piece. */
 void ownTileWalk(const OwnPoint& point, const VekImage* mask);
+
+/* ---- Pieces -------------------------------------------------------------------------------------------------- */
+
+/* One image of a walk by pieces: the corner of its rectangle, how its tiles are opened, and what is reported when one does
+ * not come (a null text: nothing). */
+struct OwnPart {
+    const VekImage* image;
+    int32_t x, y;
+    bool reversed; /* goes with the others from the rectangle's last row up */
+    int mode;
+    VekStatus status;
+    const char* missing;
+};
+
+/* A rectangle of one or two images in pieces, each within one tile of every image: in rows of tiles, then from left to
+ * right. Each piece opens the tiles that it needs and releases them, the first part's first. The fields up to `height` are
+ * the caller's:
+ *     while (ownOpenPiece(walk)) { ...; ownClosePiece(walk); } */
+struct OwnPieces {
+    const OwnFace* face;
+    int nParts;
+    OwnPart part[2];
+    int opensFirst; /* which part's tile is opened first */
+    int32_t width, height;
+
+    bool failed;             /* a tile did not come */
+    int32_t x, y;            /* the piece within the rectangle, */
+    int32_t nColumns, nRows; /* its size, */
+    VekImage header[2];      /* and private headers without tiles and masks, whose region is the piece */
+    VekROI roi[2];
+};
+
+bool ownOpenPiece(OwnPieces& walk);
+void ownClosePiece(OwnPieces& walk);
+
+/* A new image, without region, mask and tiles, that holds a rectangle of an integer image, all channels. To be released
+ * by ownReleaseStaged. */
+enum OwnStaged { OWN_STAGED, OWN_STAGE_NO_HEADER, OWN_STAGE_NO_PIXELS, OWN_STAGE_NO_TILE };
+OwnStaged ownStage(const OwnPart& part, const OwnFace& face, int32_t width, int32_t height, VekImage** staged);
+void ownReleaseStaged(VekImage* staged);
 
 /* ---- Borders ------------------------------------------------------------------------------------------------- */
 

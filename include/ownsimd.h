@@ -393,6 +393,26 @@ template <class T, class W> static inline OwnVec<T> ownPack(OwnVec<W> lo, OwnVec
 #endif
 }
 
+/* As many samples of T from p on as a vector has lanes of W, in the wider type W. */
+template <class W, class T> static inline OwnVec<W> ownLoadWide(const void* p)
+{
+    typedef T Part __attribute__((vector_size(OWN_VEC_BYTES / (sizeof(W) / sizeof(T))), aligned(1), may_alias));
+    return {__builtin_convertvector(*(const Part*)p, typename OwnVec<W>::Raw)};
+}
+
+/* The lanes of lo, then those of hi, as lanes of half the width. Each is in the range of T already. */
+template <class T, class W> static inline OwnVec<T> ownNarrow(OwnVec<W> lo, OwnVec<W> hi)
+{
+    const OwnVec<T> packed = ownPack<T>(ownAs<std::make_signed_t<W>>(lo), ownAs<std::make_signed_t<W>>(hi));
+#if OWN_VEC_BYTES == 64
+    return ownFromX86<T>(_mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7), ownX86(packed)));
+#elif OWN_VEC_BYTES == 32
+    return ownFromX86<T>(_mm256_permute4x64_epi64(ownX86(packed), 0xD8));
+#else
+    return packed;
+#endif
+}
+
 /* a times b, held to the range of the lane. */
 static inline OwnVec<uint8_t> ownMulSat(OwnVec<uint8_t> a, OwnVec<uint8_t> b)
 {
@@ -432,6 +452,70 @@ static inline OwnVec<int16_t> ownMulSumSat(OwnVec<int16_t> a, OwnVec<int16_t> p,
 #endif
 }
 
+/* ---- Bytes to other places ------------------------------------------------------------------------------------ */
+
+/* out[i] = in[place[i]] for sixteen bytes; no place is above 15. */
+static inline void ownPlaceBytes(uint8_t* out, const uint8_t* in, const uint8_t* place)
+{
+#ifdef OWN_X86
+    _mm_storeu_si128((__m128i*)out,
+                     _mm_shuffle_epi8(_mm_loadu_si128((const __m128i*)in), _mm_loadu_si128((const __m128i*)place)));
+#else
+    uint8_t bytes[16];
+    memcpy(bytes, in, 16);
+    for (int i = 0; i < 16; ++i) out[i] = bytes[place[i]];
+#endif
+}
+
+/* The lanes in the opposite order. */
+static inline OwnVec<uint8_t> ownTurn(OwnVec<uint8_t> a)
+{
+#if OWN_VEC_BYTES == 64
+    const __m128i turn = _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+    const __m512i turned = _mm512_shuffle_epi8(ownX86(a), _mm512_broadcast_i32x4(turn));
+    return ownFromX86<uint8_t>(_mm512_shuffle_i64x2(turned, turned, 0x1B));
+#elif OWN_VEC_BYTES == 32
+    const __m128i turn = _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+    const __m256i turned = _mm256_shuffle_epi8((__m256i)ownX86(a), _mm256_broadcastsi128_si256(turn));
+    return ownFromX86<uint8_t>(_mm256_permute4x64_epi64(turned, 0x4E));
+#else
+    OwnVec<uint8_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<uint8_t>::lanes; ++i) r.v[i] = a.v[OwnVec<uint8_t>::lanes - 1 - i];
+    return r;
+#endif
+}
+
+/* The bits of each byte in the opposite order: neighbours, then pairs, then halves change places. */
+static inline OwnVec<uint8_t> ownTurnBitsOfBytes(OwnVec<uint8_t> a)
+{
+#if OWN_VEC_BYTES == 32
+    const __m128i low = _mm_setr_epi8(0, (char)0x80, 0x40, (char)0xC0, 0x20, (char)0xA0, 0x60, (char)0xE0, 0x10,
+                                      (char)0x90, 0x50, (char)0xD0, 0x30, (char)0xB0, 0x70, (char)0xF0);
+    const __m128i high = _mm_setr_epi8(0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15);
+    const __m256i x = (__m256i)ownX86(a), nibble = _mm256_set1_epi8(15);
+    return ownFromX86<uint8_t>(_mm256_or_si256(
+        _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(low), _mm256_and_si256(x, nibble)),
+        _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(high), _mm256_and_si256(_mm256_srli_epi16(x, 4), nibble))));
+#else
+    const auto change = [](OwnVec<uint8_t> x, int n, uint8_t mask) {
+        const OwnVec<uint8_t> kept = ownSet(mask);
+        return ownShiftLeft(x & kept, n) | (ownShiftRight(x, n) & kept);
+    };
+    return change(change(change(a, 1, 0x55), 2, 0x33), 4, 0x0F);
+#endif
+}
+
+/* sum + the sums of eight lanes of a each. */
+static inline OwnVec<uint64_t> ownAddBytes(OwnVec<uint64_t> sum, OwnVec<uint8_t> a)
+{
+#ifdef OWN_X86
+    return sum + ownFromX86<uint64_t>(OWN_X86(sad_epu8)(ownX86(a), ownX86(OwnVec<uint8_t>{})));
+#else
+    for (ptrdiff_t i = 0; i < OwnVec<uint8_t>::lanes; ++i) sum.v[i >> 3] += a.v[i];
+    return sum;
+#endif
+}
+
 /* ---- Bits ---------------------------------------------------------------------------------------------------- */
 
 /* One lane for each bit from the top bit of the first byte on: all ones for a 1, zeros for a 0. Reads lanes / 8 bytes
@@ -468,6 +552,30 @@ template <class T> static inline OwnVec<T> ownBitLanes(const uint8_t* bits)
     (void)sizeof(U);
 }
 
+/* The top bits of all lanes, from the top bit of the first byte on. Writes lanes / 8 bytes. */
+static inline void ownStoreSigns(uint8_t* bits, OwnVec<uint8_t> a)
+{
+#ifdef OWN_X86
+    /* The processor puts the first lane lowest: turn each eight lanes around. */
+    const __m128i turn = _mm_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8);
+#if OWN_VEC_BYTES == 64
+    const uint64_t word = _mm512_movepi8_mask(_mm512_shuffle_epi8(ownX86(a), _mm512_broadcast_i32x4(turn)));
+#elif OWN_VEC_BYTES == 32
+    const __m256i turned = _mm256_shuffle_epi8((__m256i)ownX86(a), _mm256_broadcastsi128_si256(turn));
+    const uint32_t word = (uint32_t)_mm256_movemask_epi8(turned);
+#else
+    const uint16_t word = (uint16_t)_mm_movemask_epi8(_mm_shuffle_epi8((__m128i)ownX86(a), turn));
+#endif
+    memcpy(bits, &word, sizeof(word));
+#else
+    for (ptrdiff_t i = 0; i < OwnVec<uint8_t>::lanes; i += 8) {
+        unsigned byte = 0;
+        for (ptrdiff_t j = i; j < i + 8; ++j) byte = byte << 1 | a.v[j] >> 7;
+        bits[i >> 3] = (uint8_t)byte;
+    }
+#endif
+}
+
 /* ---- Loops over runs ----------------------------------------------------------------------------------------- */
 
 /* out[i] = f(a[i]), out[i] = f(a[i], b[i]), a vector at a time. out may be a or b: the last vector is computed before
@@ -499,6 +607,72 @@ template <class T, class F>
             ownStore(po + j * size, f(ownLoad<T>(pa + j * size), ownLoad<T>(pb + j * size)));
     for (; i < n - step; i += step) ownStore(po + i * size, f(ownLoad<T>(pa + i * size), ownLoad<T>(pb + i * size)));
     ownStore(po + (n - step) * size, last);
+}
+
+/* out[i] = f of a[i], the samples of out being of another size; f makes a vector of out from the samples at p. out and a
+ * must not overlap. */
+template <class D, class S, class F>
+[[gnu::flatten]] static inline void ownMapTo(void* out, const void* a, ptrdiff_t n, F f)
+{
+    constexpr ptrdiff_t step = OwnVec<D>::lanes, from = (ptrdiff_t)sizeof(S), to = (ptrdiff_t)sizeof(D);
+    const char* pa = (const char*)a;
+    char* po = (char*)out;
+    if (n < step) {
+        char part[step * from] = {};
+        memcpy(part, pa, (size_t)(n * from));
+        return ownStorePart(po, f(part), n);
+    }
+    for (ptrdiff_t i = 0; i < n - step; i += step) ownStore(po + i * to, f(pa + i * from));
+    ownStore(po + (n - step) * to, f(pa + (n - step) * from));
+}
+
+/* Bit i of out is whether f(a[i]) is all ones or zero. Of the last byte the spare bits are undefined. */
+template <class S, class F>
+[[gnu::flatten]] static inline void ownMapToBits(uint8_t* out, const void* a, ptrdiff_t n, F f)
+{
+    constexpr ptrdiff_t step = OWN_VEC_BYTES, size = (ptrdiff_t)sizeof(S), lanes = OwnVec<S>::lanes;
+    typedef std::make_signed_t<S> I;
+    const auto signs = [=](const char* p) {
+        const auto part = [=](ptrdiff_t i) { return ownAs<I>(f(ownLoad<S>(p + i * lanes * size))); };
+        if constexpr (size == 1) return ownAs<uint8_t>(part(0));
+        else if constexpr (size == 2) return ownAs<uint8_t>(ownNarrow<int8_t>(part(0), part(1)));
+        else
+            return ownAs<uint8_t>(
+                ownNarrow<int8_t>(ownNarrow<int16_t>(part(0), part(1)), ownNarrow<int16_t>(part(2), part(3))));
+    };
+    const char* pa = (const char*)a;
+    ptrdiff_t i = 0;
+    for (; i <= n - step; i += step) ownStoreSigns(out + (i >> 3), signs(pa + i * size));
+    if (i == n) return;
+    char part[step * size] = {};
+    uint8_t bits[step / 8];
+    memcpy(part, pa + i * size, (size_t)((n - i) * size));
+    ownStoreSigns(bits, signs(part));
+    memcpy(out + (i >> 3), bits, (size_t)((n - i + 7) >> 3));
+}
+
+/* out[i] = f(lane of bit i: all ones or zero). */
+template <class D, class F>
+[[gnu::flatten]] static inline void ownMapBits(void* out, const uint8_t* bits, ptrdiff_t n, F f)
+{
+    constexpr ptrdiff_t step = OwnVec<D>::lanes < 8 ? 8 : OwnVec<D>::lanes, size = (ptrdiff_t)sizeof(D);
+    char* po = (char*)out;
+    const auto expand = [=](char* to, const uint8_t* from) {
+        if constexpr (OwnVec<D>::lanes >= 8) ownStore(to, f(ownBitLanes<D>(from)));
+        else {
+            const uint8_t low = (uint8_t)(*from << 4);
+            ownStore(to, f(ownBitLanes<D>(from)));
+            ownStore(to + OWN_VEC_BYTES, f(ownBitLanes<D>(&low)));
+        }
+    };
+    ptrdiff_t i = 0;
+    for (; i <= n - step; i += step) expand(po + i * size, bits + (i >> 3));
+    if (i == n) return;
+    char part[step * size];
+    uint8_t last[step / 8] = {};
+    memcpy(last, bits + (i >> 3), (size_t)((n - i + 7) >> 3));
+    expand(part, last);
+    memcpy(po + i * size, part, (size_t)((n - i) * size));
 }
 
 #endif

@@ -458,6 +458,103 @@ VEK_API void vekSquare(const VekImage* srcImage, VekImage* dstImage);
  *            -5 "(srcImage->tileInfo->tileData != ((void*)(0)))" or dstImage, after a release */
 VEK_API void vekAbs(const VekImage* srcImage, VekImage* dstImage);
 
+/* ---- Movement ------------------------------------------------------------------------------------ */
+
+/* vekCopy: dst = src. vekExchange: A and B change places.
+ *   srcImage, dstImage  same depth, origin and, with several channels, data order; the same image: nothing is done
+ *   depths   1U 8U 8S 16U 16S 32S 32F
+ *   writes   [W], but row padding never. Alpha can't be the channel that is moved: a coi that names it, or one channel
+ *            that is alpha, ends the call silently. vekExchange writes both images
+ *   refuses  the headers, as in [T]; then each of -5 "srcImage->depth != dstImage->depth", "srcImage->origin !=
+ *            dstImage->origin", "srcImage->dataOrder != dstImage->dataOrder" (not for 1U, nor for two images of one
+ *            channel) that fails is reported; then, silently, whenever the thread's stored status is negative, whatever
+ *            left it; -24 "srcImage COI != dstImage COI"; -1 "" with merged or cut masks, when memory is short.
+ *            Tiles not delivered: -2 "Error get tile to read", "Error get tile to write". vekExchange calls both images
+ *            by srcImage and dstImage, and needs scratch: -4 "Out of memory" */
+VEK_API void vekCopy(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekExchange(VekImage* imageA, VekImage* imageB);
+
+/* vekSet, vekSetFP: every sample of the region takes one value, held to the range of the depth.
+ *   dstImage   its own mask counts; under a mask a 1U region takes the value where the mask is 1, by vekOr or vekAnd, whose
+ *              tests then hold; for its length vekSetFP sets depth to 32S
+ *   fillValue  any value
+ *   depths     1U 8U 8S 16U 16S 32S; vekSetFP 32F
+ *   writes     as vekCopy
+ *   refuses    the header; -17 "You should use vekSetFP for this image". vekSetFP: -5 "dstImage==0"; -17 "You should use
+ *              vekSet for this image"; then as vekSet, under its name. A negative status after the fill is reported as
+ *              -1 "" by vekSetFP, and by vekSet for 1U under a mask, even when an earlier call left it.
+ *              A tile not delivered: -2 "Error get tile to write" */
+VEK_API void vekSet(VekImage* dstImage, int32_t fillValue);
+VEK_API void vekSetFP(VekImage* dstImage, float fillValue);
+
+/* vekConvert: dst = src, held to the range of dst's depth, without scaling. To 1U: a bit is set where the sample is above 0.
+ *   srcImage, dstImage  same width and height; data orders may differ; where the origins differ the rows are reversed; the
+ *            same image: nothing is done
+ *   depths   8U 8S 16U 16S 32S to each of these, and to 1U (of several channels by src's coi); 1U to 1U
+ *   writes   the whole image, all channels with alpha; regions and masks play no part. Between 1U images whole bytes move
+ *   refuses  the headers; -5 "(srcImage->depth == 32)"; "(dstImage->depth == 32)"; "(srcImage->height !=
+ *            dstImage->height)"; "(srcImage->width != dstImage->width)"; to 1U, with several channels "(srcImage->roi == 0)",
+ *            "(srcImage->roi->coi == 0)"; otherwise "srcImage->nChannels != dstImage->nChannels",
+ *            "((srcImage->depth == 1) && (srcImage->depth != dstImage->depth))"; tiles not delivered: -5
+ *            "(dstImage->tileInfo->tileData == ((void *)0))", srcImage */
+VEK_API void vekConvert(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekBitonalToGray: dst = src ? OneScale : ZeroScale, in every channel.
+ *   srcImage, dstImage   1U of one channel; same width and height; where the origins differ the rows are reversed
+ *   ZeroScale, OneScale  within the range of dst's depth
+ *   depths   1U to 8U 8S 16U 16S 32S
+ *   writes   the whole image, all channels with alpha; regions and masks play no part
+ *   refuses  the headers; -5 for sizes as vekConvert; "(srcImage->nChannels != 1)"; "(srcImage->depth != 1)";
+ *            "(dstImage->depth == 32)"; "(dstImage->depth == 1)"; scales out of range, as
+ *            "((dstImage->depth == 8) && (ZeroScale > 255))"; tiles as vekConvert */
+VEK_API void vekBitonalToGray(const VekImage* srcImage, VekImage* dstImage, int32_t ZeroScale, int32_t OneScale);
+
+/* vekMirror: dst = src with its rows reversed (flipAxis 0), its columns (1), or both (-1).
+ *   srcImage, dstImage  same depth; may be the same image
+ *   depths   1U 8U 8S 16U 16S 32S
+ *   writes   [W], but row padding never, and in 1U a bit whose mask is 0 is cleared. The mask of src goes with src's
+ *            pixels, that of dst with dst's
+ *   refuses  the headers; -17 "srcImage->depth = 32F"; -5 "(srcImage->depth!=dstImage->depth)";
+ *            "((flipAxis>1)||(flipAxis<-1))"; -16 "srcImage->alphaChannel", "dstImage->alphaChannel" of 1U; -15 "" where
+ *            the counts of channels differ; -4 "Out of memory", but none in place; tiles as vekConvert */
+VEK_API void vekMirror(const VekImage* srcImage, VekImage* dstImage, int32_t flipAxis);
+
+/* ---- Tone ---------------------------------------------------------------------------------------- */
+
+/* vekThreshold: dst = src >= threshold ? the highest value of dst's depth : the lowest; for 1U a bit that is set or cleared.
+ *   srcImage, dstImage  same origin and, with several channels each, data order; may be the same image
+ *   threshold  within the range of src's depth
+ *   depths     8U 8S 16U 16S 32S, to the same depth, to 1U or to any of them
+ *   writes     as vekCopy; of differing counts of channels the smaller counts
+ *   refuses    the headers; -5 "(srcImage->depth == 32)"; "(dstImage->depth == 32)"; "(srcImage->depth == 1)";
+ *              "((srcImage->dataOrder != dstImage->dataOrder)&& ((srcImage->nChannels != 1)&&(dstImage->nChannels != 1)))";
+ *              "(srcImage->origin != dstImage->origin)"; "(srcImage->origin != srcImage->maskROI->origin)", dstImage;
+ *              out of range, as "((srcImage->depth == 8) && (Threshold > 255))"; -4 "Out of memory" as in [T] */
+VEK_API void vekThreshold(const VekImage* srcImage, VekImage* dstImage, int32_t threshold);
+
+/* ---- Statistics ---------------------------------------------------------------------------------- */
+
+/* Norms: of the samples' absolute values, or of the differences of two images. */
+enum {
+    NORM_MAX = 1,          /* the largest */
+    NORM_SUM = 2,          /* the sum */
+    NORM_ROOT_SQUARES = 4, /* the square root of the sum of squares */
+    NORM_REL_MAX = 9,      /* the same of A - B, divided by that of B */
+    NORM_REL_SUM = 10,
+    NORM_REL_ROOT_SQUARES = 12
+};
+
+/* vekNorm: one norm over all samples of A, or of A - B, that take part.
+ *   srcImageA, srcImageB  same depth and data order; srcImageB may be null, then the relative norms are refused
+ *   depths   1U (differing bits count 1), 8U 8S 16U 16S 32S
+ *   reads    the rectangle, channels and pixels that [W] names; of masked pixels neither A nor B counts
+ *   returns  the norm; 0.0 where no pixel is left, and after a refusal
+ *   refuses  the header of A; -17 "srcImageA->depth=32F"; -19 "srcImageA->dataOrder!=srcImageB->dataOrder"; the header of B;
+ *            -5 "(srcImageA->depth!=srcImageB->depth)"; -5 "normType unknown"; -15 "" where the counts of channels differ;
+ *            -9 "Null pointer for mask" when masks can't be merged; -9 or -12 " " when a tiled image can't be read;
+ *            -5 "Zero divided" when the norm of B is 0 */
+VEK_API double vekNorm(const VekImage* srcImageA, const VekImage* srcImageB, int32_t normType);
+
 /* ---- Test images ---------------------------------------------------------------------------------- */
 
 /* vekCreateImageJaehne: a new one-channel image of rings, sin(r^2 * 2 pi / (4 height)) around its centre, whose

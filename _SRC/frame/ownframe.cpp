@@ -38,6 +38,51 @@ OwnView ownView(const VekImage* image) { return ownViewOf(image, image->roi); }
 
 OwnView ownWholeView(const VekImage* image) { return ownViewOf(image, nullptr); }
 
+/* Moves a view to another pixel as its first. */
+static void ownMoveView(OwnView& view, int64_t x, int64_t y)
+{
+    const int64_t bits = view.bit + x * view.pixelStep * view.sampleBits;
+    view.data += (ptrdiff_t)(y * view.rowStep + (bits >> 3));
+    view.bit = (int)(bits & 7);
+}
+
+OwnView ownCrop(OwnView view, int32_t x, int32_t y, int32_t width, int32_t height)
+{
+    ownMoveView(view, x, y);
+    view.width = width;
+    view.height = height;
+    return view;
+}
+
+OwnView ownReversed(OwnView view)
+{
+    if (view.height) ownMoveView(view, 0, view.height - 1);
+    view.rowStep = -view.rowStep;
+    return view;
+}
+
+OwnView ownTurned(OwnView view)
+{
+    if (view.width) ownMoveView(view, view.width - 1, 0);
+    view.pixelStep = -view.pixelStep;
+    return view;
+}
+
+VekROI ownRegion(const VekImage* image)
+{
+    VekROI region = image->roi ? *image->roi : VekROI{0, 0, 0, image->width, image->height};
+    if (image->tileInfo) {
+        region.width = ownClip(region.xOffset, region.width, image->width);
+        region.height = ownClip(region.yOffset, region.height, image->height);
+        if (region.width < 1 || region.height < 1) region.width = region.height = 0;
+    } else {
+        const OwnView view = ownView(image);
+        region.width = view.width;
+        region.height = view.height;
+    }
+    return region;
+}
+
 /* ---- Masks --------------------------------------------------------------------------------------------------- */
 
 /* out = a AND b, byte by byte. */

@@ -2,18 +2,20 @@
  *
  * The rectangle is cut into runs, as long as the headers allow, fastest first:
  *   whole buffer   images that are taken whole and laid out alike: one run over the block
- *   whole rows     samples that lie side by side in every image: one run a row, straight from source to destination
+ *   whole rows     samples that lie side by side in every image: one run a row, straight from source to destination, or
+ *                  one for all rows where these follow each other without a gap
  *   spared         the same, but a mask, alpha or a channel of interest spares some samples: the kernel works into scratch
  *                  in the first-level cache, and what the write bits select of it is stored
+ *   turned         a source whose rows run backward is turned into scratch, pixel by pixel or bit by bit
  *   strided        channels that lie differently in the images: one channel at a time, gathered, computed, scattered
  *   bits           1-bit images: the sources' bits are brought to the destination's bit position, and the kernel works on
  *                  bytes */
-#include "own.h"
+#include "ownrow.h"
 #include "ownsimd.h"
 
-/* ---- Scratch ------------------------------------------------------------------------------------------------- */
+#include <stdlib.h>
 
-enum { OWN_CHUNK_BYTES = 4096, OWN_WIDE_STEP = 8 };
+/* ---- Scratch ------------------------------------------------------------------------------------------------- */
 
 /* What one chunk of a row needs, on the stack: operands and result in the first-level cache, and write bits. */
 struct alignas(64) OwnScratch {
@@ -21,13 +23,12 @@ struct alignas(64) OwnScratch {
     uint8_t out[OWN_CHUNK_BYTES];
     uint8_t pixelBits[OWN_CHUNK_BYTES / 8 + 8];
     uint8_t writeBits[OWN_CHUNK_BYTES];
+    uint8_t turned[OWN_CHUNK_BYTES];
 };
 
 /* ---- Bits ---------------------------------------------------------------------------------------------------- */
 
-/* Brings n bits that begin at bit `from` of src to bit `to` of out; 0 is the top bit of the first byte. The other bits of
- * out's first and last byte are undefined. Only bytes that hold some of the bits are read. */
-static void ownAlignBits(uint8_t* out, int to, const uint8_t* src, int from, ptrdiff_t n)
+void ownAlignBits(uint8_t* out, int to, const uint8_t* src, int from, ptrdiff_t n)
 {
     const ptrdiff_t outBytes = (to + n + 7) >> 3, srcBytes = (from + n + 7) >> 3;
     const int left = (from - to) & 7;
@@ -50,10 +51,7 @@ static void ownAlignBits(uint8_t* out, int to, const uint8_t* src, int from, ptr
     if (whole < outBytes) out[outBytes - 1] = (uint8_t)(src[outBytes - 1 - back] << left);
 }
 
-/* Whether all of n bits are 0 or all are 1; OWN_SOME otherwise. */
-enum OwnShare { OWN_NONE, OWN_SOME, OWN_ALL };
-
-static OwnShare ownShareOf(const uint8_t* bits, ptrdiff_t n)
+OwnShare ownShareOf(const uint8_t* bits, ptrdiff_t n)
 {
     const ptrdiff_t bytes = n >> 3;
     const uint8_t spare = (uint8_t)(0xFF >> (n & 7)), first = bytes ? bits[0] : (uint8_t)(bits[0] & ~spare ? 0xFF : 0);
@@ -63,14 +61,7 @@ static OwnShare ownShareOf(const uint8_t* bits, ptrdiff_t n)
     return first ? OWN_ALL : OWN_NONE;
 }
 
-/* The write bits of whole pixels: `step` bits for each pixel, those of `channels` (the first channel is the top one of
- * the low `step` bits) where the pixel's bit is set. Four pixels at a time by a table of their sixteen cases. */
-struct OwnSpread {
-    int step;
-    uint32_t nibble[16];
-};
-
-static OwnSpread ownMakeSpread(int step, const OwnChannels& channels)
+OwnSpread ownMakeSpread(int step, const OwnChannels& channels)
 {
     const uint32_t pattern = ((1u << channels.count) - 1) << (step - channels.first - channels.count);
     OwnSpread spread;
@@ -84,8 +75,7 @@ static OwnSpread ownMakeSpread(int step, const OwnChannels& channels)
     return spread;
 }
 
-/* Writes up to seven bytes beyond the last bit. */
-static void ownSpreadBits(uint8_t* out, const OwnSpread& spread, const uint8_t* pixelBits, ptrdiff_t nPixels)
+void ownSpreadBits(uint8_t* out, const OwnSpread& spread, const uint8_t* pixelBits, ptrdiff_t nPixels)
 {
     const int step = spread.step;
     for (ptrdiff_t i = 0; i < (nPixels + 7) >> 3; ++i) {
@@ -122,8 +112,7 @@ template <class T> static void ownStoreSome(void* dst, const void* result, const
         if (writeBits[i >> 3] >> (7 - (i & 7)) & 1) memcpy(out + i * size, in + i * size, size);
 }
 
-/* Bits from bit position `bit` on: dst = write ? result : dst, both laid at that position; no write bits: all. */
-static void ownStoreBits(uint8_t* dst, int bit, const uint8_t* result, const uint8_t* writeBits, ptrdiff_t n)
+void ownStoreBits(uint8_t* dst, int bit, const uint8_t* result, const uint8_t* writeBits, ptrdiff_t n)
 {
     const ptrdiff_t last = (bit + n - 1) >> 3;
     const uint8_t head = (uint8_t)(0xFF >> bit), tail = (uint8_t)(0xFF << (last * 8 + 7 - bit - (n - 1)));
@@ -151,7 +140,7 @@ template <class T> static void ownScatterRun(uint8_t* dst, ptrdiff_t stepBytes, 
         memcpy(dst + i * stepBytes, (const char*)result + i * (ptrdiff_t)sizeof(T), sizeof(T));
 }
 
-static void ownGather(void* out, const uint8_t* src, ptrdiff_t stepBytes, int bytes, ptrdiff_t n)
+void ownGather(void* out, const uint8_t* src, ptrdiff_t stepBytes, int bytes, ptrdiff_t n)
 {
     if (bytes == 1) ownGatherRun<uint8_t>(out, src, stepBytes, n);
     else if (bytes == 2) ownGatherRun<uint16_t>(out, src, stepBytes, n);
@@ -179,6 +168,7 @@ struct OwnSide {
     int sampleBits;
     ptrdiff_t stepBytes; /* from a sample to the next; the sample's own size when they lie side by side */
     ptrdiff_t rowStep;
+    int turned; /* samples of a pixel of a row that runs backward, or 0; then `row` is its last pixel in memory */
 
     int bytes() const { return sampleBits >> 3; }
     bool strided() const { return stepBytes != bytes(); }
@@ -187,32 +177,59 @@ struct OwnSide {
 struct OwnPass {
     OwnRun* run;
     const void* k;
+    bool copies; /* the result of a sample lies in the source already */
     int nSources;
     OwnSide src[2], dst;
     const OwnView* mask; /* null: none */
     bool spared;         /* some samples keep their values: spread, and the mask, say which */
     OwnSpread spread;
+    int step;           /* samples of a pixel, where rows are taken as whole pixels; otherwise 1 */
     ptrdiff_t nSamples; /* in a row */
 };
 
-/* Where the kernel may read n samples from sample x of the row on: in place, or gathered into scratch. */
-static const void* ownFetch(const OwnSide& side, ptrdiff_t x, ptrdiff_t n, uint8_t* scratch)
+/* n bits from bit x of the row on, to bit `to` of out. */
+static void ownBringBits(uint8_t* out, int to, const OwnSide& side, ptrdiff_t x, ptrdiff_t n, OwnScratch& s)
 {
-    if (side.sampleBits == 1) {
+    if (!side.turned) {
         const ptrdiff_t at = side.bit + x;
-        ownAlignBits(scratch, 0, side.row + (at >> 3), (int)(at & 7), n);
-        return scratch;
+        return ownAlignBits(out, to, side.row + (at >> 3), (int)(at & 7), n);
     }
-    const uint8_t* src = side.row + x * side.stepBytes;
-    if (!side.strided()) return src;
-    ownGather(scratch, src, side.stepBytes, side.bytes(), n);
+    const ptrdiff_t last = side.bit - x, first = last - (n - 1);
+    const ptrdiff_t bytes = (last >> 3) - (first >> 3) + 1;
+    const int spare = (int)(7 - (last & 7)); /* bits ahead of the first one, once the bytes are turned */
+    if (spare == to) return ownTurnBits(out, side.row + (first >> 3), bytes);
+    ownTurnBits(s.turned, side.row + (first >> 3), bytes);
+    ownAlignBits(out, to, s.turned, spare, n);
+}
+
+/* Whether samples can be read where they lie, bits from the top bit of a byte on. */
+static bool ownInPlace(const OwnSide& side, ptrdiff_t x)
+{
+    return !side.turned && (side.sampleBits == 1 ? ((side.bit + x) & 7) == 0 : !side.strided());
+}
+
+/* n samples from sample x of the row on, side by side. */
+static void ownBring(uint8_t* out, const OwnSide& side, ptrdiff_t x, ptrdiff_t n, OwnScratch& s)
+{
+    if (side.sampleBits == 1) return ownBringBits(out, 0, side, x, n, s);
+    if (!side.turned) return ownGather(out, side.row + x * side.stepBytes, side.stepBytes, side.bytes(), n);
+    const int pixelBytes = side.turned * side.bytes();
+    ownTurnPixels(out, side.row - (x + n - side.turned) * side.bytes(), pixelBytes, n / side.turned);
+}
+
+/* Where the kernel may read n samples from sample x of the row on: in place, or brought into scratch. */
+static const void* ownFetch(const OwnSide& side, ptrdiff_t x, ptrdiff_t n, uint8_t* scratch, OwnScratch& s)
+{
+    if (ownInPlace(side, x))
+        return side.sampleBits == 1 ? side.row + ((side.bit + x) >> 3) : side.row + x * side.stepBytes;
+    ownBring(scratch, side, x, n, s);
     return scratch;
 }
 
 /* The write bits of n samples from sample x of row y on; null when all are written. */
 static const uint8_t* ownWriteBits(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t n, OwnScratch& s)
 {
-    const int step = pass.spared ? pass.spread.step : 1;
+    const int step = pass.spared ? pass.step : 1;
     if (pass.mask) {
         const ptrdiff_t at = pass.mask->bit + x / step;
         ownAlignBits(s.pixelBits, 0, pass.mask->data + y * pass.mask->rowStep + (at >> 3), (int)(at & 7), n / step);
@@ -232,10 +249,11 @@ static void ownRunChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t
     const uint8_t* writeBits = ownWriteBits(pass, x, y, n, s);
     const OwnShare share = writeBits ? ownShareOf(writeBits, n) : OWN_ALL;
     if (share == OWN_NONE) return;
-    const void* a = ownFetch(pass.src[0], x, n, s.in[0]);
-    const void* b = pass.nSources > 1 ? ownFetch(pass.src[1], x, n, s.in[1]) : nullptr;
-
     const OwnSide& dst = pass.dst;
+    if (pass.copies && share == OWN_ALL && dst.sampleBits > 1 && !dst.strided() && !ownInPlace(pass.src[0], x))
+        return ownBring(dst.row + x * dst.stepBytes, pass.src[0], x, n, s);
+    const void* a = ownFetch(pass.src[0], x, n, s.in[0], s);
+    const void* b = pass.nSources > 1 ? ownFetch(pass.src[1], x, n, s.in[1], s) : nullptr;
     if (dst.sampleBits == 1) {
         pass.run(s.out, a, b, n, pass.k);
         const ptrdiff_t at = dst.bit + x;
@@ -247,14 +265,15 @@ static void ownRunChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t
     }
     uint8_t* out = dst.row + x * dst.stepBytes;
     if (share == OWN_ALL && !dst.strided()) return pass.run(out, a, b, n, pass.k);
-    pass.run(s.out, a, b, n, pass.k);
-    if (!dst.strided()) return ownSome(out, s.out, dst.bytes(), writeBits, n);
+    const void* result = pass.copies ? a : s.out;
+    if (!pass.copies) pass.run(s.out, a, b, n, pass.k);
+    if (!dst.strided()) return ownSome(out, result, dst.bytes(), writeBits, n);
     if (share == OWN_SOME) {
-        ownGather(s.in[0], out, dst.stepBytes, dst.bytes(), n);
-        ownSome(s.in[0], s.out, dst.bytes(), writeBits, n);
-        return ownScatter(out, dst.stepBytes, dst.bytes(), s.in[0], n);
+        ownGather(s.in[1], out, dst.stepBytes, dst.bytes(), n);
+        ownSome(s.in[1], result, dst.bytes(), writeBits, n);
+        return ownScatter(out, dst.stepBytes, dst.bytes(), s.in[1], n);
     }
-    ownScatter(out, dst.stepBytes, dst.bytes(), s.out, n);
+    ownScatter(out, dst.stepBytes, dst.bytes(), result, n);
 }
 
 /* A chunk of a row of 1-bit images: n bits from bit x on, the sources brought to the destination's bit position. */
@@ -266,13 +285,12 @@ static void ownRunBitChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdif
     uint8_t* out = pass.dst.row + (at >> 3);
 
     const void* in[2] = {nullptr, nullptr};
-    for (int i = 0; i < pass.nSources; ++i) {
-        const ptrdiff_t from = pass.src[i].bit + x;
-        const uint8_t* src = pass.src[i].row + (from >> 3);
-        in[i] = src;
-        if ((from & 7) == bit) continue;
-        ownAlignBits(s.in[i], bit, src, (int)(from & 7), n);
+    const bool straight = pass.copies && !pass.mask; /* from the source to its place */
+    for (int i = 0; i < pass.nSources && !straight; ++i) {
+        const OwnSide& src = pass.src[i];
         in[i] = s.in[i];
+        if (src.turned || ((src.bit + x) & 7) != bit) ownBringBits(s.in[i], bit, src, x, n, s);
+        else in[i] = src.row + ((src.bit + x) >> 3);
     }
     if (pass.mask) {
         const ptrdiff_t from = pass.mask->bit + x;
@@ -283,7 +301,8 @@ static void ownRunBitChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdif
     /* The bits around the run are put back after it. */
     const uint8_t head = (uint8_t)(0xFF >> bit), tail = (uint8_t)(0xFF << (bytes * 8 - bit - n));
     const uint8_t first = out[0], last = out[bytes - 1];
-    pass.run(out, in[0], in[1], bytes, pass.k);
+    if (straight) ownBringBits(out, bit, pass.src[0], x, n, s);
+    else pass.run(out, in[0], in[1], bytes, pass.k);
     if (bytes == 1) {
         out[0] = (uint8_t)((first & ~(head & tail)) | (out[0] & head & tail));
         return;
@@ -310,7 +329,8 @@ static ptrdiff_t ownRowsTogether(const OwnPass& pass, OwnGaps& gaps)
     const ptrdiff_t bits = dst.bit + pass.nSamples, bytes = (bits + 7) >> 3;
     bool together = (!pass.mask || pass.mask->rowStep == dst.rowStep) && bytes >= 8 && dst.rowStep >= bytes &&
                     dst.rowStep - bytes <= 6;
-    for (int i = 0; i < pass.nSources; ++i) together = together && pass.src[i].rowStep == dst.rowStep;
+    for (int i = 0; i < pass.nSources; ++i)
+        together = together && pass.src[i].rowStep == dst.rowStep && !pass.src[i].turned;
     if (!together) return 1;
 
     uint8_t kept[8] = {(uint8_t) ~(0xFF << (bytes * 8 - bits))};
@@ -347,8 +367,8 @@ static bool ownAllBits(const OwnPass& pass)
 /* Whether the kernel can work straight from the sources' rows into the destination's. */
 static bool ownDirect(const OwnPass& pass)
 {
-    bool direct = !pass.mask && !pass.spared && pass.dst.sampleBits > 1 && !pass.dst.strided();
-    for (int i = 0; i < pass.nSources; ++i) direct = direct && pass.src[i].sampleBits > 1 && !pass.src[i].strided();
+    bool direct = !pass.mask && !pass.spared && (pass.dst.sampleBits == 1 ? pass.dst.bit == 0 : !pass.dst.strided());
+    for (int i = 0; i < pass.nSources; ++i) direct = direct && pass.src[i].sampleBits > 1 && ownInPlace(pass.src[i], 0);
     return direct;
 }
 
@@ -359,7 +379,7 @@ static ptrdiff_t ownChunkSamples(const OwnPass& pass, bool bits)
     int bytes = std::max(pass.dst.bytes(), 1);
     for (int i = 0; i < pass.nSources; ++i) bytes = std::max(bytes, pass.src[i].bytes());
     const ptrdiff_t samples = OWN_CHUNK_BYTES / bytes - 64;
-    return pass.spared ? samples - samples % pass.spread.step : samples;
+    return samples - samples % std::max(pass.step, 1);
 }
 
 static void ownSkipRows(OwnPass& pass, ptrdiff_t nRows)
@@ -391,12 +411,46 @@ static void ownRunSamples(OwnPass pass, ptrdiff_t height)
             ownRunChunk(pass, x, y, std::min(chunk, pass.nSamples - x), scratch);
 }
 
+/* Whether each row follows the one before without a gap, in all images. */
+static bool ownAbutting(const OwnPass& pass)
+{
+    bool abutting = pass.nSamples * pass.dst.sampleBits == pass.dst.rowStep * 8;
+    for (int i = 0; i < pass.nSources; ++i)
+        abutting = abutting && pass.nSamples * pass.src[i].sampleBits == pass.src[i].rowStep * 8;
+    return abutting;
+}
+
+/* Samples to bits that begin with a byte: whole bytes go to their place, and the last, where it is only begun, is merged
+ * into what is there. */
+static void ownRunToBits(const OwnPass& pass)
+{
+    const ptrdiff_t whole = pass.nSamples & ~(ptrdiff_t)7;
+    const auto run = [&](uint8_t* out, ptrdiff_t x, ptrdiff_t n) {
+        const OwnSide* src = pass.src;
+        pass.run(out, src[0].row + x * src[0].bytes(), pass.nSources > 1 ? src[1].row + x * src[1].bytes() : nullptr, n,
+                 pass.k);
+    };
+    if (whole) run(pass.dst.row, 0, whole);
+    if (whole == pass.nSamples) return;
+    uint8_t last[2] = {};
+    run(last, whole, pass.nSamples - whole);
+    ownStoreBits(pass.dst.row + (whole >> 3), 0, last, nullptr, pass.nSamples - whole);
+}
+
 static void ownRunRows(OwnPass pass, ptrdiff_t height)
 {
     if (ownAllBits(pass)) return ownRunBits(pass, height);
     if (!ownDirect(pass)) return ownRunSamples(pass, height);
-    for (ptrdiff_t y = 0; y < height; ++y, ownSkipRows(pass, 1))
-        pass.run(pass.dst.row, pass.src[0].row, pass.nSources > 1 ? pass.src[1].row : nullptr, pass.nSamples, pass.k);
+    if (ownAbutting(pass)) {
+        pass.nSamples *= height;
+        height = 1;
+    }
+    for (ptrdiff_t y = 0; y < height; ++y, ownSkipRows(pass, 1)) {
+        if (pass.dst.sampleBits == 1) ownRunToBits(pass);
+        else
+            pass.run(pass.dst.row, pass.src[0].row, pass.nSources > 1 ? pass.src[1].row : nullptr, pass.nSamples,
+                     pass.k);
+    }
 }
 
 /* ---- From headers to passes ---------------------------------------------------------------------------------- */
@@ -427,30 +481,32 @@ static bool ownOneBlock(const VekImage* const image[], int nImages)
 static OwnSide ownSide(const OwnView& view, int32_t channel)
 {
     const int bytes = view.sampleBits >> 3;
-    return {view.data + channel * view.channelStep, view.bit, view.sampleBits, view.pixelStep * (ptrdiff_t)bytes,
-            view.rowStep};
+    return {view.data + channel * view.channelStep, view.bit,     view.sampleBits,
+            view.pixelStep * (ptrdiff_t)bytes,      view.rowStep, view.pixelStep == -1};
 }
 
 /* Whether the channels that take part lie at the same places of a pixel in all images. */
 static bool ownLaidAlike(const OwnPoint& point, const OwnView* view)
 {
     for (int i = 1; i < point.nImages; ++i)
-        if (view[i].pixelStep != view[0].pixelStep || point.channels[i].first != point.channels[0].first ||
-            point.channels[i].count != point.channels[0].count)
+        if (std::abs(view[i].pixelStep) != std::abs(view[0].pixelStep) ||
+            point.channels[i].first != point.channels[0].first || point.channels[i].count != point.channels[0].count)
             return false;
-    return view[0].pixelStep > 1;
+    return std::abs(view[0].pixelStep) > 1;
 }
 
 /* Whole pixels of the images: every sample of the row is computed, and those of other channels are spared. */
 static void ownTakePixels(const OwnPoint& point, const OwnView* view, OwnPass& pass, int32_t width, int32_t height)
 {
-    const int step = view[0].pixelStep;
+    const int step = std::abs(view[0].pixelStep);
     const int last = point.nImages - 1;
     for (int i = 0; i <= last; ++i) {
         OwnSide& side = i == last ? pass.dst : pass.src[i];
         side = ownSide(view[i], 0);
         side.stepBytes = side.bytes();
+        if (view[i].pixelStep < 0) side.turned = step;
     }
+    pass.step = step;
     pass.nSamples = (ptrdiff_t)width * step;
     pass.spared = pass.mask || point.channels[0].count < step;
     if (pass.spared) pass.spread = ownMakeSpread(step, point.channels[0]);
@@ -464,6 +520,7 @@ static void ownTakeChannels(const OwnPoint& point, const OwnView* view, OwnPass&
     int32_t count = point.channels[last].count;
     for (int i = 0; i < last; ++i) count = std::min(count, point.channels[i].count);
     pass.nSamples = width;
+    pass.step = 1;
     for (int32_t c = 0; c < count; ++c) {
         for (int i = 0; i <= last; ++i)
             (i == last ? pass.dst : pass.src[i]) = ownSide(view[i], point.channels[i].first + c);
@@ -471,35 +528,39 @@ static void ownTakeChannels(const OwnPoint& point, const OwnView* view, OwnPass&
     }
 }
 
-void ownTraverse(const OwnPoint& point, const VekImage* const image[], const VekImage* mask)
+void ownTraverseViews(const OwnPoint& point, const OwnView view[], const OwnView* mask)
 {
     const int last = point.nImages - 1;
-    if (!mask && ownOneBlock(image, point.nImages)) {
-        const int bytes = std::max(ownSampleBits(image[last]->depth) >> 3, 1);
-        return point.run(image[last]->imageData, image[0]->imageData, last > 1 ? image[1]->imageData : nullptr,
-                         image[last]->imageSize / bytes, point.k);
-    }
-    OwnView view[3], maskView;
-    int32_t width = INT32_MAX, height = INT32_MAX;
+    int32_t width = mask ? mask->width : INT32_MAX, height = mask ? mask->height : INT32_MAX;
     for (int i = 0; i <= last; ++i) {
-        view[i] = ownView(image[i]);
         width = std::min(width, view[i].width);
         height = std::min(height, view[i].height);
-    }
-    if (mask) {
-        maskView = ownView(mask);
-        width = std::min(width, maskView.width);
-        height = std::min(height, maskView.height);
     }
     if (width == 0 || height == 0) return;
 
     OwnPass pass = {};
     pass.run = point.run;
     pass.k = point.k;
+    pass.copies = point.copies;
     pass.nSources = last;
-    pass.mask = mask ? &maskView : nullptr;
-    const bool wholeRows = !mask && point.channels[0].count == view[0].pixelStep;
-    if (ownLaidAlike(point, view) && (wholeRows || view[0].pixelStep <= OWN_WIDE_STEP))
+    pass.mask = mask;
+    const int step = std::abs(view[0].pixelStep);
+    const bool wholeRows = !mask && point.channels[0].count == step;
+    if (ownLaidAlike(point, view) && (wholeRows || step <= OWN_WIDE_STEP))
         ownTakePixels(point, view, pass, width, height);
     else ownTakeChannels(point, view, pass, width, height);
+}
+
+void ownTraverse(const OwnPoint& point, const VekImage* const image[], const VekImage* mask)
+{
+    const int last = point.nImages - 1;
+    if (!mask && !point.paddingKept && ownOneBlock(image, point.nImages)) {
+        const int bytes = std::max(ownSampleBits(image[last]->depth) >> 3, 1);
+        return point.run(image[last]->imageData, image[0]->imageData, last > 1 ? image[1]->imageData : nullptr,
+                         image[last]->imageSize / bytes, point.k);
+    }
+    OwnView view[3], maskView;
+    for (int i = 0; i <= last; ++i) view[i] = ownView(image[i]);
+    if (mask) maskView = ownView(mask);
+    ownTraverseViews(point, view, mask ? &maskView : nullptr);
 }

@@ -1,0 +1,44 @@
+/* ownrow.h: what the traversal shares with its siblings in the frame and with the kernels that turn bits about: bits moved
+ * to other places, write bits of whole pixels, strided samples. */
+#ifndef OWNROW_H
+#define OWNROW_H
+
+#include "own.h"
+
+/* A row is taken in chunks that fit the first-level cache. Pixels of more samples are taken channel by channel where some of
+ * them are spared. */
+enum { OWN_CHUNK_BYTES = 4096, OWN_WIDE_STEP = 8 };
+
+/* Brings n bits that begin at bit `from` of src to bit `to` of out; 0 is the top bit of the first byte. The other bits of
+ * out's first and last byte are undefined. Only bytes that hold some of the bits are read. */
+void ownAlignBits(uint8_t* out, int to, const uint8_t* src, int from, ptrdiff_t n);
+
+/* The bits of whole bytes in the opposite order, and pixels of pixelBytes bytes in the opposite order. out and src are
+ * apart. */
+void ownTurnBits(uint8_t* out, const uint8_t* src, ptrdiff_t nBytes);
+void ownTurnPixels(uint8_t* out, const uint8_t* src, int pixelBytes, ptrdiff_t nPixels);
+
+/* Bits from bit position `bit` on: dst = write ? result : dst, both laid at that position; no write bits: all. */
+void ownStoreBits(uint8_t* dst, int bit, const uint8_t* result, const uint8_t* writeBits, ptrdiff_t n);
+
+/* Whether all of n bits are 0 or all are 1; OWN_SOME otherwise. */
+enum OwnShare { OWN_NONE, OWN_SOME, OWN_ALL };
+
+OwnShare ownShareOf(const uint8_t* bits, ptrdiff_t n);
+
+/* The write bits of whole pixels: `step` bits for each pixel, those of `channels` (the first channel is the top one of
+ * the low `step` bits) where the pixel's bit is set. Four pixels at a time by a table of their sixteen cases. */
+struct OwnSpread {
+    int step; /* up to OWN_WIDE_STEP */
+    uint32_t nibble[16];
+};
+
+OwnSpread ownMakeSpread(int step, const OwnChannels& channels);
+
+/* Writes up to seven bytes beyond the last bit. */
+void ownSpreadBits(uint8_t* out, const OwnSpread& spread, const uint8_t* pixelBits, ptrdiff_t nPixels);
+
+/* n samples of 1, 2 or 4 bytes that lie stepBytes apart, side by side. */
+void ownGather(void* out, const uint8_t* src, ptrdiff_t stepBytes, int bytes, ptrdiff_t n);
+
+#endif
