@@ -8,7 +8,7 @@
 void ownFftRelease(VekThreadContext* context)
 {
     for (auto& kind : context->fftCache.tables)
-        for (void* table : kind) vekFree(table);
+        for (void* table : kind) ownFree(table);
     context->fftCache = {};
 }
 
