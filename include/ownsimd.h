@@ -489,20 +489,51 @@ typedef OwnLanes<double, 4> OwnFour;
 static inline OwnEight::Raw ownLoadEight(const void* p) { return *(const OwnEight::Loose*)p; }
 static inline void ownStoreEight(void* p, OwnEight::Raw a) { *(OwnEight::Loose*)p = a; }
 
-/* The lower and the upper four as doubles, and back, rounded to nearest. */
+/* The lower and the upper four as doubles, and back, rounded to nearest. Compilers convert two at a time from the generic
+ * form. */
 static inline OwnFour::Raw ownLowFour(OwnEight::Raw a)
 {
+#ifdef __AVX__
+    return (OwnFour::Raw)_mm256_cvtps_pd(_mm256_castps256_ps128((__m256)a));
+#else
     return __builtin_convertvector(__builtin_shufflevector(a, a, 0, 1, 2, 3), OwnFour::Raw);
+#endif
 }
 static inline OwnFour::Raw ownHighFour(OwnEight::Raw a)
 {
+#ifdef __AVX__
+    return (OwnFour::Raw)_mm256_cvtps_pd(_mm256_extractf128_ps((__m256)a, 1));
+#else
     return __builtin_convertvector(__builtin_shufflevector(a, a, 4, 5, 6, 7), OwnFour::Raw);
+#endif
 }
 static inline OwnEight::Raw ownJoinFours(OwnFour::Raw low, OwnFour::Raw high)
 {
+#ifdef __AVX__
+    return (OwnEight::Raw)_mm256_set_m128(_mm256_cvtpd_ps((__m256d)high), _mm256_cvtpd_ps((__m256d)low));
+#else
     typedef OwnLanes<float, 4>::Raw Half;
     return __builtin_shufflevector(__builtin_convertvector(low, Half), __builtin_convertvector(high, Half), 0, 1, 2, 3, 4,
                                    5, 6, 7);
+#endif
+}
+
+/* Four floats in memory, as doubles. */
+static inline OwnFour::Raw ownLoadFour(const void* p)
+{
+#ifdef __AVX__
+    return (OwnFour::Raw)_mm256_cvtps_pd(_mm_loadu_ps((const float*)p));
+#else
+    return __builtin_convertvector(*(const OwnLanes<float, 4>::Loose*)p, OwnFour::Raw);
+#endif
+}
+static inline void ownStoreFour(void* p, OwnFour::Raw a)
+{
+#ifdef __AVX__
+    _mm_storeu_ps((float*)p, _mm256_cvtpd_ps((__m256d)a));
+#else
+    *(OwnLanes<float, 4>::Loose*)p = __builtin_convertvector(a, OwnLanes<float, 4>::Raw);
+#endif
 }
 
 /* a0 b0 a1 b1 ..., in two vectors; and back. */

@@ -41,6 +41,25 @@ template <class K> static inline void ownButterfly4(OwnCell<K>* x)
     x[3] = ownPlusI(b, d);
 }
 
+/* Two fours, of the even and of the odd inputs, these turned by eighths of the circle. */
+template <class K> static inline void ownButterfly8(OwnCell<K>* x)
+{
+    const typename K::Real half = (typename K::Real)0.70710678118654752440;
+    OwnCell<K> even[4] = {x[0], x[2], x[4], x[6]}, odd[4] = {x[1], x[3], x[5], x[7]};
+    ownButterfly4(even);
+    ownButterfly4(odd);
+    const OwnCell<K> a = {(odd[1].re + odd[1].im) * half, (odd[1].im - odd[1].re) * half};
+    const OwnCell<K> b = {(odd[3].im - odd[3].re) * half, (odd[3].re + odd[3].im) * half}; /* less its sign */
+    x[0] = even[0] + odd[0];
+    x[4] = even[0] - odd[0];
+    x[1] = even[1] + a;
+    x[5] = even[1] - a;
+    x[2] = ownLessI(even[2], odd[2]);
+    x[6] = ownPlusI(even[2], odd[2]);
+    x[3] = {even[3].re + b.re, even[3].im - b.im};
+    x[7] = {even[3].re - b.re, even[3].im + b.im};
+}
+
 /* Odd p: with the sums and differences of inputs j and p - j, outputs k and p - k are u -+ i v, where
  * u = x0 + sum of cos(2 pi j k / p) (x[j] + x[p - j]), v = sum of sin(2 pi j k / p) (x[j] - x[p - j]). */
 template <class K, int p>
@@ -95,6 +114,7 @@ template <class K, int p> [[gnu::always_inline]] static inline void ownButterfly
 {
     if constexpr (p == 2) ownButterfly2(x);
     else if constexpr (p == 4) ownButterfly4(x);
+    else if constexpr (p == 8) ownButterfly8(x);
     else if constexpr (p == 3) ownButterflyOdd<K, 3>(x, ownC3, ownS3);
     else if constexpr (p == 5) ownButterflyOdd<K, 5>(x, ownC5, ownS5);
     else ownButterflyOdd<K, 7>(x, ownC7, ownS7);
@@ -183,6 +203,7 @@ template <class K> static void ownPasses(const OwnFftPlan* plan, const OwnCell<K
         case 4: ownPass<K, 4>(in, to, steps, blocks, turns); break;
         case 5: ownPass<K, 5>(in, to, steps, blocks, turns); break;
         case 7: ownPass<K, 7>(in, to, steps, blocks, turns); break;
+        case 8: ownPass<K, 8>(in, to, steps, blocks, turns); break;
         default: ownPassPrime<K>(in, to, steps, blocks, turns, (const R*)plan->roots[i], p);
         }
         blocks *= p;

@@ -1,5 +1,5 @@
-/* ownfftplan: the tables of a length, built once a thread and length. A length is taken apart into factors 4, 2, 3, 5, 7
- * and larger primes up to OWN_FFT_PRIMES, a pass each. What remains beyond them makes the whole length a convolution. */
+/* ownfftplan: the tables of a length, built once a thread and length. A length is taken apart into factors 8, 4, 2, 3,
+ * 5, 7 and larger primes up to OWN_FFT_PRIMES, a pass each. What remains beyond them makes the whole length a convolution. */
 #include "ownfft.h"
 
 #include <math.h>
@@ -28,8 +28,11 @@ void ownFftRoot(int64_t k, int64_t n, double* c, double* s)
 static int64_t ownFactors(int64_t n, int32_t* radix, int32_t* nPasses)
 {
     int count = 0;
-    while (n % 4 == 0) radix[count++] = 4, n /= 4;
-    if (n % 2 == 0) radix[count++] = 2, n /= 2;
+    int twos = std::countr_zero((uint64_t)n);
+    n >>= twos;
+    for (; twos >= 5 || twos == 3; twos -= 3) radix[count++] = 8;
+    for (; twos >= 2; twos -= 2) radix[count++] = 4;
+    if (twos == 1) radix[count++] = 2;
     for (int32_t p = 3; p <= OWN_FFT_PRIMES; p += 2)
         while (n % p == 0) radix[count++] = p, n /= p;
     *nPasses = count;
@@ -90,7 +93,7 @@ template <class R> static void ownTakePasses(OwnPieces* pieces, OwnFftPlan* plan
         const int32_t p = plan->radix[i];
         steps /= p;
         R* turns = pieces->take<R>(2 * (p - 1) * steps);
-        R* roots = p > 7 ? pieces->take<R>(2 * p) : nullptr;
+        R* roots = p > 8 ? pieces->take<R>(2 * p) : nullptr;
         plan->turns[i] = turns;
         plan->roots[i] = roots;
         if (turns) ownFillTurns(turns, p, steps);

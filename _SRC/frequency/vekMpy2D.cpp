@@ -66,18 +66,13 @@ static inline OwnFour::Raw ownTwoProducts(OwnFour::Raw a, OwnFour::Raw b)
     const OwnFour::Raw y = __builtin_shufflevector(a, a, 1, 0, 3, 2) * __builtin_shufflevector(b, b, 1, 1, 3, 3);
     return __builtin_shufflevector(x - y, x + y, 0, 5, 2, 7);
 }
-static inline OwnEight::Raw ownFourProducts(OwnEight::Raw a, OwnEight::Raw b)
-{
-    return ownJoinFours(ownTwoProducts(ownLowFour(a), ownLowFour(b)), ownTwoProducts(ownHighFour(a), ownHighFour(b)));
-}
-
 static void ownPairsFloat(uint8_t* out, const uint8_t* a, const uint8_t* b, const OwnSteps& step, ptrdiff_t n)
 {
     const ptrdiff_t size = sizeof(float);
     ptrdiff_t i = 0;
     if (step.out == size && step.a == size && step.b == size)
-        for (; i + 4 <= n; i += 4)
-            ownStoreEight(out + 8 * i, ownFourProducts(ownLoadEight(a + 8 * i), ownLoadEight(b + 8 * i)));
+        for (; i + 2 <= n; i += 2)
+            ownStoreFour(out + 8 * i, ownTwoProducts(ownLoadFour(a + 8 * i), ownLoadFour(b + 8 * i)));
     ownPairsPlain<float>(out + 2 * i * step.out, a + 2 * i * step.a, b + 2 * i * step.b, step, n - i);
 }
 
