@@ -86,12 +86,12 @@ struct VekThreadContext {
     VekStatus status;
     int32_t mode;
     VekReporter reporter;
-    int32_t dctTableKey; /* -1 at creation, 0 once released */
-    void* dctTable;      /* from vekMalloc, as all of the caches */
+    int32_t dctTableKey; /* four times the table's length; -1 at creation, 0 once released */
+    void* dctTable;      /* from ownAlloc, as all of the caches */
     int32_t dctPlanCount;
-    void** dctPlans;
+    void** dctPlans; /* a plan a length */
     int32_t dctBlockCount;
-    void** dctBlocks;
+    void** dctBlocks; /* scratch */
     OwnFftCache fftCache;
 };
 

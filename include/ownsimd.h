@@ -536,6 +536,29 @@ static inline void ownStoreFour(void* p, OwnFour::Raw a)
 #endif
 }
 
+/* Eight 16-bit samples in memory, as floats; and back: held to their range, then chopped. */
+static inline OwnEight::Raw ownLoadShorts(const void* p)
+{
+#ifdef __AVX2__
+    return (OwnEight::Raw)_mm256_cvtepi32_ps(_mm256_cvtepi16_epi32(_mm_loadu_si128((const __m128i*)p)));
+#else
+    return __builtin_convertvector(*(const OwnLanes<int16_t, 8>::Loose*)p, OwnEight::Raw);
+#endif
+}
+static inline void ownStoreShorts(void* p, OwnEight::Raw a)
+{
+#ifdef __AVX2__
+    const __m256 raised = _mm256_max_ps((__m256)a, _mm256_set1_ps(-32768));
+    const __m256i chopped = _mm256_cvttps_epi32(_mm256_min_ps(raised, _mm256_set1_ps(32767)));
+    const __m128i low = _mm256_castsi256_si128(chopped), high = _mm256_extracti128_si256(chopped, 1);
+    _mm_storeu_si128((__m128i*)p, _mm_packs_epi32(low, high));
+#else
+    int16_t r[8];
+    for (int i = 0; i < 8; ++i) r[i] = (int16_t)(a[i] < -32768 ? -32768 : a[i] > 32767 ? 32767 : a[i]);
+    memcpy(p, r, sizeof(r));
+#endif
+}
+
 /* a0 b0 a1 b1 ..., in two vectors; and back. */
 static inline void ownInterleaveEight(OwnEight::Raw a, OwnEight::Raw b, OwnEight::Raw* first, OwnEight::Raw* second)
 {

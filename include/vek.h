@@ -500,6 +500,26 @@ VEK_API void vekCcsFft2D(const VekImage* srcImage, VekImage* dstImage, int32_t f
  *            when channel counts differ */
 VEK_API void vekMpyRCPack2D(const VekImage* srcA, const VekImage* srcB, VekImage* dst);
 
+enum {
+    VEK_DCT_FORWARD = 1,
+    VEK_DCT_INVERSE = 2,
+    VEK_DCT_RELEASE = 8, /* releases the calling thread's tables and does nothing else; images may be null */
+    VEK_DCT_FAST = 16    /* for two whole 16S images in plane order; changes no result */
+};
+
+/* vekDCT2D: the orthonormal cosine transform of a whole region, and its inverse:
+ *   X[u, v] = f(u, W) f(v, H) * sum of s[x, y] cos((2x + 1) u pi / 2W) cos((2y + 1) v pi / 2H),
+ * with f(0, n) = sqrt(1 / n) and f(k, n) = sqrt(2 / n) beyond. There is no blocking: for a codec's blocks call it with
+ * regions of 8 by 8, which have code of their own.
+ *   src, dst  two images without tiles, any depths but 1U and 32F, same data order; regions (roi) of one size, and as many
+ *             channels on both sides. Masks play no part
+ *   flags     a sum of VEK_DCT_...; neither or both of FORWARD and INVERSE: nothing is done
+ *   writes    the channels but alpha, or that of the coi; held to the range of the depth, then chopped toward zero
+ *   refuses   -5 "src==0"; -5 "dst==0"; the headers; -5 and a text of its own for one image as both, 1U, 32F, alpha,
+ *             "Images are not compatible"; -4 "No working memory"
+ *   memory    tables and scratch are kept for the thread until VEK_DCT_RELEASE or its end, about 4 bytes a pixel */
+VEK_API void vekDCT2D(const VekImage* src, VekImage* dst, int32_t flags);
+
 /* ---- Test images ---------------------------------------------------------------------------------- */
 
 /* vekCreateImageJaehne: a new one-channel image of rings, sin(r^2 * 2 pi / (4 height)) around its centre, whose

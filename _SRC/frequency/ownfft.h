@@ -58,6 +58,7 @@ void* ownFftScratch(OwnFftCache* cache, OwnFftScratch which, int64_t bytes);
 
 /* The same for any place that a block is kept in; a kept block is freed by ownFree. */
 void* ownKeptBlock(void** place, int64_t bytes);
+int64_t ownKeptBytes(const void* kept);
 
 /* ---- The transform --------------------------------------------------------------------------------------------- */
 

@@ -222,11 +222,16 @@ const OwnFftPlan* ownFftPlan(OwnFftCache* cache, int32_t n, OwnFftKind kind)
 }
 
 /* A kept block begins with its size, and 64 bytes on with what is given out. */
+int64_t ownKeptBytes(const void* kept)
+{
+    int64_t bytes = 0;
+    if (kept) memcpy(&bytes, kept, sizeof(bytes));
+    return bytes;
+}
+
 void* ownKeptBlock(void** place, int64_t bytes)
 {
-    int64_t kept = 0;
-    if (*place) memcpy(&kept, *place, sizeof(kept));
-    if (kept < bytes) {
+    if (!*place || ownKeptBytes(*place) < bytes) {
         ownFree(*place);
         *place = bytes > PTRDIFF_MAX - 64 ? nullptr : ownAlloc64(bytes + 64);
         if (!*place) return nullptr;
