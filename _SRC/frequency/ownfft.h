@@ -67,7 +67,7 @@ template <class K> struct OwnCell {
 };
 
 /* The number of cells of spare memory that a transform of this plan needs. */
-static inline int64_t ownFftSpareCells(const OwnFftPlan* plan) { return (plan->chirp ? 3 : 2) * plan->m; }
+static inline int64_t ownFftSpareCells(const OwnFftPlan* plan) { return (plan->chirp ? 2 : 1) * plan->m; }
 
 /* out = the transforms of in, n cells each; in may be out, spare is neither. K: OwnEight or OwnLanes<float, 1> for plans
  * of kind OWN_FFT_SINGLE, OwnFour or OwnLanes<double, 1> for OWN_FFT_DOUBLE. */

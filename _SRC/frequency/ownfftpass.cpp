@@ -186,7 +186,8 @@ static void ownPassPrime(const OwnCell<K>* in, OwnCell<K>* out, ptrdiff_t steps,
         }
 }
 
-/* All passes of a plan. They go back and forth between the halves of spare; the first reads in, the last writes out. */
+/* All passes of a plan, between out and spare in turn so that the last one writes out. The first pass leaves each step's
+ * outputs where its inputs were, so when the number of passes is odd it goes to out itself. */
 template <class K> static void ownPasses(const OwnFftPlan* plan, const OwnCell<K>* in, OwnCell<K>* out, OwnCell<K>* spare)
 {
     typedef typename K::Real R;
@@ -195,7 +196,7 @@ template <class K> static void ownPasses(const OwnFftPlan* plan, const OwnCell<K
     for (int i = 0; i < plan->nPasses; ++i) {
         const int p = plan->radix[i];
         const R* turns = (const R*)plan->turns[i];
-        OwnCell<K>* to = i == plan->nPasses - 1 ? out : spare + (i & 1 ? plan->m : 0);
+        OwnCell<K>* to = (plan->nPasses - i) % 2 == 1 ? out : spare;
         steps /= p;
         switch (p) {
         case 2: ownPass<K, 2>(in, to, steps, blocks, turns); break;
@@ -217,7 +218,7 @@ template <class K> static void ownPasses(const OwnFftPlan* plan, const OwnCell<K
 template <class K>
 static void ownConvolve(const OwnFftPlan* plan, const OwnCell<K>* in, OwnCell<K>* out, OwnCell<K>* spare)
 {
-    OwnCell<K>* line = spare + 2 * plan->m;
+    OwnCell<K>* line = spare + plan->m;
     const double *chirp = plan->chirp, *kernel = plan->kernel;
     for (ptrdiff_t j = 0; j < plan->n; ++j)
         line[j] = ownTurn(in[j], chirp[2 * j], -chirp[2 * j + 1]);
