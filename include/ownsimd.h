@@ -513,8 +513,8 @@ static inline OwnEight::Raw ownJoinFours(OwnFour::Raw low, OwnFour::Raw high)
     return (OwnEight::Raw)_mm256_set_m128(_mm256_cvtpd_ps((__m256d)high), _mm256_cvtpd_ps((__m256d)low));
 #else
     typedef OwnLanes<float, 4>::Raw Half;
-    return __builtin_shufflevector(__builtin_convertvector(low, Half), __builtin_convertvector(high, Half), 0, 1, 2, 3, 4,
-                                   5, 6, 7);
+    return __builtin_shufflevector(__builtin_convertvector(low, Half), __builtin_convertvector(high, Half), 0, 1, 2, 3,
+                                   4, 5, 6, 7);
 #endif
 }
 

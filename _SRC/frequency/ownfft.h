@@ -18,25 +18,28 @@
  * is asked, so they go in double. */
 enum OwnFftKind { OWN_FFT_SINGLE, OWN_FFT_DOUBLE, OWN_FFT_INTEGER };
 
-static inline OwnFftKind ownFftKindOf(int32_t n) { return std::has_single_bit((uint32_t)n) ? OWN_FFT_SINGLE : OWN_FFT_DOUBLE; }
+static inline OwnFftKind ownFftKindOf(int32_t n)
+{
+    return std::has_single_bit((uint32_t)n) ? OWN_FFT_SINGLE : OWN_FFT_DOUBLE;
+}
 
-static constexpr int OWN_FFT_PASSES = 32;  /* enough for any 32-bit length */
-static constexpr int OWN_FFT_PRIMES = 47;  /* the largest factor that has a pass; beyond it a convolution is faster */
+static constexpr int OWN_FFT_PASSES = 32; /* enough for any 32-bit length */
+static constexpr int OWN_FFT_PRIMES = 47; /* the largest factor that has a pass; beyond it a convolution is faster */
 static constexpr int32_t OWN_FFT_ONE = 16384; /* 1 in the integer tables */
 
 /* All that a length needs, in one block with its tables. */
 struct OwnFftPlan {
     int32_t n;
     OwnFftKind kind;
-    int64_t m;            /* the length its passes transform: n, or that of the convolution */
+    int64_t m; /* the length its passes transform: n, or that of the convolution */
     int32_t nPasses;
     int32_t radix[OWN_FFT_PASSES];
     const void* turns[OWN_FFT_PASSES]; /* of each pass: cosines and sines, for each step the radix - 1 of them */
     const void* roots[OWN_FFT_PASSES]; /* of a pass of a larger prime p: cosines and sines of 2 pi k / p */
-    const double* chirp;  /* n cosines and sines of pi j j / n; null when n has small factors only */
-    const double* kernel; /* the transform of the chirp that the sequence is convolved with, over m */
-    const int16_t* fixed; /* n cosines and sines of 2 pi k / n, times OWN_FFT_ONE, chopped */
-    int64_t bytes;        /* of the block */
+    const double* chirp;               /* n cosines and sines of pi j j / n; null when n has small factors only */
+    const double* kernel;              /* the transform of the chirp that the sequence is convolved with, over m */
+    const int16_t* fixed;              /* n cosines and sines of 2 pi k / n, times OWN_FFT_ONE, chopped */
+    int64_t bytes;                     /* of the block */
 };
 
 /* A new plan, to be freed by ownFree; null when memory is short. */
@@ -71,7 +74,6 @@ static inline int64_t ownFftSpareCells(const OwnFftPlan* plan) { return (plan->c
 
 /* out = the transforms of in, n cells each; in may be out, spare is neither. K: OwnEight or OwnLanes<float, 1> for plans
  * of kind OWN_FFT_SINGLE, OwnFour or OwnLanes<double, 1> for OWN_FFT_DOUBLE. */
-template <class K>
-void ownFftRun(const OwnFftPlan* plan, const OwnCell<K>* in, OwnCell<K>* out, OwnCell<K>* spare);
+template <class K> void ownFftRun(const OwnFftPlan* plan, const OwnCell<K>* in, OwnCell<K>* out, OwnCell<K>* spare);
 
 #endif

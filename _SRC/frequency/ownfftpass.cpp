@@ -4,14 +4,8 @@
  * lanes changes no result. */
 #include "ownfft.h"
 
-template <class K> static inline OwnCell<K> operator+(OwnCell<K> a, OwnCell<K> b)
-{
-    return {a.re + b.re, a.im + b.im};
-}
-template <class K> static inline OwnCell<K> operator-(OwnCell<K> a, OwnCell<K> b)
-{
-    return {a.re - b.re, a.im - b.im};
-}
+template <class K> static inline OwnCell<K> operator+(OwnCell<K> a, OwnCell<K> b) { return {a.re + b.re, a.im + b.im}; }
+template <class K> static inline OwnCell<K> operator-(OwnCell<K> a, OwnCell<K> b) { return {a.re - b.re, a.im - b.im}; }
 /* a times a real number. */
 template <class K> static inline OwnCell<K> ownScale(OwnCell<K> a, typename K::Real x) { return {a.re * x, a.im * x}; }
 /* a times c + i s. */
@@ -188,7 +182,8 @@ static void ownPassPrime(const OwnCell<K>* in, OwnCell<K>* out, ptrdiff_t steps,
 
 /* All passes of a plan, between out and spare in turn so that the last one writes out. The first pass leaves each step's
  * outputs where its inputs were, so when the number of passes is odd it goes to out itself. */
-template <class K> static void ownPasses(const OwnFftPlan* plan, const OwnCell<K>* in, OwnCell<K>* out, OwnCell<K>* spare)
+template <class K>
+static void ownPasses(const OwnFftPlan* plan, const OwnCell<K>* in, OwnCell<K>* out, OwnCell<K>* spare)
 {
     typedef typename K::Real R;
     ptrdiff_t steps = (ptrdiff_t)plan->m, blocks = 1;
@@ -220,8 +215,7 @@ static void ownConvolve(const OwnFftPlan* plan, const OwnCell<K>* in, OwnCell<K>
 {
     OwnCell<K>* line = spare + plan->m;
     const double *chirp = plan->chirp, *kernel = plan->kernel;
-    for (ptrdiff_t j = 0; j < plan->n; ++j)
-        line[j] = ownTurn(in[j], chirp[2 * j], -chirp[2 * j + 1]);
+    for (ptrdiff_t j = 0; j < plan->n; ++j) line[j] = ownTurn(in[j], chirp[2 * j], -chirp[2 * j + 1]);
     for (ptrdiff_t j = plan->n; j < plan->m; ++j) line[j] = OwnCell<K>{};
     ownPasses(plan, line, line, spare);
     for (ptrdiff_t j = 0; j < plan->m; ++j) {

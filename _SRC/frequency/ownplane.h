@@ -12,7 +12,8 @@ struct OwnPlane {
     /* Rows that can be taken as arrays of floats where they stand. */
     bool isFloatRun() const
     {
-        return slot == OWN_32F && pixelStep == (ptrdiff_t)sizeof(float) && ((uintptr_t)data | (uintptr_t)rowStep) % 4 == 0;
+        return slot == OWN_32F && pixelStep == (ptrdiff_t)sizeof(float) &&
+               ((uintptr_t)data | (uintptr_t)rowStep) % 4 == 0;
     }
 };
 

@@ -146,7 +146,8 @@ template <class K> static void ownJoinRows(const OwnPass& pass, ptrdiff_t y, Own
         const int count = (int)std::min<ptrdiff_t>(8, pass.pairs - (8 * g - 8));
         for (int j = 0; j < count; ++j) {
             const ptrdiff_t k = 8 * g - 7 + j, at = pass.spectrum.isForward ? k : n - k;
-            const OwnCell<K> a = {re.first(j) * scale, im.first(j) * scale}, b = {re.second(j) * scale, im.second(j) * scale};
+            const OwnCell<K> a = {re.first(j) * scale, im.first(j) * scale},
+                             b = {re.second(j) * scale, im.second(j) * scale};
             z[at] = {a.re - b.im, a.im + b.re};
             z[n - at] = {a.re + b.im, b.re - a.im};
         }
@@ -248,7 +249,8 @@ static void ownWriteStrip(const OwnPass& pass, ptrdiff_t first, ptrdiff_t end)
             ownStoreEight(out + 8, b);
         }
         const ptrdiff_t done = isDirect ? n / 16 * 16 : 0;
-        if (done < n) ownWriteReals[pass.dst.slot](at + done * pass.dst.pixelStep, line + done, pass.dst.pixelStep, n - done);
+        if (done < n)
+            ownWriteReals[pass.dst.slot](at + done * pass.dst.pixelStep, line + done, pass.dst.pixelStep, n - done);
     }
 }
 
@@ -269,7 +271,8 @@ static void ownPackedToWork(const OwnPass& pass)
                 float line[16] = {};
                 const float* in = n == 16 ? rows[i] + x : (float*)memcpy(line, rows[i] + x, n * sizeof(float));
                 WorkCell& cell = pass.group(g)[y + i];
-                ownDeinterleaveEight(ownLoadEight(in), ownLoadEight(in + 8), &pass.part(cell, pass.re), &pass.part(cell, pass.im));
+                ownDeinterleaveEight(ownLoadEight(in), ownLoadEight(in + 8), &pass.part(cell, pass.re),
+                                     &pass.part(cell, pass.im));
             }
         }
     }
@@ -278,7 +281,8 @@ static void ownPackedToWork(const OwnPass& pass)
 /* ---- One row or one column ------------------------------------------------------------------------------------- */
 
 /* A single sequence, its samples stepBytes apart. */
-template <class R> static void ownLine(const OwnPass& pass, const OwnFftPlan* plan, ptrdiff_t srcStep, ptrdiff_t dstStep)
+template <class R>
+static void ownLine(const OwnPass& pass, const OwnFftPlan* plan, ptrdiff_t srcStep, ptrdiff_t dstStep)
 {
     typedef OwnCell<OwnLanes<R, 1>> Cell;
     const ptrdiff_t n = plan->n;
@@ -287,7 +291,8 @@ template <class R> static void ownLine(const OwnPass& pass, const OwnFftPlan* pl
     Cell* cells = (Cell*)pass.reals.cells;
     ownReadReals[pass.src.slot](line, pass.src.row(0), srcStep, n);
 
-    if (pass.spectrum.toPacked) for (ptrdiff_t j = 0; j < n; ++j) cells[j] = {line[j], 0};
+    if (pass.spectrum.toPacked)
+        for (ptrdiff_t j = 0; j < n; ++j) cells[j] = {line[j], 0};
     else {
         cells[0] = {line[0], 0};
         if (n % 2 == 0) cells[n / 2] = {line[n - 1], 0};
@@ -301,7 +306,8 @@ template <class R> static void ownLine(const OwnPass& pass, const OwnFftPlan* pl
     if (pass.spectrum.toPacked)
         for (ptrdiff_t j = 0; j < n; ++j)
             line[j] = (float)(j > 0 && j % 2 == 0 ? cells[j / 2].im * scaleIm : cells[(j + 1) / 2].re * scale);
-    else for (ptrdiff_t j = 0; j < n; ++j) line[j] = (float)(cells[j].re * scale);
+    else
+        for (ptrdiff_t j = 0; j < n; ++j) line[j] = (float)(cells[j].re * scale);
     ownWriteReals[pass.dst.slot](pass.dst.row(0), line, dstStep, n);
 }
 

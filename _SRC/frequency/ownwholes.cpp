@@ -140,8 +140,7 @@ void ownSpectrumRun(const OwnSpectrum& spectrum, const OwnSpectrumWholes& wholes
     const ptrdiff_t width = spectrum.width, height = spectrum.height;
     const bool toPacked = spectrum.toPacked;
     int64_t* work = wholes.work;
-    for (ptrdiff_t y = 0; y < height; ++y)
-        ownReadWholes[src.slot](work + y * width, src.row(y), src.pixelStep, width);
+    for (ptrdiff_t y = 0; y < height; ++y) ownReadWholes[src.slot](work + y * width, src.row(y), src.pixelStep, width);
     for (ptrdiff_t i = 0; i < width * height; ++i) work[i] *= 1 << OWN_FRACTION_BITS;
 
     const OwnWholePass rows = {wholes.rowPlan, spectrum.isForward,
@@ -157,6 +156,5 @@ void ownSpectrumRun(const OwnSpectrum& spectrum, const OwnSpectrumWholes& wholes
     if (width % 2 == 0) ownWholeReal(columns, toPacked, work + width - 1, width);
     if (!toPacked) transformRows();
 
-    for (ptrdiff_t y = 0; y < height; ++y)
-        ownWriteWholes[dst.slot](dst.row(y), work + y * width, dst.pixelStep, width);
+    for (ptrdiff_t y = 0; y < height; ++y) ownWriteWholes[dst.slot](dst.row(y), work + y * width, dst.pixelStep, width);
 }

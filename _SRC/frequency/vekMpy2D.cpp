@@ -38,8 +38,8 @@ template <class T> static void ownRealProduct(uint8_t* out, const uint8_t* a, co
 /* The two parts of each element lie a number of bytes apart, of its own in each image. Both are read before one is
  * written. */
 template <class T>
-[[gnu::always_inline]] static inline void ownPairProduct(uint8_t* out, const uint8_t* a, const uint8_t* b, ptrdiff_t outStep, ptrdiff_t aStep,
-                           ptrdiff_t bStep)
+[[gnu::always_inline]] static inline void ownPairProduct(uint8_t* out, const uint8_t* a, const uint8_t* b,
+                                                         ptrdiff_t outStep, ptrdiff_t aStep, ptrdiff_t bStep)
 {
     const double aRe = ownGet<T>(a), aIm = ownGet<T>(a + aStep), bRe = ownGet<T>(b), bIm = ownGet<T>(b + bStep);
     ownSetAt<T>(out, aRe * bRe - aIm * bIm);

@@ -94,8 +94,8 @@ static void ownTransform(const OwnFace& face, const VekImage* srcImage, const Ve
     const int32_t width = std::min(src.width, dst.width), height = std::min(src.height, dst.height);
     if (width == 0 || height == 0) return;
     const bool isForward = flags & VEK_FFT_FORWARD;
-    const OwnSpectrum spectrum = {width,     height, toPacked, isForward, !isForward && !(flags & VEK_FFT_UNSCALED),
-                                  &context->fftCache};
+    const OwnSpectrum spectrum = {
+        width, height, toPacked, isForward, !isForward && !(flags & VEK_FFT_UNSCALED), &context->fftCache};
     const bool takesWholes = ownTakesWholes(srcImage, dstImage, (int64_t)width * height, flags);
     const auto transform = takesWholes ? ownTransformChannels<OwnSpectrumWholes>
                                        : ownTransformChannels<OwnSpectrumReals>;
