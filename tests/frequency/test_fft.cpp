@@ -149,13 +149,14 @@ TEST(Fft, servesManyLengths)
 
 /* ---- Single numbers -------------------------------------------------------------------------------------------- */
 
-/* A row of 16S through a transform, in words. */
-static std::string rowThrough(Transform* transform, std::vector<int> row, uint32_t depth, int32_t flags)
+/* A row through a transform, in words. */
+static std::string rowThrough(Transform* transform, const std::vector<int>& row, uint32_t depth, int32_t flags,
+                              uint32_t srcDepth = VEK_DEPTH_16S)
 {
     Random random(3);
     ImageSpec spec;
     spec.width = (int32_t)row.size(), spec.height = 1;
-    spec.depth = VEK_DEPTH_16S;
+    spec.depth = srcDepth;
     TestImage src(spec, random);
     spec.depth = depth;
     TestImage dst(spec, random);
@@ -185,6 +186,23 @@ TEST(Fft, wholeNumbersAreShiftedDownAndRealOnesChopped)
     EXPECT_EQ(rowThrough(vekRealFft2D, {-5, 0, 0, 0}, VEK_DEPTH_16S, 2 + 32), "-1 -1 0 -1 ") << "-1.25";
     EXPECT_EQ(rowThrough(vekRealFft2D, {-5, 0, 0, 0}, VEK_DEPTH_16S, 2), "-2 -2 0 -2 ") << "small: whole numbers";
     EXPECT_EQ(rowThrough(vekRealFft2D, {-7, 0, 0}, VEK_DEPTH_16S, 2 + 16), "-3 -3 0 ") << "-2.33";
+}
+
+/* The path shows in how -1.25 is stored: -2 by the shift, -1 by the chop. */
+TEST(Fft, choosesThePathBySizeFlagAndDepth)
+{
+    const auto impulse = [](int32_t n) {
+        std::vector<int> row((size_t)n);
+        row[0] = -n * 5 / 4;
+        return row;
+    };
+    EXPECT_EQ(rowThrough(vekRealFft2D, impulse(128), VEK_DEPTH_16S, 2).substr(0, 6), "-2 -2 ") << "128 pixels";
+    EXPECT_EQ(rowThrough(vekRealFft2D, impulse(256), VEK_DEPTH_16S, 2).substr(0, 6), "-1 -1 ") << "more than 128";
+    EXPECT_EQ(rowThrough(vekRealFft2D, impulse(256), VEK_DEPTH_16S, 2 + 16).substr(0, 6), "-2 -2 ");
+    EXPECT_EQ(rowThrough(vekRealFft2D, impulse(128), VEK_DEPTH_16S, 2 + 32).substr(0, 6), "-1 -1 ");
+    EXPECT_EQ(rowThrough(vekRealFft2D, impulse(8), VEK_DEPTH_16S, 2, VEK_DEPTH_32S).substr(0, 6), "-1 -1 ") << "from 32S";
+    EXPECT_EQ(rowThrough(vekRealFft2D, impulse(8), VEK_DEPTH_16S, 2 + 16, VEK_DEPTH_32S).substr(0, 6), "-2 -2 ");
+    EXPECT_EQ(rowThrough(vekRealFft2D, impulse(8), VEK_DEPTH_32S, 2).substr(0, 6), "-2 -2 ") << "to 32S";
 }
 
 TEST(Fft, holdsResultsToTheRange)
