@@ -34,9 +34,22 @@ def table(figures):
     yield "| operation | depth | " + " | ".join(SHAPES) + " | small, ns |"
     yield "|---|---|" + "--:|" * (len(SHAPES) + 1)
     for (_, operation, depth), shapes in figures.items():
+        if not shapes.keys() & {*SHAPES, "small"}:
+            continue
         cells = [f"{shapes[shape][0]:.2f}" if shape in shapes else "" for shape in SHAPES]
         cells.append(f"{shapes['small'][1]:.0f}" if "small" in shapes else "")
         yield f"| {operation} | {depth} | " + " | ".join(cells) + " |"
+
+
+def sizes_table(figures):
+    """Operations that are measured by size."""
+    rows = {}
+    for (_, operation, depth), shapes in figures.items():
+        for shape, (ratio, ns) in shapes.items():
+            if shape not in SHAPES and shape != "small":
+                rows[operation, depth, shape] = f"| {operation} | {depth} | {shape} | {ratio:.2f} | {ns / 1000:.1f} |"
+    if rows:
+        yield from ("", "| operation | depth | size | ratio | microseconds |", "|---|---|---|--:|--:|", *rows.values())
 
 
 def machine(path):
@@ -51,7 +64,8 @@ def main():
         sys.exit(__doc__)
     before, rest = PAGE.read_text().split(MARKS[0])
     _, after = rest.split(MARKS[1])
-    text = "\n".join(table(best_figures(sys.argv[1:])))
+    figures = best_figures(sys.argv[1:])
+    text = "\n".join([*table(figures), *sizes_table(figures)])
     PAGE.write_text(before + MARKS[0] + "\n" + machine(sys.argv[1]) + "\n\n" + text + "\n\n" + MARKS[1] + after)
 
 

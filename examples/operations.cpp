@@ -1,6 +1,8 @@
 /* operations: the table. A new operation of the library is one more row. */
 #include "operations.h"
 
+#include "spectra.h"
+
 typedef const VekImage* In;
 typedef VekImage* Out;
 typedef const Numbers& N;
@@ -29,6 +31,8 @@ const Operation operations[] = {
     {"and",      TWO_PICTURES, 0, "src AND second",    "and",           [](In a, In b, Out d, N) { vekAnd(a, b, d); }},
     {"or",       TWO_PICTURES, 0, "src OR second",     "or",            [](In a, In b, Out d, N) { vekOr(a, b, d); }},
     {"xor",      TWO_PICTURES, 0, "src XOR second",    "xor",           [](In a, In b, Out d, N) { vekXor(a, b, d); }},
+    {"spectrum", AS_FLOAT,     0, "log |spectrum|",    "spectrum",      [](In, In, Out d, N) { drawSpectrum(d); }},
+    {"lowpass",  AS_FLOAT,     1, "below n waves",     "lowpass:12",    [](In, In, Out d, N n) { keepLowFrequencies(d, n.real()); }},
 };
 /* clang-format on */
 

@@ -81,23 +81,22 @@ static inline void ownFail(const OwnFace& face, VekStatus status, const char* te
 
 /* ---- The calling thread -------------------------------------------------------------------------------------- */
 
-/* Tables of the Fourier transform by the power of two of the length; their contents are the transform's business. */
+/* What the Fourier transform keeps: tables of powers of two by exponent, of other lengths, and scratch. Each of them is
+ * one block of ownAlloc; what is in it is the transform's business. */
 struct OwnFftCache {
-    int32_t words[5][32];
-    void* tables[9][32];
-    int32_t extra[3];
+    void* tables[4][32];
 };
 
 struct VekThreadContext {
     VekStatus status;
     int32_t mode;
     VekReporter reporter;
-    int32_t dctTableKey; /* -1 at creation, 0 once released */
-    void* dctTable;      /* from vekMalloc, as all of the caches */
+    int32_t dctTableKey; /* four times the table's length; -1 at creation, 0 once released */
+    void* dctTable;      /* from ownAlloc, as all of the caches */
     int32_t dctPlanCount;
-    void** dctPlans;
+    void** dctPlans; /* a plan a length */
     int32_t dctBlockCount;
-    void** dctBlocks;
+    void** dctBlocks; /* scratch */
     OwnFftCache fftCache;
 };
 

@@ -555,6 +555,68 @@ enum {
  *            -5 "Zero divided" when the norm of B is 0 */
 VEK_API double vekNorm(const VekImage* srcImageA, const VekImage* srcImageB, int32_t normType);
 
+/* ---- Spectra -------------------------------------------------------------------------------------- */
+
+/* A packed spectrum (RCPack2D) is a W by H image that holds the spectrum X of a real W by H image, half of which says
+ * all, since X[W - u, H - v] is the conjugate of X[u, v].
+ *   A real sequence of n samples is packed as Re 0, Re 1, Im 1, Re 2, Im 2, ..., and for an even n at the end Re n/2.
+ *   An image is packed along its rows; then column 0 and, for an even W, column W - 1, which hold real numbers, are
+ *   packed along the column, and each pair of columns (2k - 1, 2k) between them is a complex sequence, real parts in
+ *   the odd column. So X[u, v] for 0 < u < W/2 stands in row v, columns 2u - 1 and 2u; X[0, v] for 0 < v < H/2 in
+ *   column 0, rows 2v - 1 and 2v; X[0, 0] at (0, 0). Zero frequency is at the corner, not in the centre. */
+enum {
+    VEK_FFT_FORWARD = 1,  /* the kernel exp(-2 pi i (u x / W + v y / H)) */
+    VEK_FFT_INVERSE = 2,  /* the kernel exp(+2 pi i (u x / W + v y / H)), the result times 1 / (W H) */
+    VEK_FFT_UNSCALED = 4, /* leaves out that factor */
+    VEK_FFT_INTEGER = 16, /* in integers, 6 bits of fraction, 14-bit tables, where both images are integers that fit */
+    VEK_FFT_FLOAT = 32,   /* in floating point; without 16 and 32: integers up to 128 pixels, except from 32S */
+    VEK_FFT_RELEASE = 128 /* releases the calling thread's tables and does nothing else; images may be null */
+};
+
+/* vekRealFft2D: a real image to its packed spectrum. vekCcsFft2D: a packed spectrum to the real image, as the sum over
+ * the whole spectrum. Forward through the first and inverse through the second gives the image back.
+ *   srcImage, dstImage  any depths but 1U, any data orders; may be the same image. The regions (roi) are laid corner to
+ *            corner, W and H are what they share; masks and tiles play no part. Any W and H: products of small primes
+ *            are fastest. Single precision for powers of two, double for other lengths
+ *   flags    a sum of VEK_FFT_...; exactly one of FORWARD and INVERSE, at most one of INTEGER and FLOAT
+ *   writes   the channels but alpha, or that of the coi, which both images have or neither; integer results are held to
+ *            the range of the depth and chopped, 32F takes them as they are
+ *   refuses  -5 with the text of the test: flags, then each image (null, its header, 1U, tiles), then coi and channel
+ *            counts; -4 "No working memory". Images with nothing but alpha to transform, and regions that share nothing,
+ *            end the call silently
+ *   memory   tables and scratch are kept for the thread until VEK_FFT_RELEASE or its end, about 9 bytes a pixel */
+VEK_API void vekRealFft2D(const VekImage* srcImage, VekImage* dstImage, int32_t flags);
+VEK_API void vekCcsFft2D(const VekImage* srcImage, VekImage* dstImage, int32_t flags);
+
+/* vekMpyRCPack2D: dst = A * B, two packed spectra multiplied as complex numbers: the spectrum of a cyclic convolution.
+ *   srcA, srcB, dst  same depth, data orders may differ, no tiles; dst may be A or B, A may be B
+ *   depths   8S 16S 32S, rounded to nearest and held to the range, 32F; computed in double
+ *   writes   what the regions share, whose size says where the parts of an element lie; channels as above
+ *   refuses  the headers; -5 "srcA->imageData == ((void*)(0))" (srcB, dst) for tiles; -5 "srcA->depth || srcB->depth ==
+ *            8U||16U||1U"; -5 "(srcA->depth != srcB->depth)"; -5 "(srcA->depth != dst->depth)"; -5 and an empty text
+ *            when channel counts differ */
+VEK_API void vekMpyRCPack2D(const VekImage* srcA, const VekImage* srcB, VekImage* dst);
+
+enum {
+    VEK_DCT_FORWARD = 1,
+    VEK_DCT_INVERSE = 2,
+    VEK_DCT_RELEASE = 8, /* releases the calling thread's tables and does nothing else; images may be null */
+    VEK_DCT_FAST = 16    /* for two whole 16S images in plane order; changes no result */
+};
+
+/* vekDCT2D: the orthonormal cosine transform of a whole region, and its inverse:
+ *   X[u, v] = f(u, W) f(v, H) * sum of s[x, y] cos((2x + 1) u pi / 2W) cos((2y + 1) v pi / 2H),
+ * with f(0, n) = sqrt(1 / n) and f(k, n) = sqrt(2 / n) beyond. There is no blocking: for a codec's blocks call it with
+ * regions of 8 by 8, which have code of their own.
+ *   src, dst  two images without tiles, any depths but 1U and 32F, same data order; regions (roi) of one size, and as many
+ *             channels on both sides. Masks play no part
+ *   flags     a sum of VEK_DCT_...; neither or both of FORWARD and INVERSE: nothing is done
+ *   writes    the channels but alpha, or that of the coi; held to the range of the depth, then chopped toward zero
+ *   refuses   -5 "src==0"; -5 "dst==0"; the headers; -5 and a text of its own for one image as both, 1U, 32F, alpha,
+ *             "Images are not compatible"; -4 "No working memory"
+ *   memory    tables and scratch are kept for the thread until VEK_DCT_RELEASE or its end, about 4 bytes a pixel */
+VEK_API void vekDCT2D(const VekImage* src, VekImage* dst, int32_t flags);
+
 /* ---- Test images ---------------------------------------------------------------------------------- */
 
 /* vekCreateImageJaehne: a new one-channel image of rings, sin(r^2 * 2 pi / (4 height)) around its centre, whose

@@ -8,15 +8,15 @@
 void ownFftRelease(VekThreadContext* context)
 {
     for (auto& kind : context->fftCache.tables)
-        for (void* table : kind) vekFree(table);
+        for (void* table : kind) ownFree(table);
     context->fftCache = {};
 }
 
 /* Frees a counted array of tables with the tables. */
 static void ownReleaseCounted(void**& tables, int32_t& count)
 {
-    for (int32_t i = 0; tables && i < count; ++i) vekFree(tables[i]);
-    vekFree(tables);
+    for (int32_t i = 0; tables && i < count; ++i) ownFree(tables[i]);
+    ownFree(tables);
     tables = nullptr;
     count = 0;
 }
@@ -25,7 +25,7 @@ void ownDctReleaseBlocks(VekThreadContext* context) { ownReleaseCounted(context-
 
 void ownDctReleaseTable(VekThreadContext* context)
 {
-    vekFree(context->dctTable);
+    ownFree(context->dctTable);
     context->dctTable = nullptr;
     context->dctTableKey = 0;
 }

@@ -373,20 +373,19 @@ TEST(Thread, recordStartsEmptyAndReleasesItsCaches)
     for (const auto& kind : context->fftCache.tables)
         for (const void* table : kind) EXPECT_EQ(table, nullptr);
 
-    for (auto& kind : context->fftCache.tables) kind[0] = vekMalloc(8), kind[31] = vekMalloc(8);
-    context->fftCache.words[4][31] = context->fftCache.extra[2] = 5;
-    context->dctTable = vekMalloc(8);
+    for (auto& kind : context->fftCache.tables) kind[0] = ownAlloc(8), kind[31] = ownAlloc(8);
+    context->dctTable = ownAlloc(8);
     context->dctPlanCount = context->dctBlockCount = 3;
-    context->dctPlans = (void**)vekMalloc(3 * sizeof(void*));
-    context->dctBlocks = (void**)vekMalloc(3 * sizeof(void*));
+    context->dctPlans = (void**)ownAlloc(3 * sizeof(void*));
+    context->dctBlocks = (void**)ownAlloc(3 * sizeof(void*));
     for (int i = 0; i < 3; ++i) {
-        context->dctPlans[i] = vekMalloc(8);
-        context->dctBlocks[i] = i == 1 ? nullptr : vekMalloc(8);
+        context->dctPlans[i] = ownAlloc(8);
+        context->dctBlocks[i] = i == 1 ? nullptr : ownAlloc(8);
     }
-    EXPECT_EQ(heapLive(), before + 1 + 18 + 1 + 4 + 3);
+    EXPECT_EQ(heapLive(), before + 1 + 8 + 1 + 4 + 3);
     ownFftRelease(context);
     EXPECT_EQ(heapLive(), before + 1 + 1 + 4 + 3);
-    EXPECT_TRUE(!context->fftCache.tables[8][31] && !context->fftCache.words[4][31] && !context->fftCache.extra[2]);
+    EXPECT_TRUE(!context->fftCache.tables[0][0] && !context->fftCache.tables[3][31]);
     ownDctReleaseTable(context);
     EXPECT_EQ(context->dctTableKey, 0);
     EXPECT_EQ(heapLive(), before + 1 + 4 + 3);
