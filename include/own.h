@@ -300,4 +300,60 @@ void ownTileWalk(const OwnPoint& point, const VekImage* mask);
 void* vekCopyRectBordered(const VekImage* image, int32_t x, int32_t y, int32_t width, int32_t height,
                           int32_t* rowBytes);
 
+/* The column that a column beside the image reads in the image's own rows; -1 where it reads the side's constant. */
+int64_t ownBorderColumn(const VekImage* image, int64_t x, uint32_t* constant);
+
+/* ---- Lines --------------------------------------------------------------------------------------------------- */
+
+/* The rectangle of an operation that reads whole rows with one pixel more at each side, and one row more above and below.
+ * A line is such a row: pixels -1 to width, `step` samples each, from the top bit of its first byte on. The rectangle is
+ * gone over nPlanes times. Where the source is the destination, each line must be read before its row is written. */
+struct OwnLines {
+    int32_t width, height; /* in pixels */
+    int32_t step;          /* samples of a pixel */
+    int32_t nPlanes;
+    int sampleBits;
+    ptrdiff_t rowBytes; /* rows to be written go fastest when they lie so far apart */
+
+    struct Part { /* a private header on pixels that a line is made of */
+        VekImage image;
+        VekROI roi;
+        void* block; /* owned */
+    };
+    Part rows, ends[2]; /* the rectangle, and the rows above and below it, one pixel wider at each side */
+    struct Side {
+        bool inside;    /* the pixel is a real one, */
+        int64_t column; /* of the image's column, */
+        uint32_t value; /* or has this value */
+    } sides[2];
+    OwnChannels from, to;
+    OwnMask mask;
+    const VekImage* dst;
+    Part result; /* of a tiled destination: all of the rectangle */
+};
+
+enum OwnOpened { OWN_OPENED, OWN_OPENED_EMPTY, OWN_OPENED_NO_MEMORY };
+
+/* The tests of the headers have passed, and both images have equally many channels and the same data order. Unless it
+ * returns OWN_OPENED there is nothing to close. */
+OwnOpened ownOpenLines(OwnLines* lines, const VekImage* srcImage, const VekImage* dstImage);
+
+/* Lines y to y + n - 1 of a plane, all of them rows of the rectangle, to `out`, outStep bytes apart. Of 1-bit lines no
+ * other bit is written. */
+void ownReadLines(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, uint8_t* out, ptrdiff_t outStep);
+
+/* The line above the rectangle (end 0), or below it (end 1). */
+void ownReadEndLine(const OwnLines& lines, int32_t plane, int end, uint8_t* out);
+
+/* Where the samples of pixel 0 of row y may be written straight away, each row widthStep bytes behind the one before;
+ * null when they go through ownWriteRows. */
+uint8_t* ownPlaceRows(const OwnLines& lines, int32_t plane, int32_t y, ptrdiff_t* widthStep);
+
+/* Rows y to y + n - 1 of a plane, pixels 0 to width - 1, from `rows`, under the mask. */
+void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, const uint8_t* rows, ptrdiff_t rowBytes);
+
+/* Releases everything; ownCloseLines first stores what a tiled destination is still due. */
+void ownDropLines(OwnLines* lines);
+void ownCloseLines(const OwnFace& face, OwnLines* lines);
+
 #endif

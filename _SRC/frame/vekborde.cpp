@@ -137,6 +137,14 @@ static uint32_t ownBorderSample(const VekImage* image, int code)
     return (uint32_t)constant;
 }
 
+int64_t ownBorderColumn(const VekImage* image, int64_t x, uint32_t* constant)
+{
+    const int code = ownPositionCode(image, x, 0), mode = code ? ownBorderMode(image, code) : VEK_BORDER_EDGE;
+    if (mode != VEK_BORDER_FIXED) return ownInside(x, image->width, mode);
+    *constant = ownBorderSample(image, code);
+    return -1;
+}
+
 /* The pixel already in the buffer at `at`, repeated behind itself. */
 static void ownRepeatPixel(int sampleBits, int32_t samples, int64_t count, uint8_t* buffer, int64_t at)
 {
