@@ -345,9 +345,16 @@ void ownReadLines(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, ui
 /* The line above the rectangle (end 0), or below it (end 1). */
 void ownReadEndLine(const OwnLines& lines, int32_t plane, int end, uint8_t* out);
 
-/* Where the samples of pixel 0 of row y may be written straight away, each row widthStep bytes behind the one before;
- * null when they go through ownWriteRows. */
-uint8_t* ownPlaceRows(const OwnLines& lines, int32_t plane, int32_t y, ptrdiff_t* widthStep);
+/* The pixels at the left (side 0), or at the right, of all rows of the rectangle, one behind the other; not of bits. */
+void ownReadSideColumn(const OwnLines& lines, int32_t plane, int side, uint8_t* out);
+
+/* Where the samples of pixel 0 of row 0 may be read in the source itself, each row widthStep bytes behind the one before,
+ * while other rows are written; null when lines must be copied. */
+const uint8_t* ownStraightLines(const OwnLines& lines, int32_t plane, ptrdiff_t* widthStep);
+
+/* Where the samples of pixel 0 of row 0 may be written straight away, each row widthStep bytes behind the one before; null
+ * when rows go through ownWriteRows. */
+uint8_t* ownPlaceRows(const OwnLines& lines, int32_t plane, ptrdiff_t* widthStep);
 
 /* Rows y to y + n - 1 of a plane, pixels 0 to width - 1, from `rows`, under the mask. */
 void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, const uint8_t* rows, ptrdiff_t rowBytes);

@@ -34,22 +34,38 @@ struct OwnAnyBit {
 
 /* ---- Down ---------------------------------------------------------------------------------------------------- */
 
-/* Eight results of a low box: the rows are loaded once, and windows double in registers. */
-template <class E, int side>
-static inline void ownDownLow(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t at)
+/* All vectors of a row, at their bytes; the last one steps back into the one before it. */
+template <class T, class F> static inline void ownStrips(ptrdiff_t n, F f)
+{
+    constexpr ptrdiff_t lanes = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
+    for (ptrdiff_t i = 0; i < n - lanes; i += lanes) f(i * size);
+    f((n - lanes) * size);
+}
+
+/* Windows of `span` rows become windows of `side` rows; each step joins two, which may overlap. */
+template <class E, int side, int span, int n> static inline void ownWiden(OwnVec<typename E::Sample>* x)
+{
+    constexpr int d = std::min(span, side - span);
+#pragma GCC unroll 16
+    for (int i = 0; i < n - d; ++i) x[i] = E::of(x[i], x[i + d]);
+    if constexpr (span + d < side) ownWiden<E, side, span + d, n - d>(x);
+}
+
+/* A few rows of results of a low box, in registers. */
+template <class E, int side, int nRows>
+[[gnu::flatten]] static inline void ownDownLow(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t n)
 {
     typedef typename E::Sample T;
-    OwnVec<T> x[OWN_BOX_ROWS + side - 1];
+    const uint8_t* from[nRows + side - 1];
+    for (int i = 0; i < nRows + side - 1; ++i) from[i] = rows[i];
+    ownStrips<T>(n, [=](ptrdiff_t at) {
+        OwnVec<T> x[nRows + side - 1];
 #pragma GCC unroll 16
-    for (int i = 0; i < OWN_BOX_ROWS + side - 1; ++i) x[i] = ownLoad<T>(rows[i] + at);
-#pragma GCC unroll 4
-    for (int span = 1; span < side; span += std::min(span, side - span)) {
-        const int d = std::min(span, side - span);
-#pragma GCC unroll 16
-        for (int i = 0; i < OWN_BOX_ROWS + side - span - d; ++i) x[i] = E::of(x[i], x[i + d]);
-    }
+        for (int i = 0; i < nRows + side - 1; ++i) x[i] = ownLoad<T>(from[i] + at);
+        if constexpr (side > 1) ownWiden<E, side, 1, nRows + side - 1>(x);
 #pragma GCC unroll 8
-    for (int i = 0; i < OWN_BOX_ROWS; ++i) ownStore(out + i * outStep + at, x[i]);
+        for (int i = 0; i < nRows; ++i) ownStore(out + i * outStep + at, x[i]);
+    });
 }
 
 /* A group of results of a higher box, van Herk and Gil-Werman: all windows of the group share the rows from its last
@@ -74,22 +90,12 @@ static inline void ownDownHigh(uint8_t* out, ptrdiff_t outStep, const uint8_t* c
     ownStore(out + (group - 1) * outStep + at, core);
 }
 
-/* All vectors of a row, at their bytes; the last one steps back into the one before it. */
-template <class T, class F> static inline void ownStrips(ptrdiff_t n, F f)
-{
-    constexpr ptrdiff_t lanes = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
-    for (ptrdiff_t i = 0; i < n - lanes; i += lanes) f(i * size);
-    f((n - lanes) * size);
-}
-
 template <class E, int side>
-[[gnu::flatten]] static void ownDownLows(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t nRows,
+static void ownDownLows(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t nRows,
                                          ptrdiff_t n)
 {
-    for (ptrdiff_t y = 0; y < nRows; y += OWN_BOX_ROWS)
-        ownStrips<typename E::Sample>(n, [=](ptrdiff_t at) {
-            ownDownLow<E, side>(out + y * outStep, outStep, rows + y, at);
-        });
+    constexpr int few = side > 3 ? OWN_BOX_ROWS : OWN_BOX_ROWS / 2;
+    for (ptrdiff_t y = 0; y < nRows; y += few) ownDownLow<E, side, few>(out + y * outStep, outStep, rows + y, n);
 }
 
 template <class E>

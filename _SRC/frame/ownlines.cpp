@@ -237,6 +237,34 @@ void ownReadLines(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, ui
     ownReadSide(lines, lines.sides[1], plane, y, n, lines.width + 1, out, outStep);
 }
 
+void ownReadSideColumn(const OwnLines& lines, int32_t plane, int side, uint8_t* out)
+{
+    const ptrdiff_t pixelBytes = (lines.sampleBits >> 3) * (ptrdiff_t)lines.step;
+    ownReadSide(lines, lines.sides[side], plane, 0, lines.height, 0, out, pixelBytes);
+}
+
+/* ---- Straight from the source ----------------------------------------------------------------------------------- */
+
+/* Whether the images hold their pixels in blocks that lie apart. */
+static bool ownApart(const VekImage* a, const VekImage* b)
+{
+    if (a->tileInfo || b->tileInfo) return true;
+    const uintptr_t p = (uintptr_t)a->imageData, q = (uintptr_t)b->imageData;
+    const int64_t aBytes = ownRowCount(a, a->height) * a->widthStep, bBytes = ownRowCount(b, b->height) * b->widthStep;
+    return p < q ? (uint64_t)(q - p) >= (uint64_t)aBytes : (uint64_t)(p - q) >= (uint64_t)bBytes;
+}
+
+const uint8_t* ownStraightLines(const OwnLines& lines, int32_t plane, ptrdiff_t* widthStep)
+{
+    VekImage image = lines.rows.image;
+    VekROI region = lines.rows.roi;
+    image.roi = &region;
+    const OwnView view = ownView(&image);
+    if (lines.sampleBits == 1 || view.pixelStep != lines.step || !ownApart(&image, lines.dst)) return nullptr;
+    *widthStep = view.rowStep;
+    return view.data + (lines.from.first + plane) * view.channelStep;
+}
+
 /* ---- Writing --------------------------------------------------------------------------------------------------- */
 
 /* The header that rows are written to, and the channels of it: the destination, or what is kept of a tiled one. */
@@ -252,7 +280,7 @@ static const VekImage* ownTarget(const OwnLines& lines, VekROI* region, OwnChann
     return lines.dst;
 }
 
-uint8_t* ownPlaceRows(const OwnLines& lines, int32_t plane, int32_t y, ptrdiff_t* widthStep)
+uint8_t* ownPlaceRows(const OwnLines& lines, int32_t plane, ptrdiff_t* widthStep)
 {
     VekROI region;
     OwnChannels to;
@@ -263,7 +291,7 @@ uint8_t* ownPlaceRows(const OwnLines& lines, int32_t plane, int32_t y, ptrdiff_t
     if ((lines.mask.image && !tiled) || lines.sampleBits == 1 || view.pixelStep != lines.step) return nullptr;
     if (lines.step > 1 && to.count < lines.step && !tiled) return nullptr; /* alpha is spared */
     *widthStep = view.rowStep;
-    return view.data + y * view.rowStep + (to.first + plane) * view.channelStep;
+    return view.data + (to.first + plane) * view.channelStep;
 }
 
 void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, const uint8_t* rows, ptrdiff_t rowBytes)
