@@ -300,6 +300,12 @@ void ownTileWalk(const OwnPoint& point, const VekImage* mask);
 void* vekCopyRectBordered(const VekImage* image, int32_t x, int32_t y, int32_t width, int32_t height,
                           int32_t* rowBytes);
 
+/* `count` pixels of row y from column x on, inside the image or by its border settings, to the buffer's start: of each
+ * pixel `samples` neighbouring samples from channel `first` (from 0) on. 1-bit pixels come from the top bit of the first
+ * byte on. */
+void ownFetchPixels(const VekImage* image, int32_t first, int32_t samples, int64_t x, int64_t y, int64_t count,
+                    void* buffer);
+
 /* The column that a column beside the image reads in the image's own rows; -1 where it reads the side's constant. */
 int64_t ownBorderColumn(const VekImage* image, int64_t x, uint32_t* constant);
 
@@ -362,5 +368,44 @@ void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, co
 /* Releases everything; ownCloseLines first stores what a tiled destination is still due. */
 void ownDropLines(OwnLines* lines);
 void ownCloseLines(const OwnFace& face, OwnLines* lines);
+
+/* ---- Neighbourhoods ------------------------------------------------------------------------------------------ */
+
+/* How far the lines of a window can be read beyond their last sample, and the unit that the room for results is rounded
+ * up to: stages go in steps of whole vectors, without tails. In bytes. */
+enum { OWN_LINE_SPARE = 128, OWN_OUT_UNIT = 64 };
+
+/* What a row stage is told of its row. */
+struct OwnWindowRow {
+    ptrdiff_t n;           /* samples of the result */
+    ptrdiff_t step;        /* samples from a pixel to its right neighbour: so far apart lie the taps of a sample */
+    ptrdiff_t lineSamples; /* n + (left + right) * step, and at least OWN_LINE_SPARE more; a multiple of 64 */
+    bool first;            /* the call before was not for the row above: running sums begin anew */
+    uint8_t* scratch;      /* the stage's own, aligned to 64 bytes, kept from row to row */
+    const void* k;         /* the window's */
+};
+
+/* A row stage: one row of results from the lines of the window. rows[0] to rows[top + bottom] are the lines from top to
+ * bottom, each from the pixel on that lies `left` pixels left of the first result. So the tap (column c, row r) of result
+ * i, counted from the window's corner, is rows[r][i + c * step]. Rows come from top to bottom: rows[r] has been rows[r + 1]
+ * at the call before, unless row.first is set. A 1-bit sample comes and goes as a byte: 0 or 1 in, above 0 for a 1 out. */
+typedef void OwnWindowStage(void* out, const uint8_t* const* rows, const OwnWindowRow& row);
+
+/* An operation on neighbourhoods whose tests have passed. */
+struct OwnWindow {
+    const VekImage *srcImage, *dstImage; /* of one depth; may be the same image */
+    OwnChannels from, to;                /* equally many; alpha is left out wherever it stands, unless it is chosen */
+    int32_t left, right, top, bottom;    /* pixels that the window reaches beyond its own */
+    OwnWindowStage* stage;
+    const void* k;
+    int64_t scratchBytes, scratchPerSample; /* the stage's scratch: so much, and so much for each of lineSamples */
+    bool asBits;                            /* 1-bit lines and results stay bits, from the top bit of the first byte on */
+};
+
+enum OwnWindowEnd { OWN_WINDOW_DONE, OWN_WINDOW_NO_MEMORY, OWN_WINDOW_NO_TILE };
+
+/* Takes the stage over the common rectangle of regions and masks: borders, channels, masks, tiles, in place. Nothing is
+ * reported. OWN_WINDOW_NO_TILE: a tile of the destination was not delivered. OWN_WINDOW_NO_MEMORY: nothing is written. */
+OwnWindowEnd ownWindow(const OwnWindow& window);
 
 #endif

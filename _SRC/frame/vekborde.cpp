@@ -217,6 +217,12 @@ int32_t vekGetPixelBordered(const VekImage* image, int32_t x, int32_t y, int32_t
     return (int32_t)sample;
 }
 
+void ownFetchPixels(const VekImage* image, int32_t first, int32_t samples, int64_t x, int64_t y, int64_t count,
+                    void* buffer)
+{
+    ownFetchRow(image, {first, samples}, x, y, count, (uint8_t*)buffer);
+}
+
 void vekGetRowBordered(const VekImage* image, int32_t x, int32_t y, int32_t channel, void* buffer, int32_t count)
 {
     if (!ownReadable(image) || channel < 1 || channel > image->nChannels || !buffer) return;
