@@ -468,6 +468,50 @@ template <class T> static inline OwnVec<T> ownBitLanes(const uint8_t* bits)
     (void)sizeof(U);
 }
 
+/* ---- Sums of sixteen bins ------------------------------------------------------------------------------------ */
+
+/* Sixteen counts, whatever the width of a vector; those of one column are bytes in memory. */
+typedef uint16_t OwnBins16 __attribute__((vector_size(32)));
+typedef uint8_t OwnBins8 __attribute__((vector_size(16)));
+typedef uint8_t OwnBins8Loose __attribute__((vector_size(16), aligned(1), may_alias));
+
+/* sums + come; sums + come - gone. */
+static inline OwnBins16 ownBinsAdd(OwnBins16 sums, const uint8_t* come)
+{
+    return sums + __builtin_convertvector(*(const OwnBins8Loose*)come, OwnBins16);
+}
+static inline OwnBins16 ownBinsMove(OwnBins16 sums, const uint8_t* come, const uint8_t* gone)
+{
+    return ownBinsAdd(sums, come) - __builtin_convertvector(*(const OwnBins8Loose*)gone, OwnBins16);
+}
+
+/* The bytes at `sums` plus those at `come`, or less those at `gone`; null: none. */
+static inline void ownBinsStep(uint8_t* sums, const uint8_t* come, const uint8_t* gone)
+{
+    OwnBins8 x = *(const OwnBins8Loose*)sums;
+    if (come) x += *(const OwnBins8Loose*)come;
+    if (gone) x -= *(const OwnBins8Loose*)gone;
+    *(OwnBins8Loose*)sums = x;
+}
+
+/* Of sums that rise: how many are below k (k and the sums below 32768), and the last one of these, 0 if there is none. */
+static inline int ownBinsBelow(OwnBins16 sums, int k, int* last)
+{
+    uint16_t from[17];
+    from[0] = 0;
+    typedef OwnBins16 Loose __attribute__((aligned(1), may_alias));
+    *(Loose*)(from + 1) = sums;
+#if OWN_VEC_BYTES == 32
+    const __m256i less = _mm256_cmpgt_epi16(_mm256_set1_epi16((short)k), (__m256i)sums);
+    const int n = __builtin_popcount((unsigned)_mm256_movemask_epi8(less)) >> 1;
+#else
+    int n = 0;
+    for (int i = 1; i <= 16; ++i) n += from[i] < k;
+#endif
+    *last = from[n];
+    return n;
+}
+
 /* ---- Loops over runs ----------------------------------------------------------------------------------------- */
 
 /* out[i] = f(a[i]), out[i] = f(a[i], b[i]), a vector at a time. out may be a or b: the last vector is computed before

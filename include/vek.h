@@ -458,6 +458,30 @@ VEK_API void vekSquare(const VekImage* srcImage, VekImage* dstImage);
  *            -5 "(srcImage->tileInfo->tileData != ((void*)(0)))" or dstImage, after a release */
 VEK_API void vekAbs(const VekImage* srcImage, VekImage* dstImage);
 
+/* ---- Filters: ranks -------------------------------------------------------------------------------- */
+
+/* vekMaxFilter, vekMinFilter, vekMedianFilter: dst = the largest, smallest, middle sample of the window of nCols by nRows
+ * pixels that begins anchorX columns left of the pixel and anchorY rows above it (it is not rotated). The median is the
+ * sample of rank nCols nRows / 2 + 1 in ascending order: of an even number the upper one of the middle two.
+ *   srcImage, dstImage  same depth, nChannels, alphaChannel and data order (1U: any order); not the same image
+ *   nCols, nRows        at least 1; anchorX in 0 to nCols - 1, anchorY in 0 to nRows - 1
+ *   depths              1U 8U 8S 16U 16S 32S
+ *   borders             real pixels around the region as far as the image goes, then the source's border settings
+ *   writes              [W], padding always spared; of tiled destinations each tile once, row by row
+ *   refuses             the headers; -5 "(anchorX>=nCols)||(anchorX<0)"; "(anchorY>=nRows)||(anchorY<0)";
+ *                       "(srcImage==dstImage)"; "srcImage->depth!=dstImage->depth"; "srcImage->depth==32";
+ *                       "srcImage->nChannels!=dstImage->nChannels"; "srcImage->alphaChannel!=dstImage->alphaChannel";
+ *                       "(srcImage->alphaChannel!=0)&&(srcImage->alphaChannel!=srcImage->nChannels)";
+ *                       "srcImage->dataOrder!=dstImage->dataOrder"; "Number of interset channel input and output Image is
+ *                       not equal.", counting 1 under a coi, otherwise all but alpha. Nothing is done, silently, while the
+ *                       stored status is negative. -4 "Allocation failure"; -2 "Error get tile to write" */
+VEK_API void vekMaxFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
+                          int32_t anchorY);
+VEK_API void vekMinFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
+                          int32_t anchorY);
+VEK_API void vekMedianFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
+                             int32_t anchorY);
+
 /* ---- Filters: morphology -------------------------------------------------------------------------- */
 
 /* vekErode, vekDilate: dst = the smallest, the largest sample of the square of 2 nIterations + 1 pixels a side around each

@@ -258,6 +258,12 @@ template <class E> static void ownAcrossBits(void* out, const void* in, const Ow
     }
 }
 
+template <class E> static void ownJoin(void* out, const void* a, const void* b, ptrdiff_t n)
+{
+    typedef typename E::Sample T;
+    ownMap2<T>(out, a, b, n, [](OwnVec<T> x, OwnVec<T> y) { return E::of(x, y); });
+}
+
 /* ---- The plan of passes -------------------------------------------------------------------------------------- */
 
 OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, int radix)
@@ -279,9 +285,11 @@ OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, int radix)
 /* ---- Tables -------------------------------------------------------------------------------------------------- */
 
 template <class E>
-static constexpr OwnBox ownBox = {ownDown<E>, ownAcross<E>, ownDownPlain<E>, ownAcrossPlain<E>, (uint32_t)E::neutral};
+static constexpr OwnBox ownBox = {ownDown<E>,      ownAcross<E>,      ownJoin<E>,
+                                  ownDownPlain<E>, ownAcrossPlain<E>, (uint32_t)E::neutral};
 template <class E>
-static constexpr OwnBox ownBitBox = {ownDown<E>, ownAcrossBits<E>, ownDownPlain<E>, ownAcrossBitsPlain<E>, E::neutral};
+static constexpr OwnBox ownBitBox = {ownDown<E>,      ownAcrossBits<E>,      ownJoin<E>,
+                                     ownDownPlain<E>, ownAcrossBitsPlain<E>, E::neutral};
 
 const OwnBox ownBoxMin[OWN_DEPTHS] = {
     /*  1U */ ownBitBox<OwnAllBits>,

@@ -26,10 +26,14 @@ struct OwnReach {
  * holds a bit of the result is read as well. */
 typedef void OwnBoxAcross(void* out, const void* in, const OwnReach& reach, ptrdiff_t n);
 
+/* out[i] is the extremum of a[i] and b[i], i below n, of 1-bit rows a byte. out may be a or b. */
+typedef void OwnBoxJoin(void* out, const void* a, const void* b, ptrdiff_t n);
+
 struct OwnBox {
     OwnBoxDown* down;
     OwnBoxAcross* across;
-    OwnBoxDown* plainDown; /* what the two must equal, sample by sample */
+    OwnBoxJoin* join;
+    OwnBoxDown* plainDown; /* what the first two must equal, sample by sample */
     OwnBoxAcross* plainAcross;
     uint32_t neutral; /* the sample that changes no extremum; a byte of bits of a 1-bit row */
 };
