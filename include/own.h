@@ -300,11 +300,11 @@ void ownTileWalk(const OwnPoint& point, const VekImage* mask);
 void* vekCopyRectBordered(const VekImage* image, int32_t x, int32_t y, int32_t width, int32_t height,
                           int32_t* rowBytes);
 
-/* `count` pixels of row y from column x on, inside the image or by its border settings, to the buffer's start: of each
- * pixel `samples` neighbouring samples from channel `first` (from 0) on. 1-bit pixels come from the top bit of the first
- * byte on. */
-void ownFetchPixels(const VekImage* image, int32_t first, int32_t samples, int64_t x, int64_t y, int64_t count,
-                    void* buffer);
+/* `count` pixels of row y from column x on, inside the image or by its border modes and these constants, to the buffer's
+ * start: of each pixel `samples` neighbouring samples from channel `first` (from 0) on. 1-bit pixels come from the top bit
+ * of the first byte on. */
+void ownFetchPixels(const VekImage* image, const int32_t* borderConst, int32_t first, int32_t samples, int64_t x,
+                    int64_t y, int64_t count, void* buffer);
 
 /* The column that a column beside the image reads in the image's own rows; -1 where it reads the side's constant. */
 int64_t ownBorderColumn(const VekImage* image, int64_t x, uint32_t* constant);
@@ -396,6 +396,7 @@ struct OwnWindow {
     const VekImage *srcImage, *dstImage; /* of one depth; may be the same image */
     OwnChannels from, to;                /* equally many; alpha is left out wherever it stands, unless it is chosen */
     int32_t left, right, top, bottom;    /* pixels that the window reaches beyond its own */
+    const int32_t* borderConst;          /* the source's border constants, or others in their place */
     OwnWindowStage* stage;
     const void* k;
     int64_t scratchBytes, scratchPerSample; /* the stage's scratch: so much, and so much for each of lineSamples */

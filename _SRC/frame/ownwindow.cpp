@@ -29,8 +29,8 @@ static uint8_t* ownCarve(OwnCarver& carver, int64_t bytes)
 struct OwnWork {
     const OwnWindow* window;
     const VekImage* mask;
-    VekImage source; /* what lines are fetched from: the source, or a copy of it */
-    int64_t x, y;    /* its pixel under the rectangle's corner */
+    const VekImage* source; /* what lines are fetched from: the source, or a copy of it */
+    int64_t x, y;           /* its pixel under the rectangle's corner */
     int32_t width, height;
     int sampleBits;
     int lineSampleBytes;   /* bytes of a sample in a line, 0 for bits */
@@ -42,6 +42,7 @@ struct OwnWork {
     uint8_t *lines, *below, *bits, *out, *scratch;
     const uint8_t** rows; /* the ring's lines twice over, so that any turn of it is a run of pointers */
     void *ring, *copy;    /* the blocks to free */
+    VekImage copyHeader;
 };
 
 /* A rectangle of results in one plain image: the destination or one of its tiles. x, y: its corner in the whole. */
@@ -76,7 +77,7 @@ static void ownMeasure(OwnWork& work)
         work.width = std::min(work.width, mask.width);
         work.height = std::min(work.height, mask.height);
     }
-    work.source = *window.srcImage;
+    work.source = window.srcImage;
     work.x = from.xOffset;
     work.y = from.yOffset;
     work.inPlace = window.srcImage == window.dstImage;
@@ -122,7 +123,7 @@ static bool ownTakeScratch(OwnWork& work)
         window.dstImage->tileInfo ? std::min(work.width, window.dstImage->tileInfo->width) : work.width;
     work.nLines = (int64_t)window.top + window.bottom + 1;
     const int64_t end = work.y + work.height + window.bottom;
-    work.nBelow = work.inPlace ? std::max<int64_t>(end - work.source.height, 0) : 0;
+    work.nBelow = work.inPlace ? std::max<int64_t>(end - work.source->height, 0) : 0;
 
     /* Far beyond any memory the products below would overflow. */
     const double bytes = (double)(mostPixels + window.left + window.right + OWN_LINE_SPARE) * work.step *
@@ -148,18 +149,27 @@ static bool ownCopySource(OwnWork& work)
     const int64_t width = (int64_t)work.width + window.left + window.right,
                   height = (int64_t)work.height + window.top + window.bottom, x = work.x - window.left,
                   y = work.y - window.top;
-    if (width > INT32_MAX || height > INT32_MAX || x < INT32_MIN || y < INT32_MIN) return false;
-    VekImage& copy = work.source;
-    work.copy = vekCopyRectBordered(window.srcImage, (int32_t)x, (int32_t)y, (int32_t)width, (int32_t)height,
-                                    &copy.widthStep);
-    copy.imageData = (uint8_t*)work.copy;
+    if (width > INT32_MAX || height > INT32_MAX) return false;
+    VekImage& copy = work.copyHeader;
+    copy = *window.srcImage;
     copy.tileInfo = nullptr;
     copy.width = (int32_t)width;
     copy.height = (int32_t)height;
+    const int64_t rowBytes = ownRowBytes(&copy, width), rows = ownRowCount(&copy, height);
+    if (rowBytes > INT32_MAX || rows > PTRDIFF_MAX / rowBytes) return false;
+    copy.widthStep = (int32_t)rowBytes;
+    work.copy = ownAlloc((size_t)(rows * rowBytes));
+    if (!work.copy) return false;
+    copy.imageData = (uint8_t*)work.copy;
+    const bool planes = copy.dataOrder != VEK_DATA_ORDER_PIXEL;
+    for (int64_t i = 0; i < rows; ++i)
+        ownFetchPixels(window.srcImage, window.borderConst, planes ? (int32_t)(i / height) : 0,
+                       planes ? 1 : copy.nChannels, x, y + i % height, width, copy.imageData + i * rowBytes);
+    work.source = &copy;
     work.x = window.left;
     work.y = window.top;
     work.inPlace = false;
-    return work.copy != nullptr;
+    return true;
 }
 
 /* ---- Lines ----------------------------------------------------------------------------------------------------- */
@@ -194,7 +204,7 @@ static void ownFetchLine(const OwnWork& work, const OwnPatch& patch, int32_t pas
     const int64_t x = work.x + patch.x - window.left, count = (int64_t)patch.width + window.left + window.right;
     const int32_t first = work.step > 1 ? 0 : window.from.first + pass;
     const bool unpacked = work.sampleBits == 1 && work.lineSampleBytes;
-    ownFetchPixels(&work.source, first, work.step, x, work.y + y, count, unpacked ? work.bits : line);
+    ownFetchPixels(work.source, window.borderConst, first, work.step, x, work.y + y, count, unpacked ? work.bits : line);
     if (unpacked) ownBitsToBytes(line, work.bits, (ptrdiff_t)count);
 }
 
@@ -258,7 +268,7 @@ static uint8_t* ownStraight(const OwnWork& work, const OwnPatch& patch, int32_t 
 static void ownRunPass(const OwnWork& work, const OwnPatch& patch, int32_t pass)
 {
     const OwnWindow& window = *work.window;
-    const int64_t above = (int64_t)patch.y - window.top, belowFrom = work.source.height - work.y - above;
+    const int64_t above = (int64_t)patch.y - window.top, belowFrom = work.source->height - work.y - above;
     const ptrdiff_t n = (ptrdiff_t)patch.width * work.step;
     for (int64_t i = 0; i < work.nBelow; ++i)
         ownFetchLine(work, patch, pass, above + belowFrom + i, work.below + i * work.lineBytes);
@@ -340,7 +350,7 @@ static OwnWindowEnd ownRunWork(OwnWork& work)
 {
     const VekImage* dst = work.window->dstImage;
     if (dst->tileInfo && ownTileRowBytes(dst) == 0) return OWN_WINDOW_NO_MEMORY;
-    if (work.inPlace && work.source.tileInfo && !ownCopySource(work)) return OWN_WINDOW_NO_MEMORY;
+    if (work.inPlace && work.source->tileInfo && !ownCopySource(work)) return OWN_WINDOW_NO_MEMORY;
     if (!ownTakeScratch(work)) return OWN_WINDOW_NO_MEMORY;
     if (dst->tileInfo) return ownRunTiles(work);
 
@@ -363,7 +373,7 @@ OwnWindowEnd ownWindow(const OwnWindow& window)
     ownMeasure(work);
     const OwnWindowEnd end = work.width < 1 || work.height < 1 ? OWN_WINDOW_DONE : ownRunWork(work);
     ownFree(work.ring);
-    vekFree(work.copy);
+    ownFree(work.copy);
     ownReleaseMask(&mask);
     return end;
 }
