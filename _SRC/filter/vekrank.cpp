@@ -16,6 +16,7 @@ static void ownRunRank(const OwnFace& face, const VekImage* srcImage, VekImage* 
     OwnWindow window = {};
     window.srcImage = srcImage;
     window.dstImage = dstImage;
+    window.borderConst = srcImage->borderConst;
     window.from = ownChannels(srcImage);
     window.to = ownChannels(dstImage);
     window.left = args.anchorX;

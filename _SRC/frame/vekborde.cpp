@@ -178,7 +178,7 @@ int64_t ownBorderColumn(const VekImage* image, int64_t x, uint32_t* constant)
 {
     const int code = ownPositionCode(image, x, 0), mode = code ? ownBorderMode(image, code) : VEK_BORDER_EDGE;
     if (mode != VEK_BORDER_FIXED) return ownInside(x, image->width, mode);
-    *constant = ownBorderSample(image, code);
+    *constant = ownBorderSample(image, image->borderConst, code);
     return -1;
 }
 
