@@ -179,9 +179,10 @@ static void ownBitsToBytes(uint8_t* out, const uint8_t* bits, ptrdiff_t n)
 {
     ptrdiff_t i = 0;
     for (; i + 8 <= n; i += 8) {
-        /* The eight copies of the byte, each shifted so that its own bit is the lowest. */
+        /* The eight copies of the byte, each shifted so that its own bit is the lowest; the top bit comes to the lowest
+         * byte. */
         const uint64_t spread = ((bits[i >> 3] * 0x8040201008040201u) >> 7) & 0x0101010101010101u;
-        const uint64_t bytes = std::endian::native == std::endian::little ? __builtin_bswap64(spread) : spread;
+        const uint64_t bytes = std::endian::native == std::endian::little ? spread : __builtin_bswap64(spread);
         memcpy(out + i, &bytes, 8);
     }
     for (; i < n; ++i) out[i] = bits[i >> 3] >> (7 - (i & 7)) & 1;
