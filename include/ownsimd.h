@@ -475,14 +475,20 @@ typedef uint16_t OwnBins16 __attribute__((vector_size(32)));
 typedef uint8_t OwnBins8 __attribute__((vector_size(16)));
 typedef uint8_t OwnBins8Loose __attribute__((vector_size(16), aligned(1), may_alias));
 
-/* sums + come; sums + come - gone. */
-static inline OwnBins16 ownBinsAdd(OwnBins16 sums, const uint8_t* come)
+static inline OwnBins16 ownBinsLoad(const uint8_t* p)
 {
-    return sums + __builtin_convertvector(*(const OwnBins8Loose*)come, OwnBins16);
+#if OWN_VEC_BYTES == 32
+    return (OwnBins16)_mm256_cvtepu8_epi16(_mm_loadu_si128((const __m128i*)p));
+#else
+    return __builtin_convertvector(*(const OwnBins8Loose*)p, OwnBins16);
+#endif
 }
-static inline OwnBins16 ownBinsMove(OwnBins16 sums, const uint8_t* come, const uint8_t* gone)
+
+/* a if it holds, otherwise b, without a branch. */
+static inline OwnBins16 ownBinsSelect(bool holds, OwnBins16 a, OwnBins16 b)
 {
-    return ownBinsAdd(sums, come) - __builtin_convertvector(*(const OwnBins8Loose*)gone, OwnBins16);
+    const OwnBins16 mask = OwnBins16{} - (uint16_t)holds;
+    return (a & mask) | (b & ~mask);
 }
 
 /* The bytes at `sums` plus those at `come`, or less those at `gone`; null: none. */

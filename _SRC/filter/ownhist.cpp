@@ -4,12 +4,11 @@
  * The histogram of a window is the sum of its columns', and changes by a column that comes and one that goes; so a result
  * costs the same whatever the window. Counts are kept as sums from the lowest bin up, of the sixteen values of the high four
  * bits, and for each of these of the sixteen values of the low ones: the bin that reaches the rank is the number of sums
- * that don't, and all sixteen change at once. Of the low sums of a window only those that a median falls into are brought
- * up to date, when it does. */
+ * that don't, and all sixteen change at once. Of the low sums of a window only those are kept that medians fall into. */
 #include "ownrank.h"
 #include "ownsimd.h"
 
-enum { OWN_BINS = 16, OWN_FEW_SAMPLES = 40 };
+enum { OWN_BINS = 16, OWN_FEW_SAMPLES = 81 };
 
 /* From the first of these on counts of columns leave a byte, counts of windows the sixteen bits of a signed number. */
 static bool ownCountsFit(const OwnRank& rank) { return rank.nRows <= 255 && rank.nCols * rank.nRows <= 32767; }
@@ -34,61 +33,64 @@ struct OwnColumns {
     uint8_t* lowOf(int v, ptrdiff_t i) const { return low + (v * lineSamples + i) * OWN_BINS; }
 };
 
-static void ownTakeLine(const OwnColumns& columns, const uint8_t* line, ptrdiff_t n, uint8_t flip)
+/* A line comes, and one goes (null: none). */
+static void ownMoveLines(const OwnColumns& columns, const uint8_t* come, const uint8_t* gone, ptrdiff_t n, uint8_t flip)
 {
     for (ptrdiff_t i = 0; i < n; ++i) {
-        const int value = line[i] ^ flip, v = value >> 4;
-        ownBinsStep(columns.highOf(i), ownSteps.row[v], nullptr);
-        ownBinsStep(columns.lowOf(v, i), ownSteps.row[value & 15], nullptr);
+        const int in = come[i] ^ flip;
+        ownBinsStep(columns.lowOf(in >> 4, i), ownSteps.row[in & 15], nullptr);
+        if (!gone) ownBinsStep(columns.highOf(i), ownSteps.row[in >> 4], nullptr);
+        else {
+            const int out = gone[i] ^ flip;
+            ownBinsStep(columns.lowOf(out >> 4, i), nullptr, ownSteps.row[out & 15]);
+            ownBinsStep(columns.highOf(i), ownSteps.row[in >> 4], ownSteps.row[out >> 4]);
+        }
     }
 }
 
-static void ownDropLine(const OwnColumns& columns, const uint8_t* line, ptrdiff_t n, uint8_t flip)
+/* The sums of a window whose first column's are at p. */
+static inline OwnBins16 ownWindowSums(const uint8_t* p, ptrdiff_t step, ptrdiff_t span)
 {
-    for (ptrdiff_t i = 0; i < n; ++i) {
-        const int value = line[i] ^ flip, v = value >> 4;
-        ownBinsStep(columns.highOf(i), nullptr, ownSteps.row[v]);
-        ownBinsStep(columns.lowOf(v, i), nullptr, ownSteps.row[value & 15]);
-    }
+    OwnBins16 sums = {};
+    for (ptrdiff_t c = 0; c < span; c += step) sums += ownBinsLoad(p + c * OWN_BINS);
+    return sums;
 }
 
-/* The low sums of a window as it was at result `at`. */
-struct OwnLow {
-    OwnBins16 sums;
-    ptrdiff_t at;
-};
-
-/* Brings low sums to result i: step by step, or anew when that is shorter. */
-static inline void ownCatchUp(OwnLow& low, const uint8_t* column, ptrdiff_t i, ptrdiff_t step, ptrdiff_t span)
-{
-    if (low.at < 0 || i - low.at > span / 2) {
-        low.sums = OwnBins16{};
-        for (ptrdiff_t c = 0; c < span; c += step) low.sums = ownBinsAdd(low.sums, column + (i + c) * OWN_BINS);
-    } else {
-        for (ptrdiff_t x = low.at; x < i; x += step)
-            low.sums = ownBinsMove(low.sums, column + (x + span) * OWN_BINS, column + x * OWN_BINS);
-    }
-    low.at = i;
-}
-
-/* The results of one channel, `step` samples apart. */
+/* The results of one channel, `step` samples apart. The low sums of two high values go along, those that medians were last
+ * found in; mostly a row needs no others. */
 static void ownSlide(uint8_t* out, const OwnColumns& columns, ptrdiff_t first, const OwnWindowRow& row, uint8_t flip)
 {
     const OwnRank& rank = *(const OwnRank*)row.k;
-    const ptrdiff_t step = row.step, span = (ptrdiff_t)rank.nCols * step;
+    const ptrdiff_t step = row.step, span = (ptrdiff_t)rank.nCols * step, n = row.n;
+    const ptrdiff_t stepBytes = step * OWN_BINS, spanBytes = span * OWN_BINS;
     const int k = (int)rank.rank;
-    OwnLow low[OWN_BINS];
-    for (OwnLow& l : low) l.at = -1;
-    OwnBins16 high = {};
-    for (ptrdiff_t c = 0; c < span; c += step) high = ownBinsAdd(high, columns.highOf(first + c));
-    for (ptrdiff_t i = first; i < row.n; i += step) {
-        int below;
+    int vA = -1, vB = -1; /* the two high values: none yet */
+    bool inB = true;      /* where the last median was found */
+    const uint8_t *p = columns.highOf(first), *pA = columns.lowOf(0, first), *pB = pA;
+    OwnBins16 high = ownWindowSums(p, step, span), lowA = {}, lowB = {};
+    for (ptrdiff_t i = first; i < n; i += step) {
+        int below, unused;
         const int v = ownBinsBelow(high, k, &below);
-        OwnLow& l = low[v];
-        if (l.at != i) ownCatchUp(l, columns.lowOf(v, 0), i, step, span);
-        int unused;
-        out[i] = (uint8_t)((v << 4 | ownBinsBelow(l.sums, k - below, &unused)) ^ flip);
-        high = ownBinsMove(high, columns.highOf(i + span), columns.highOf(i));
+        if (v != vA && v != vB) {
+            if (inB) {
+                vA = v;
+                pA = columns.lowOf(v, i);
+                lowA = ownWindowSums(pA, step, span);
+            } else {
+                vB = v;
+                pB = columns.lowOf(v, i);
+                lowB = ownWindowSums(pB, step, span);
+            }
+        }
+        inB = v == vB;
+        const int low = ownBinsBelow(ownBinsSelect(inB, lowB, lowA), k - below, &unused);
+        out[i] = (uint8_t)((v << 4 | low) ^ flip);
+        high += ownBinsLoad(p + spanBytes) - ownBinsLoad(p);
+        lowA += ownBinsLoad(pA + spanBytes) - ownBinsLoad(pA);
+        lowB += ownBinsLoad(pB + spanBytes) - ownBinsLoad(pB);
+        p += stepBytes;
+        pA += stepBytes;
+        pB += stepBytes;
     }
 }
 
@@ -97,13 +99,13 @@ template <uint8_t flip> static void ownColumnsRow(void* out, const uint8_t* cons
     const OwnRank& rank = *(const OwnRank*)row.k;
     const ptrdiff_t nRows = (ptrdiff_t)rank.nRows, line = row.n + (ptrdiff_t)(rank.nCols - 1) * row.step;
     const OwnColumns columns = {row.scratch, row.scratch + row.lineSamples * OWN_BINS, row.lineSamples};
+    uint8_t* gone = columns.lowOf(OWN_BINS, 0); /* the line that was the first of the window before */
     if (row.first) {
         memset(row.scratch, 0, (size_t)row.lineSamples * OWN_BINS * (OWN_BINS + 1));
-        for (ptrdiff_t r = 0; r < nRows - 1; ++r) ownTakeLine(columns, rows[r], line, flip);
-    }
-    ownTakeLine(columns, rows[nRows - 1], line, flip);
+        for (ptrdiff_t r = 0; r < nRows; ++r) ownMoveLines(columns, rows[r], nullptr, line, flip);
+    } else ownMoveLines(columns, rows[nRows - 1], gone, line, flip);
+    memcpy(gone, rows[0], (size_t)line);
     for (ptrdiff_t channel = 0; channel < row.step; ++channel) ownSlide((uint8_t*)out, columns, channel, row, flip);
-    ownDropLine(columns, rows[0], line, flip);
 }
 
 /* ---- Windows beyond these counts ------------------------------------------------------------------------------------ */
@@ -150,5 +152,5 @@ void ownHistogramStage(OwnWindow& window, const OwnRank& rank)
         return;
     }
     window.stage = isSigned ? ownColumnsRow<0x80> : ownColumnsRow<0>;
-    window.scratchPerSample = OWN_BINS * (OWN_BINS + 1);
+    window.scratchPerSample = OWN_BINS * (OWN_BINS + 1) + 1;
 }

@@ -172,7 +172,7 @@ template <class T> static void ownSearchRow(void* out, const uint8_t* const* row
     constexpr ptrdiff_t lanes = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
     uint8_t* to = (uint8_t*)out;
     ptrdiff_t i = 0;
-    if (rank.nRows * rank.nCols <= (int64_t)std::numeric_limits<T>::max()) {
+    if (rank.nRows * rank.nCols <= (int64_t)std::numeric_limits<std::make_unsigned_t<T>>::max()) {
         for (; i + 2 * lanes <= row.n; i += 2 * lanes) ownSearch<T, 2>(to + i * size, rows, i, row.step, rank);
         for (; i < row.n; i += lanes) ownSearch<T, 1>(to + i * size, rows, i, row.step, rank);
     }
