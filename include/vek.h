@@ -479,8 +479,8 @@ VEK_API void vekMaxFilter(const VekImage* srcImage, VekImage* dstImage, int32_t 
                           int32_t anchorY);
 VEK_API void vekMinFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
                           int32_t anchorY);
-VEK_API void vekMedianFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
-                             int32_t anchorY);
+VEK_API void vekMedianFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows,
+                             int32_t anchorX, int32_t anchorY);
 
 /* ---- Filters: morphology -------------------------------------------------------------------------- */
 

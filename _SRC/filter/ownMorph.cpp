@@ -31,14 +31,14 @@ struct OwnBoxShape {
 
 struct OwnBoxPass {
     const OwnBox* box;
-    OwnBoxPass* from;         /* the pass that makes the lines; null: they are read */
-    int32_t filled;           /* lines that have come so far; line y is in slot y % slots */
-    uint8_t* ring;            /* the lines */
-    uint8_t* ends[2];         /* the line above the rectangle, and the one below it */
-    uint8_t* down;            /* a batch of extrema down; what is not of a line is the neutral sample */
-    uint8_t* across;          /* the same after some passes across */
-    const uint8_t** rows;     /* the lines that a batch looks at */
-    const uint8_t* straight;  /* pixel 0 of line 0 in the source; null: lines are in the ring */
+    OwnBoxPass* from;        /* the pass that makes the lines; null: they are read */
+    int32_t filled;          /* lines that have come so far; line y is in slot y % slots */
+    uint8_t* ring;           /* the lines */
+    uint8_t* ends[2];        /* the line above the rectangle, and the one below it */
+    uint8_t* down;           /* a batch of extrema down; what is not of a line is the neutral sample */
+    uint8_t* across;         /* the same after some passes across */
+    const uint8_t** rows;    /* the lines that a batch looks at */
+    const uint8_t* straight; /* pixel 0 of line 0 in the source; null: lines are in the ring */
     ptrdiff_t straightStep;
     uint8_t *sides[2], *sideDown[2]; /* with it: the pixels at the lines' sides, and their extrema down */
 };
@@ -73,7 +73,8 @@ static void ownMakeDown(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_
     const int64_t top = (int64_t)y - shape.yReach;
     if (!pass.straight) {
         for (ptrdiff_t i = 0; i < count; ++i) pass.rows[i] = ownLine(shape, pass, top + i);
-        return pass.box->down(down, shape.downBytes, pass.rows, side, shape.batch, shape.bits() ? (line + 7) >> 3 : line);
+        return pass.box->down(down, shape.downBytes, pass.rows, side, shape.batch,
+                              shape.bits() ? (line + 7) >> 3 : line);
     }
     const ptrdiff_t pixel = shape.pixel();
     for (ptrdiff_t i = 0; i < count; ++i)
@@ -169,7 +170,8 @@ static void ownMakeSideDown(const OwnMorph& morph, OwnBoxPass& pass, int side)
         OwnReach reach = plan.pass[i];
         if (i == plan.count - 1)
             for (int k = 0; k < reach.count; ++k) reach.at[k] += shape.unit; /* the window of row 0 begins at -yReach */
-        pass.box->across(pass.sideDown[side], pass.sideDown[side], reach, i < plan.count - 1 ? n : shape.height * shape.unit);
+        pass.box->across(pass.sideDown[side], pass.sideDown[side], reach,
+                         i < plan.count - 1 ? n : shape.height * shape.unit);
     }
 }
 

@@ -91,8 +91,7 @@ static inline void ownDownHigh(uint8_t* out, ptrdiff_t outStep, const uint8_t* c
 }
 
 template <class E, int side>
-static void ownDownLows(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t nRows,
-                                         ptrdiff_t n)
+static void ownDownLows(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t nRows, ptrdiff_t n)
 {
     constexpr int few = side > 3 ? OWN_BOX_ROWS : OWN_BOX_ROWS / 2;
     for (ptrdiff_t y = 0; y < nRows; y += few) ownDownLow<E, side, few>(out + y * outStep, outStep, rows + y, n);

@@ -25,8 +25,7 @@ struct OwnExtremeRows {
 enum { OWN_GROUP_BYTES = 64, OWN_FEW_ROWS = 5 };
 
 static const uint8_t* ownDownLines(const OwnBox& box, const OwnRank& rank, const OwnExtremeRows& s,
-                                   const uint8_t* const* rows, bool first, ptrdiff_t n,
-                                   ptrdiff_t lineBytes)
+                                   const uint8_t* const* rows, bool first, ptrdiff_t n, ptrdiff_t lineBytes)
 {
     const int64_t nRows = rank.nRows;
     if (nRows == 1) return rows[0];

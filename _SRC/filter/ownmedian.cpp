@@ -122,8 +122,7 @@ template <class T> struct OwnBits {
 };
 
 /* One result, with counts of any size. */
-template <class T>
-static T ownSearchOne(const uint8_t* const* rows, ptrdiff_t at, ptrdiff_t step, const OwnRank& rank)
+template <class T> static T ownSearchOne(const uint8_t* const* rows, ptrdiff_t at, ptrdiff_t step, const OwnRank& rank)
 {
     typedef OwnBits<T> B;
     typename B::U found = 0;
@@ -216,7 +215,8 @@ struct OwnMedianStages {
     int sampleBytes;
 };
 template <class T>
-static constexpr OwnMedianStages ownMedianStages = {ownNetworkRow<T, 3>, ownNetworkRow<T, 5>, ownSearchRow<T>, sizeof(T)};
+static constexpr OwnMedianStages ownMedianStages = {ownNetworkRow<T, 3>, ownNetworkRow<T, 5>, ownSearchRow<T>,
+                                                    sizeof(T)};
 
 static const OwnMedianStages ownMedians[OWN_DEPTHS] = {
     /*  1U */ {ownNetworkRow<uint8_t, 3>, ownNetworkRow<uint8_t, 5>, ownOnesRow, 1},

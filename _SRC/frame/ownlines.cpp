@@ -4,9 +4,7 @@
 
 static OwnRun* ownCopyOf(int sampleBits)
 {
-    return sampleBits <= 8    ? ownCopyRun<1>
-           : sampleBits <= 16 ? ownCopyRun<2>
-                              : ownCopyRun<4>;
+    return sampleBits <= 8 ? ownCopyRun<1> : sampleBits <= 16 ? ownCopyRun<2> : ownCopyRun<4>;
 }
 
 /* ---- Opening --------------------------------------------------------------------------------------------------- */
@@ -29,7 +27,8 @@ static VekROI ownRegion(const VekImage* image)
 }
 
 /* A private header on a block with a rectangle of the image. */
-static bool ownCopyPart(OwnLines::Part& part, const VekImage* image, int32_t x, int32_t y, int32_t width, int32_t height)
+static bool ownCopyPart(OwnLines::Part& part, const VekImage* image, int32_t x, int32_t y, int32_t width,
+                        int32_t height)
 {
     part.image = *image;
     part.image.tileInfo = nullptr;
@@ -56,7 +55,8 @@ static bool ownOpenSource(OwnLines* lines, const VekImage* image, const VekROI& 
 {
     const int32_t x = region.xOffset - 1, y = region.yOffset - 1, width = lines->width + 2;
     if (image->tileInfo) {
-        if (lines->height > INT32_MAX - 2 || !ownCopyPart(lines->rows, image, x, y, width, lines->height + 2)) return false;
+        if (lines->height > INT32_MAX - 2 || !ownCopyPart(lines->rows, image, x, y, width, lines->height + 2))
+            return false;
         for (int i = 0; i < 2; ++i) {
             lines->ends[i] = lines->rows;
             lines->ends[i].block = nullptr;
@@ -153,7 +153,8 @@ OwnOpened ownOpenLines(OwnLines* lines, const VekImage* srcImage, const VekImage
 /* ---- Copies by the traversal ------------------------------------------------------------------------------------ */
 
 /* A private header on n rows of line samples. */
-static VekImage ownRowsHeader(const OwnLines& lines, const uint8_t* rows, ptrdiff_t rowBytes, int32_t width, VekROI* roi)
+static VekImage ownRowsHeader(const OwnLines& lines, const uint8_t* rows, ptrdiff_t rowBytes, int32_t width,
+                              VekROI* roi)
 {
     VekImage image = lines.rows.image;
     image.nChannels = lines.step;
@@ -186,8 +187,8 @@ static OwnChannels ownLineChannels(const OwnLines& lines, int32_t plane)
     return {lines.from.first + plane, lines.step, lines.from.single};
 }
 
-static void ownReadPart(const OwnLines& lines, const OwnLines::Part& part, int32_t plane, int32_t y, int32_t n, int32_t x,
-                        uint8_t* out, ptrdiff_t outStep)
+static void ownReadPart(const OwnLines& lines, const OwnLines::Part& part, int32_t plane, int32_t y, int32_t n,
+                        int32_t x, uint8_t* out, ptrdiff_t outStep)
 {
     VekROI from = {0, part.roi.xOffset, part.roi.yOffset + y, part.roi.width, n}, to = {0, x, 0, part.roi.width, n};
     VekImage src = part.image;
@@ -319,7 +320,8 @@ void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, co
 void ownCloseLines(const OwnFace& face, OwnLines* lines)
 {
     if (lines->result.block) {
-        OwnPoint point = {&face, 2, {&lines->result.image, lines->dst}, {}, ownCopyOf(lines->sampleBits), nullptr, false};
+        OwnPoint point = {&face,   2,    {&lines->result.image, lines->dst}, {}, ownCopyOf(lines->sampleBits),
+                          nullptr, false};
         lines->result.image.roi = &lines->result.roi;
         point.channels[0] = {0, lines->from.count, false};
         point.channels[1] = lines->to;

@@ -133,7 +133,8 @@ void modelMorphology(const SharedArea& area, const uint8_t* srcBlock, uint8_t* d
 {
     if (area.width < 1 || area.height < 1) return;
     for (size_t c = 0; c < area.srcChannels.size(); ++c) {
-        Ringed plane = {area.width, area.height, std::vector<int64_t>((size_t)(area.width + 2) * (size_t)(area.height + 2))};
+        Ringed plane = {area.width, area.height,
+                        std::vector<int64_t>((size_t)(area.width + 2) * (size_t)(area.height + 2))};
         for (int32_t y = -1; y <= area.height; ++y)
             for (int32_t x = -1; x <= area.width; ++x)
                 plane.at(x, y) = borderedSample(*area.src, srcBlock, area.xSrc + x, area.ySrc + y, area.srcChannels[c]);

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-static const uint32_t depths[] = {VEK_DEPTH_1U,  VEK_DEPTH_8U,  VEK_DEPTH_16U,
+static const uint32_t depths[] = {VEK_DEPTH_1U, VEK_DEPTH_8U,  VEK_DEPTH_16U,
                                   VEK_DEPTH_8S, VEK_DEPTH_16S, VEK_DEPTH_32S}; /* morphology: the first three */
 
 /* ---- Random images ------------------------------------------------------------------------------------------------ */
@@ -98,11 +98,9 @@ static void checkPair(Pair& pair)
 {
     const std::vector<uint8_t> now = pair.dst().bytes();
     const auto differ = std::mismatch(now.begin(), now.end(), pair.expected.begin());
-    ASSERT_TRUE(differ.first == now.end()) << "byte " << differ.first - now.begin() << ": " << (int)*differ.first
-                                           << ", not " << (int)*differ.second;
-    if (pair.other) {
-        ASSERT_EQ(pair.src->bytes(), pair.srcBytes);
-    }
+    ASSERT_TRUE(differ.first == now.end())
+        << "byte " << differ.first - now.begin() << ": " << (int)*differ.first << ", not " << (int)*differ.second;
+    if (pair.other) { ASSERT_EQ(pair.src->bytes(), pair.srcBytes); }
     for (const TiledImage* tiles : {pair.srcTiles.get(), pair.dstTiles.get()}) {
         if (!tiles) continue;
         ASSERT_FALSE(tiles->isOpen());
@@ -179,11 +177,12 @@ TEST(RankFilters, equalTheNaiveModel)
 /* The median has methods of its own by the size of the window and the range of its counts. */
 TEST(RankFilters, medianOfLargeWindows)
 {
-    const ModelWindow windows[] = {{7, 7, 3, 3},    {9, 3, 0, 0},   {3, 9, 2, 8},     {31, 31, 15, 15},
+    const ModelWindow windows[] = {{7, 7, 3, 3},    {9, 3, 0, 0},   {3, 9, 2, 8},      {31, 31, 15, 15},
                                    {200, 2, 99, 1}, {2, 300, 1, 9}, {180, 190, 4, 180}};
     for (const uint32_t depth : depths)
         for (const ModelWindow& w : windows) {
-            SCOPED_TRACE("depth " + std::to_string(depth) + " " + std::to_string(w.nCols) + "x" + std::to_string(w.nRows));
+            SCOPED_TRACE("depth " + std::to_string(depth) + " " + std::to_string(w.nCols) + "x" +
+                         std::to_string(w.nRows));
             Random random(depth + (uint32_t)w.nCols);
             ImageSpec spec;
             spec.depth = depth;
