@@ -7,6 +7,17 @@ typedef const VekImage* In;
 typedef VekImage* Out;
 typedef const Numbers& N;
 
+/* A filter that can't work in place, on a copy of its picture. */
+typedef void (*RankFilter)(const VekImage*, VekImage*, int32_t, int32_t, int32_t, int32_t);
+static void runRank(RankFilter filter, Out picture, N n)
+{
+    VekImage* copy = vekCloneImage(picture);
+    if (!copy) return;
+    const int32_t side = n.whole();
+    filter(copy, picture, side, side, side / 2, side / 2);
+    vekDeallocate(copy, VEK_IMAGE_HEADER | VEK_IMAGE_DATA | VEK_IMAGE_ROI);
+}
+
 /* clang-format off */
 const Operation operations[] = {
     {"invert",   ONE_PICTURE,  0, "NOT src",           "invert",        [](In a, In, Out d, N) { vekNot(a, d); }},
@@ -33,6 +44,13 @@ const Operation operations[] = {
     {"xor",      TWO_PICTURES, 0, "src XOR second",    "xor",           [](In a, In b, Out d, N) { vekXor(a, b, d); }},
     {"spectrum", AS_FLOAT,     0, "log |spectrum|",    "spectrum",      [](In, In, Out d, N) { drawSpectrum(d); }},
     {"lowpass",  AS_FLOAT,     1, "below n waves",     "lowpass:12",    [](In, In, Out d, N n) { keepLowFrequencies(d, n.real()); }},
+    {"max",      ONE_PICTURE,  1, "max of n x n",      "max:5",         [](In, In, Out d, N n) { runRank(vekMaxFilter, d, n); }},
+    {"min",      ONE_PICTURE,  1, "min of n x n",      "min:5",         [](In, In, Out d, N n) { runRank(vekMinFilter, d, n); }},
+    {"median",   ONE_PICTURE,  1, "median of n x n",   "median:7",      [](In, In, Out d, N n) { runRank(vekMedianFilter, d, n); }},
+    {"erode",    ONE_PICTURE,  1, "min, side 2n + 1",  "erode:2",       [](In a, In, Out d, N n) { vekErode(a, d, n.whole()); }},
+    {"dilate",   ONE_PICTURE,  1, "max, side 2n + 1",  "dilate:2",      [](In a, In, Out d, N n) { vekDilate(a, d, n.whole()); }},
+    {"open",     ONE_PICTURE,  1, "erode, dilate",     "open:3",        [](In a, In, Out d, N n) { vekOpen(a, d, n.whole()); }},
+    {"close",    ONE_PICTURE,  1, "dilate, erode",     "close:3",       [](In a, In, Out d, N n) { vekClose(a, d, n.whole()); }},
 };
 /* clang-format on */
 

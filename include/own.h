@@ -417,4 +417,113 @@ void ownReleaseStaged(VekImage* staged);
 void* vekCopyRectBordered(const VekImage* image, int32_t x, int32_t y, int32_t width, int32_t height,
                           int32_t* rowBytes);
 
+/* `count` pixels of row y from column x on, inside the image or by its border modes and these constants, to the buffer's
+ * start: of each pixel `samples` neighbouring samples from channel `first` (from 0) on. 1-bit pixels come from the top bit
+ * of the first byte on. */
+void ownFetchPixels(const VekImage* image, const int32_t* borderConst, int32_t first, int32_t samples, int64_t x,
+                    int64_t y, int64_t count, void* buffer);
+
+/* The column that a column beside the image reads in the image's own rows; -1 where it reads the side's constant. */
+int64_t ownBorderColumn(const VekImage* image, int64_t x, uint32_t* constant);
+
+/* ---- Lines --------------------------------------------------------------------------------------------------- */
+
+/* The rectangle of an operation that reads whole rows with one pixel more at each side, and one row more above and below.
+ * A line is such a row: pixels -1 to width, `step` samples each, from the top bit of its first byte on. The rectangle is
+ * gone over nPlanes times. Where the source is the destination, each line must be read before its row is written. */
+struct OwnLines {
+    int32_t width, height; /* in pixels */
+    int32_t step;          /* samples of a pixel */
+    int32_t nPlanes;
+    int sampleBits;
+    ptrdiff_t rowBytes; /* rows to be written go fastest when they lie so far apart */
+
+    struct Part { /* a private header on pixels that a line is made of */
+        VekImage image;
+        VekROI roi;
+        void* block; /* owned */
+    };
+    Part rows, ends[2]; /* the rectangle, and the rows above and below it, one pixel wider at each side */
+    struct Side {
+        bool inside;    /* the pixel is a real one, */
+        int64_t column; /* of the image's column, */
+        uint32_t value; /* or has this value */
+    } sides[2];
+    OwnChannels from, to;
+    OwnMask mask;
+    const VekImage* dst;
+    Part result; /* of a tiled destination: all of the rectangle */
+};
+
+enum OwnOpened { OWN_OPENED, OWN_OPENED_EMPTY, OWN_OPENED_NO_MEMORY };
+
+/* The tests of the headers have passed, and both images have equally many channels and the same data order. Unless it
+ * returns OWN_OPENED there is nothing to close. */
+OwnOpened ownOpenLines(OwnLines* lines, const VekImage* srcImage, const VekImage* dstImage);
+
+/* Lines y to y + n - 1 of a plane, all of them rows of the rectangle, to `out`, outStep bytes apart. Of 1-bit lines no
+ * other bit is written. */
+void ownReadLines(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, uint8_t* out, ptrdiff_t outStep);
+
+/* The line above the rectangle (end 0), or below it (end 1). */
+void ownReadEndLine(const OwnLines& lines, int32_t plane, int end, uint8_t* out);
+
+/* The pixels at the left (side 0), or at the right, of all rows of the rectangle, one behind the other; not of bits. */
+void ownReadSideColumn(const OwnLines& lines, int32_t plane, int side, uint8_t* out);
+
+/* Where the samples of pixel 0 of row 0 may be read in the source itself, each row widthStep bytes behind the one before,
+ * while other rows are written; null when lines must be copied. */
+const uint8_t* ownStraightLines(const OwnLines& lines, int32_t plane, ptrdiff_t* widthStep);
+
+/* Where the samples of pixel 0 of row 0 may be written straight away, each row widthStep bytes behind the one before; null
+ * when rows go through ownWriteRows. */
+uint8_t* ownPlaceRows(const OwnLines& lines, int32_t plane, ptrdiff_t* widthStep);
+
+/* Rows y to y + n - 1 of a plane, pixels 0 to width - 1, from `rows`, under the mask. */
+void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, const uint8_t* rows, ptrdiff_t rowBytes);
+
+/* Releases everything; ownCloseLines first stores what a tiled destination is still due. */
+void ownDropLines(OwnLines* lines);
+void ownCloseLines(const OwnFace& face, OwnLines* lines);
+
+/* ---- Neighbourhoods ------------------------------------------------------------------------------------------ */
+
+/* How far the lines of a window can be read beyond their last sample, and the unit that the room for results is rounded
+ * up to: stages go in steps of whole vectors, without tails. In bytes. */
+enum { OWN_LINE_SPARE = 128, OWN_OUT_UNIT = 64 };
+
+/* What a row stage is told of its row. */
+struct OwnWindowRow {
+    ptrdiff_t n;           /* samples of the result */
+    ptrdiff_t step;        /* samples from a pixel to its right neighbour: so far apart lie the taps of a sample */
+    ptrdiff_t lineSamples; /* n + (left + right) * step, and at least OWN_LINE_SPARE more; a multiple of 64 */
+    bool first;            /* the call before was not for the row above: running sums begin anew */
+    uint8_t* scratch;      /* the stage's own, aligned to 64 bytes, kept from row to row */
+    const void* k;         /* the window's */
+};
+
+/* A row stage: one row of results from the lines of the window. rows[0] to rows[top + bottom] are the lines from top to
+ * bottom, each from the pixel on that lies `left` pixels left of the first result. So the tap (column c, row r) of result
+ * i, counted from the window's corner, is rows[r][i + c * step]. Rows come from top to bottom: rows[r] has been rows[r + 1]
+ * at the call before, unless row.first is set. A 1-bit sample comes and goes as a byte: 0 or 1 in, above 0 for a 1 out. */
+typedef void OwnWindowStage(void* out, const uint8_t* const* rows, const OwnWindowRow& row);
+
+/* An operation on neighbourhoods whose tests have passed. */
+struct OwnWindow {
+    const VekImage *srcImage, *dstImage; /* of one depth; may be the same image */
+    OwnChannels from, to;                /* equally many; alpha is left out wherever it stands, unless it is chosen */
+    int32_t left, right, top, bottom;    /* pixels that the window reaches beyond its own */
+    const int32_t* borderConst;          /* the source's border constants, or others in their place */
+    OwnWindowStage* stage;
+    const void* k;
+    int64_t scratchBytes, scratchPerSample; /* the stage's scratch: so much, and so much for each of lineSamples */
+    bool asBits; /* 1-bit lines and results stay bits, from the top bit of the first byte on */
+};
+
+enum OwnWindowEnd { OWN_WINDOW_DONE, OWN_WINDOW_NO_MEMORY, OWN_WINDOW_NO_TILE };
+
+/* Takes the stage over the common rectangle of regions and masks: borders, channels, masks, tiles, in place. Nothing is
+ * reported. OWN_WINDOW_NO_TILE: a tile of the destination was not delivered. OWN_WINDOW_NO_MEMORY: nothing is written. */
+OwnWindowEnd ownWindow(const OwnWindow& window);
+
 #endif

@@ -705,6 +705,56 @@ static inline void ownTransposeEight(OwnEight::Raw v[8])
     }
 }
 
+/* ---- Sums of sixteen bins ------------------------------------------------------------------------------------ */
+
+/* Sixteen counts, whatever the width of a vector; those of one column are bytes in memory. */
+typedef uint16_t OwnBins16 __attribute__((vector_size(32)));
+typedef uint8_t OwnBins8 __attribute__((vector_size(16)));
+typedef uint8_t OwnBins8Loose __attribute__((vector_size(16), aligned(1), may_alias));
+
+static inline OwnBins16 ownBinsLoad(const uint8_t* p)
+{
+#if OWN_VEC_BYTES == 32
+    return (OwnBins16)_mm256_cvtepu8_epi16(_mm_loadu_si128((const __m128i*)p));
+#else
+    return __builtin_convertvector(*(const OwnBins8Loose*)p, OwnBins16);
+#endif
+}
+
+/* a if it holds, otherwise b, without a branch. */
+static inline OwnBins16 ownBinsSelect(bool holds, OwnBins16 a, OwnBins16 b)
+{
+    const OwnBins16 mask = OwnBins16{} - (uint16_t)holds;
+    return (a & mask) | (b & ~mask);
+}
+
+/* The bytes at `sums` plus those at `come`, or less those at `gone`; null: none. */
+static inline void ownBinsStep(uint8_t* sums, const uint8_t* come, const uint8_t* gone)
+{
+    OwnBins8 x = *(const OwnBins8Loose*)sums;
+    if (come) x += *(const OwnBins8Loose*)come;
+    if (gone) x -= *(const OwnBins8Loose*)gone;
+    *(OwnBins8Loose*)sums = x;
+}
+
+/* Of sums that rise: how many are below k (k and the sums below 32768), and the last one of these, 0 if there is none. */
+static inline int ownBinsBelow(OwnBins16 sums, int k, int* last)
+{
+    uint16_t from[17];
+    from[0] = 0;
+    typedef OwnBins16 Loose __attribute__((aligned(1), may_alias));
+    *(Loose*)(from + 1) = sums;
+#if OWN_VEC_BYTES == 32
+    const __m256i less = _mm256_cmpgt_epi16(_mm256_set1_epi16((short)k), (__m256i)sums);
+    const int n = __builtin_popcount((unsigned)_mm256_movemask_epi8(less)) >> 1;
+#else
+    int n = 0;
+    for (int i = 1; i <= 16; ++i) n += from[i] < k;
+#endif
+    *last = from[n];
+    return n;
+}
+
 /* ---- Loops over runs ----------------------------------------------------------------------------------------- */
 
 /* out[i] = f(a[i]), out[i] = f(a[i], b[i]), a vector at a time. out may be a or b: the last vector is computed before

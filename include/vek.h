@@ -617,6 +617,50 @@ enum {
  *   memory    tables and scratch are kept for the thread until VEK_DCT_RELEASE or its end, about 4 bytes a pixel */
 VEK_API void vekDCT2D(const VekImage* src, VekImage* dst, int32_t flags);
 
+/* ---- Filters: ranks -------------------------------------------------------------------------------- */
+
+/* vekMaxFilter, vekMinFilter, vekMedianFilter: dst = the largest, smallest, middle sample of the window of nCols by nRows
+ * pixels that begins anchorX columns left of the pixel and anchorY rows above it (it is not rotated). The median is the
+ * sample of rank nCols nRows / 2 + 1 in ascending order: of an even number the upper one of the middle two.
+ *   srcImage, dstImage  same depth, nChannels, alphaChannel and data order (1U: any order); not the same image
+ *   nCols, nRows        at least 1; anchorX in 0 to nCols - 1, anchorY in 0 to nRows - 1
+ *   depths              1U 8U 8S 16U 16S 32S
+ *   borders             real pixels around the region as far as the image goes, then the source's border settings
+ *   writes              [W], padding always spared; of tiled destinations each tile once, row by row
+ *   refuses             the headers; -5 "(anchorX>=nCols)||(anchorX<0)"; "(anchorY>=nRows)||(anchorY<0)";
+ *                       "(srcImage==dstImage)"; "srcImage->depth!=dstImage->depth"; "srcImage->depth==32";
+ *                       "srcImage->nChannels!=dstImage->nChannels"; "srcImage->alphaChannel!=dstImage->alphaChannel";
+ *                       "(srcImage->alphaChannel!=0)&&(srcImage->alphaChannel!=srcImage->nChannels)";
+ *                       "srcImage->dataOrder!=dstImage->dataOrder"; "Number of interset channel input and output Image is
+ *                       not equal.", counting 1 under a coi, otherwise all but alpha. Nothing is done, silently, while the
+ *                       stored status is negative. -4 "Allocation failure"; -2 "Error get tile to write" */
+VEK_API void vekMaxFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
+                          int32_t anchorY);
+VEK_API void vekMinFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
+                          int32_t anchorY);
+VEK_API void vekMedianFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows,
+                             int32_t anchorX, int32_t anchorY);
+
+/* ---- Filters: morphology -------------------------------------------------------------------------- */
+
+/* vekErode, vekDilate: dst = the smallest, the largest sample of the square of 2 nIterations + 1 pixels a side around each
+ * pixel. vekOpen erodes, then dilates; vekClose dilates, then erodes; their second pass sees the result of the first inside
+ * the rectangle and the source around it.
+ *   srcImage, dstImage  same depth, data order, origin and coi; may be the same image
+ *   nIterations         above 0; the cost hardly depends on it
+ *   depths              1U 8U 16U
+ *   borders             around the rectangle one pixel is read on every side, a real one or by the source's border
+ *                       settings, and repeated outward
+ *   writes              [W], padding always spared; of tiled destinations each tile once, row by row
+ *   refuses             the status is set to 0 first. The headers; -5 "Illegal number of of iterations"; "Illegal image
+ *                       depth"; "SRC and DST depth are different"; "SRC and DST order are different"; "SRC and DST orign
+ *                       are different"; "SRC and DST number of channels are different"; "SRC and DST COI are different".
+ *                       Short of memory: status -4, no report, nothing written */
+VEK_API void vekErode(const VekImage* srcImage, VekImage* dstImage, int32_t nIterations);
+VEK_API void vekDilate(const VekImage* srcImage, VekImage* dstImage, int32_t nIterations);
+VEK_API void vekOpen(const VekImage* srcImage, VekImage* dstImage, int32_t nIterations);
+VEK_API void vekClose(const VekImage* srcImage, VekImage* dstImage, int32_t nIterations);
+
 /* ---- Test images ---------------------------------------------------------------------------------- */
 
 /* vekCreateImageJaehne: a new one-channel image of rings, sin(r^2 * 2 pi / (4 height)) around its centre, whose

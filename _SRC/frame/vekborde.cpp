@@ -39,9 +39,11 @@ static int64_t ownInside(int64_t c, int64_t n, int mode)
 
 /* ---- Real pixels --------------------------------------------------------------------------------------------- */
 
-/* What a fetch takes of each pixel: `samples` neighbouring samples from `channel` (from 0) on. */
+/* What a fetch takes of each pixel: `samples` neighbouring samples from `channel` (from 0) on; and the constants of the
+ * borders. */
 struct OwnTake {
     int32_t channel, samples;
+    const int32_t* borderConst;
 };
 
 /* `count` pixels, each of `samples` samples of the value's low bits, into the buffer from pixel `at` on. */
@@ -62,6 +64,35 @@ static void ownFillPixels(int sampleBits, int32_t samples, uint32_t value, int64
     }
 }
 
+/* Bits from bit x of a row to bit `at` of the buffer: single ones up to a byte of the buffer, then whole bytes. */
+static void ownCopyBits(const uint8_t* row, int64_t x, int64_t count, uint8_t* buffer, int64_t at)
+{
+    const auto copyTo = [&](int64_t end) {
+        for (; at < end; ++at, ++x, --count) {
+            const int bit = row[x >> 3] >> (7 - (x & 7)) & 1;
+            buffer[at >> 3] = (uint8_t)((buffer[at >> 3] & ~(0x80 >> (at & 7))) | bit << (7 - (at & 7)));
+        }
+    };
+    copyTo(std::min(at + count, (at + 7) / 8 * 8));
+    const int64_t bytes = count / 8;
+    const int left = (int)(x & 7);
+    const uint8_t* from = row + (x >> 3);
+    uint8_t* out = buffer + (at >> 3);
+    if (left == 0) memcpy(out, from, (size_t)bytes);
+    else
+        for (int64_t i = 0; i < bytes; ++i) out[i] = (uint8_t)(from[i] << left | from[i + 1] >> (8 - left));
+    x += 8 * bytes;
+    at += 8 * bytes;
+    count -= 8 * bytes;
+    copyTo(at + count);
+}
+
+/* One sample of each pixel. */
+template <class T> static void ownPickSamples(uint8_t* out, const uint8_t* row, ptrdiff_t step, int64_t count)
+{
+    for (int64_t i = 0; i < count; ++i) memcpy(out + i * (int64_t)sizeof(T), row + i * step, sizeof(T));
+}
+
 /* Copies `count` pixels of one row of a view's image into the buffer from pixel `at` of it on, columns rising or
  * falling. What a row is too short for reads 0. */
 static void ownCopyPixels(const OwnView& view, const OwnTake& take, int64_t x, int64_t y, int64_t count, bool backward,
@@ -69,6 +100,7 @@ static void ownCopyPixels(const OwnView& view, const OwnTake& take, int64_t x, i
 {
     if (view.sampleBits == 1) {
         const uint8_t* row = view.data + y * view.rowStep;
+        if (!backward && x + count <= view.width) return ownCopyBits(row, x, count, buffer, at);
         for (int64_t i = 0; i < count; ++i, ++at) {
             const int64_t from = backward ? x - i : x + i;
             const int bit = from < view.width ? row[from >> 3] >> (7 - (from & 7)) & 1 : 0;
@@ -82,6 +114,11 @@ static void ownCopyPixels(const OwnView& view, const OwnTake& take, int64_t x, i
     if (!backward && unit == step && x + count <= view.width) {
         memcpy(out, row + x * step, (size_t)(count * unit));
         return;
+    }
+    if (!backward && take.samples == 1 && x + count <= view.width) {
+        if (bytes == 1) return ownPickSamples<uint8_t>(out, row + x * step, step, count);
+        if (bytes == 2) return ownPickSamples<uint16_t>(out, row + x * step, step, count);
+        return ownPickSamples<uint32_t>(out, row + x * step, step, count);
     }
     for (int64_t i = 0; i < count; ++i, out += unit) {
         const int64_t from = backward ? x - i : x + i;
@@ -130,11 +167,19 @@ static void ownReadPixels(const VekImage* image, const OwnTake& take, int64_t x,
 /* ---- Rows with borders --------------------------------------------------------------------------------------- */
 
 /* A border's constant as a sample: cut to the sample's low bits; for 32F the float of the number. */
-static uint32_t ownBorderSample(const VekImage* image, int code)
+static uint32_t ownBorderSample(const VekImage* image, const int32_t* borderConst, int code)
 {
-    const int32_t constant = image->borderConst[ownSideIndex(code)];
+    const int32_t constant = borderConst[ownSideIndex(code)];
     if (image->depth == VEK_DEPTH_32F) return std::bit_cast<uint32_t>((float)constant);
     return (uint32_t)constant;
+}
+
+int64_t ownBorderColumn(const VekImage* image, int64_t x, uint32_t* constant)
+{
+    const int code = ownPositionCode(image, x, 0), mode = code ? ownBorderMode(image, code) : VEK_BORDER_EDGE;
+    if (mode != VEK_BORDER_FIXED) return ownInside(x, image->width, mode);
+    *constant = ownBorderSample(image, image->borderConst, code);
+    return -1;
 }
 
 /* The pixel already in the buffer at `at`, repeated behind itself. */
@@ -158,7 +203,8 @@ static void ownFetchRow(const VekImage* image, const OwnTake& take, int64_t x, i
         const int mode = code ? ownBorderMode(image, code) : VEK_BORDER_WRAP;
         const int64_t yIn = ownInside(y, image->height, mode), xIn = ownInside(x, width, mode);
         const bool beside = code & (OWN_LEFT | OWN_RIGHT);
-        if (mode == VEK_BORDER_FIXED) ownFillPixels(bits, take.samples, ownBorderSample(image, code), n, buffer, at);
+        if (mode == VEK_BORDER_FIXED)
+            ownFillPixels(bits, take.samples, ownBorderSample(image, take.borderConst, code), n, buffer, at);
         else if (mode == VEK_BORDER_EDGE && beside) {
             ownReadPixels(image, take, xIn, yIn, 1, false, buffer, at);
             ownRepeatPixel(bits, take.samples, n, buffer, at);
@@ -189,7 +235,7 @@ int32_t vekGetPixelBordered(const VekImage* image, int32_t x, int32_t y, int32_t
 
     uint32_t sample = 0;
     uint8_t buffer[4] = {};
-    ownFetchRow(image, {channel - 1, 1}, x, y, 1, buffer);
+    ownFetchRow(image, {channel - 1, 1, image->borderConst}, x, y, 1, buffer);
     memcpy(&sample, buffer, 4);
     switch (ownSlot(image->depth)) {
     case OWN_1U: return buffer[0] >> 7;
@@ -209,10 +255,16 @@ int32_t vekGetPixelBordered(const VekImage* image, int32_t x, int32_t y, int32_t
     return (int32_t)sample;
 }
 
+void ownFetchPixels(const VekImage* image, const int32_t* borderConst, int32_t first, int32_t samples, int64_t x,
+                    int64_t y, int64_t count, void* buffer)
+{
+    ownFetchRow(image, {first, samples, borderConst}, x, y, count, (uint8_t*)buffer);
+}
+
 void vekGetRowBordered(const VekImage* image, int32_t x, int32_t y, int32_t channel, void* buffer, int32_t count)
 {
     if (!ownReadable(image) || channel < 1 || channel > image->nChannels || !buffer) return;
-    ownFetchRow(image, {channel - 1, 1}, x, y, count, (uint8_t*)buffer);
+    ownFetchRow(image, {channel - 1, 1, image->borderConst}, x, y, count, (uint8_t*)buffer);
 }
 
 void* vekCopyRectBordered(const VekImage* image, int32_t x, int32_t y, int32_t width, int32_t height, int32_t* rowBytes)
@@ -230,7 +282,8 @@ void* vekCopyRectBordered(const VekImage* image, int32_t x, int32_t y, int32_t w
 
     const bool pixelOrder = image->dataOrder == VEK_DATA_ORDER_PIXEL;
     for (int64_t i = 0; i < rows; ++i) {
-        const OwnTake take = pixelOrder ? OwnTake{0, image->nChannels} : OwnTake{(int32_t)(i / height), 1};
+        const OwnTake take = pixelOrder ? OwnTake{0, image->nChannels, image->borderConst}
+                                        : OwnTake{(int32_t)(i / height), 1, image->borderConst};
         ownFetchRow(image, take, x, y + i % height, width, block + i * row);
     }
     *rowBytes = (int32_t)row;

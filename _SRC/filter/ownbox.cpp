@@ -1,0 +1,310 @@
+/* ownbox: the kernels of the extremum of a box. */
+#include "ownbox.h"
+
+#include "ownsimd.h"
+
+/* ---- The four extrema ---------------------------------------------------------------------------------------- */
+
+/* A sample type, its extremum of two, and the value that is no extremum of anything. */
+template <class T> struct OwnLeast {
+    typedef T Sample;
+    static OwnVec<T> of(OwnVec<T> a, OwnVec<T> b) { return ownMin(a, b); }
+    static T one(T a, T b) { return a < b ? a : b; }
+    static constexpr T neutral = std::numeric_limits<T>::max();
+};
+template <class T> struct OwnMost {
+    typedef T Sample;
+    static OwnVec<T> of(OwnVec<T> a, OwnVec<T> b) { return ownMax(a, b); }
+    static T one(T a, T b) { return a > b ? a : b; }
+    static constexpr T neutral = std::numeric_limits<T>::min();
+};
+/* Eight bits to a sample: the smaller bit is the AND, the larger one the OR. */
+struct OwnAllBits {
+    typedef uint8_t Sample;
+    static OwnVec<uint8_t> of(OwnVec<uint8_t> a, OwnVec<uint8_t> b) { return a & b; }
+    static uint8_t one(uint8_t a, uint8_t b) { return a & b; }
+    static constexpr uint8_t neutral = 0xFF;
+};
+struct OwnAnyBit {
+    typedef uint8_t Sample;
+    static OwnVec<uint8_t> of(OwnVec<uint8_t> a, OwnVec<uint8_t> b) { return a | b; }
+    static uint8_t one(uint8_t a, uint8_t b) { return a | b; }
+    static constexpr uint8_t neutral = 0;
+};
+
+/* ---- Down ---------------------------------------------------------------------------------------------------- */
+
+/* All vectors of a row, at their bytes; the last one steps back into the one before it. */
+template <class T, class F> static inline void ownStrips(ptrdiff_t n, F f)
+{
+    constexpr ptrdiff_t lanes = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
+    for (ptrdiff_t i = 0; i < n - lanes; i += lanes) f(i * size);
+    f((n - lanes) * size);
+}
+
+/* Windows of `span` rows become windows of `side` rows; each step joins two, which may overlap. */
+template <class E, int side, int span, int n> static inline void ownWiden(OwnVec<typename E::Sample>* x)
+{
+    constexpr int d = std::min(span, side - span);
+#pragma GCC unroll 16
+    for (int i = 0; i < n - d; ++i) x[i] = E::of(x[i], x[i + d]);
+    if constexpr (span + d < side) ownWiden<E, side, span + d, n - d>(x);
+}
+
+/* A few rows of results of a low box, in registers. */
+template <class E, int side, int nRows>
+[[gnu::flatten]] static inline void ownDownLow(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t n)
+{
+    typedef typename E::Sample T;
+    const uint8_t* from[nRows + side - 1];
+    for (int i = 0; i < nRows + side - 1; ++i) from[i] = rows[i];
+    ownStrips<T>(n, [=](ptrdiff_t at) {
+        OwnVec<T> x[nRows + side - 1];
+#pragma GCC unroll 16
+        for (int i = 0; i < nRows + side - 1; ++i) x[i] = ownLoad<T>(from[i] + at);
+        if constexpr (side > 1) ownWiden<E, side, 1, nRows + side - 1>(x);
+#pragma GCC unroll 8
+        for (int i = 0; i < nRows; ++i) ownStore(out + i * outStep + at, x[i]);
+    });
+}
+
+/* A group of results of a higher box, van Herk and Gil-Werman: all windows of the group share the rows from its last
+ * result's first row to its first result's last. To the rows above that core the windows reach by suffixes, which are
+ * kept; below it the core grows by a row from result to result. */
+template <class E>
+static inline void ownDownHigh(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t side,
+                               ptrdiff_t group, ptrdiff_t at)
+{
+    typedef typename E::Sample T;
+    typedef OwnVec<T> Vec;
+    Vec suffix[OWN_BOX_MOST_ROWS];
+    Vec x = ownLoad<T>(rows[group - 2] + at);
+    suffix[group - 2] = x;
+    for (ptrdiff_t i = group - 3; i >= 0; --i) suffix[i] = x = E::of(x, ownLoad<T>(rows[i] + at));
+    Vec core = ownLoad<T>(rows[group - 1] + at);
+    for (ptrdiff_t i = group; i < side; ++i) core = E::of(core, ownLoad<T>(rows[i] + at));
+    for (ptrdiff_t i = 0; i < group - 1; ++i) {
+        ownStore(out + i * outStep + at, E::of(core, suffix[i]));
+        core = E::of(core, ownLoad<T>(rows[side + i] + at));
+    }
+    ownStore(out + (group - 1) * outStep + at, core);
+}
+
+template <class E, int side>
+static void ownDownLows(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t nRows, ptrdiff_t n)
+{
+    constexpr int few = side > 3 ? OWN_BOX_ROWS : OWN_BOX_ROWS / 2;
+    for (ptrdiff_t y = 0; y < nRows; y += few) ownDownLow<E, side, few>(out + y * outStep, outStep, rows + y, n);
+}
+
+template <class E>
+[[gnu::flatten]] static void ownDownHighs(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t side,
+                                          ptrdiff_t nRows, ptrdiff_t n)
+{
+    const ptrdiff_t most = std::min<ptrdiff_t>(side, OWN_BOX_MOST_ROWS) & -OWN_BOX_ROWS;
+    for (ptrdiff_t y = 0, group; y < nRows; y += group) {
+        group = std::min(most, nRows - y);
+        ownStrips<typename E::Sample>(n, [=](ptrdiff_t at) {
+            if (group == OWN_BOX_ROWS) ownDownHigh<E>(out + y * outStep, outStep, rows + y, side, OWN_BOX_ROWS, at);
+            else ownDownHigh<E>(out + y * outStep, outStep, rows + y, side, group, at);
+        });
+    }
+}
+
+template <class E>
+static void ownDownPlain(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t side, ptrdiff_t nRows,
+                         ptrdiff_t n)
+{
+    typedef typename E::Sample T;
+    for (ptrdiff_t y = 0; y < nRows; ++y) {
+        memcpy(out + y * outStep, rows[y], (size_t)n * sizeof(T));
+        for (ptrdiff_t i = 1; i < side; ++i)
+            ownEach2<T, T>(out + y * outStep, out + y * outStep, rows[y + i], n, E::one);
+    }
+}
+
+template <class E>
+static void ownDown(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t side, ptrdiff_t nRows,
+                    ptrdiff_t n)
+{
+    if (n < OwnVec<typename E::Sample>::lanes) return ownDownPlain<E>(out, outStep, rows, side, nRows, n);
+    switch (side) {
+    case 1: return ownDownLows<E, 1>(out, outStep, rows, nRows, n);
+    case 2: return ownDownLows<E, 2>(out, outStep, rows, nRows, n);
+    case 3: return ownDownLows<E, 3>(out, outStep, rows, nRows, n);
+    case 4: return ownDownLows<E, 4>(out, outStep, rows, nRows, n);
+    case 5: return ownDownLows<E, 5>(out, outStep, rows, nRows, n);
+    case 6: return ownDownLows<E, 6>(out, outStep, rows, nRows, n);
+    case 7: return ownDownLows<E, 7>(out, outStep, rows, nRows, n);
+    }
+    ownDownHighs<E>(out, outStep, rows, side, nRows, n);
+}
+
+/* ---- Across -------------------------------------------------------------------------------------------------- */
+
+/* out[i] = f(i) for n samples, i in bytes; the last vector is computed before the loop and stored after it. */
+template <class T, class F> [[gnu::flatten]] static inline void ownFromRow(void* out, ptrdiff_t n, F f)
+{
+    constexpr ptrdiff_t size = (ptrdiff_t)sizeof(T), step = OWN_VEC_BYTES;
+    char* po = (char*)out;
+    const ptrdiff_t bytes = n * size;
+    const OwnVec<T> last = f(bytes - step);
+    ptrdiff_t i = 0;
+    for (; i < bytes - 2 * step; i += 2 * step) {
+        const OwnVec<T> x = f(i), y = f(i + step);
+        ownStore(po + i, x);
+        ownStore(po + i + step, y);
+    }
+    for (; i < bytes - step; i += step) ownStore(po + i, f(i));
+    ownStore(po + bytes - step, last);
+}
+
+template <class E> static void ownAcrossPlain(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
+{
+    typedef typename E::Sample T;
+    constexpr ptrdiff_t size = (ptrdiff_t)sizeof(T);
+    for (ptrdiff_t i = 0; i < n; ++i) {
+        T x, y;
+        memcpy(&x, (const char*)in + (i + reach.at[0]) * size, sizeof(T));
+        for (int k = 1; k < reach.count; ++k) {
+            memcpy(&y, (const char*)in + (i + reach.at[k]) * size, sizeof(T));
+            x = E::one(x, y);
+        }
+        memcpy((char*)out + i * size, &x, sizeof(T));
+    }
+}
+
+template <class E, int count>
+[[gnu::flatten]] static void ownAcrossOf(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
+{
+    typedef typename E::Sample T;
+    const char* from[count];
+    for (int k = 0; k < count; ++k) from[k] = (const char*)in + reach.at[k] * (ptrdiff_t)sizeof(T);
+    ownFromRow<T>(out, n, [=](ptrdiff_t i) {
+        OwnVec<T> x = ownLoad<T>(from[0] + i);
+        for (int k = 1; k < count; ++k) x = E::of(x, ownLoad<T>(from[k] + i));
+        return x;
+    });
+}
+
+template <class E> static void ownAcross(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
+{
+    if (n < OwnVec<typename E::Sample>::lanes) return ownAcrossPlain<E>(out, in, reach, n);
+    switch (reach.count) {
+    case 1: return ownAcrossOf<E, 1>(out, in, reach, n);
+    case 2: return ownAcrossOf<E, 2>(out, in, reach, n);
+    case 3: return ownAcrossOf<E, 3>(out, in, reach, n);
+    case 4: return ownAcrossOf<E, 4>(out, in, reach, n);
+    case 5: return ownAcrossOf<E, 5>(out, in, reach, n);
+    }
+}
+
+/* ---- Across, bit by bit -------------------------------------------------------------------------------------- */
+
+template <class E> static void ownAcrossBitsPlain(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
+{
+    const auto byteAt = [in](ptrdiff_t bit) {
+        const uint8_t* p = (const uint8_t*)in + (bit >> 3);
+        return (uint8_t)((p[0] << 8 | p[1]) >> (8 - (bit & 7)));
+    };
+    for (ptrdiff_t i = 0; i < n; ++i) {
+        uint8_t x = byteAt(8 * i + reach.at[0]);
+        for (int k = 1; k < reach.count; ++k) x = E::one(x, byteAt(8 * i + reach.at[k]));
+        ((uint8_t*)out)[i] = x;
+    }
+}
+
+/* A row of bits seen from bit `at` on: bytes joined of two, shifted in pairs; the bits that cross from byte to byte are
+ * those that the mask drops. */
+struct OwnBitsFrom {
+    const uint8_t* bytes;
+    int left;
+    OwnVec<uint8_t> upper;
+    OwnBitsFrom(const void* in, ptrdiff_t at)
+        : bytes((const uint8_t*)in + (at >> 3)), left((int)(at & 7)), upper(ownSet((uint8_t)(0xFF << left)))
+    {
+    }
+    OwnVec<uint8_t> load(ptrdiff_t i) const
+    {
+        const OwnVec<uint8_t> high = ownAs<uint8_t>(ownShiftLeft(ownLoad<uint16_t>(bytes + i), left));
+        const OwnVec<uint8_t> low = ownAs<uint8_t>(ownShiftRight(ownLoad<uint16_t>(bytes + i + 1), 8 - left));
+        return (high & upper) | (low & ~upper);
+    }
+};
+
+template <class E, int count>
+[[gnu::flatten]] static void ownAcrossBitsOf(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
+{
+    const OwnBitsFrom from[4] = {{in, reach.at[0]},
+                                 {in, reach.at[count > 1 ? 1 : 0]},
+                                 {in, reach.at[count > 2 ? 2 : 0]},
+                                 {in, reach.at[count > 3 ? 3 : 0]}};
+    ownFromRow<uint8_t>(out, n, [=](ptrdiff_t i) {
+        OwnVec<uint8_t> x = from[0].load(i);
+        for (int k = 1; k < count; ++k) x = E::of(x, from[k].load(i));
+        return x;
+    });
+}
+
+template <class E> static void ownAcrossBits(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
+{
+    if (n < OWN_VEC_BYTES || reach.count > 4) return ownAcrossBitsPlain<E>(out, in, reach, n);
+    switch (reach.count) {
+    case 1: return ownAcrossBitsOf<E, 1>(out, in, reach, n);
+    case 2: return ownAcrossBitsOf<E, 2>(out, in, reach, n);
+    case 3: return ownAcrossBitsOf<E, 3>(out, in, reach, n);
+    case 4: return ownAcrossBitsOf<E, 4>(out, in, reach, n);
+    }
+}
+
+template <class E> static void ownJoin(void* out, const void* a, const void* b, ptrdiff_t n)
+{
+    typedef typename E::Sample T;
+    ownMap2<T>(out, a, b, n, [](OwnVec<T> x, OwnVec<T> y) { return E::of(x, y); });
+}
+
+/* ---- The plan of passes -------------------------------------------------------------------------------------- */
+
+OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, int radix)
+{
+    OwnBoxPlan plan = {};
+    if (side == radix + 1) ++radix; /* one pass more would cost more than one sample more */
+    int64_t span = 1;
+    do {
+        OwnReach& pass = plan.pass[plan.count++];
+        const int64_t next = std::min(side, span * radix);
+        pass.count = (int)((next + span - 1) / span);
+        for (int k = 0; k < pass.count; ++k)
+            pass.at[k] = (ptrdiff_t)std::min(k * span, next - span) * unit; /* the last one may overlap */
+        span = next;
+    } while (span < side);
+    return plan;
+}
+
+/* ---- Tables -------------------------------------------------------------------------------------------------- */
+
+template <class E>
+static constexpr OwnBox ownBox = {ownDown<E>,      ownAcross<E>,      ownJoin<E>,
+                                  ownDownPlain<E>, ownAcrossPlain<E>, (uint32_t)E::neutral};
+template <class E>
+static constexpr OwnBox ownBitBox = {ownDown<E>,      ownAcrossBits<E>,      ownJoin<E>,
+                                     ownDownPlain<E>, ownAcrossBitsPlain<E>, E::neutral};
+
+const OwnBox ownBoxMin[OWN_DEPTHS] = {
+    /*  1U */ ownBitBox<OwnAllBits>,
+    /*  8U */ ownBox<OwnLeast<uint8_t>>,
+    /*  8S */ ownBox<OwnLeast<int8_t>>,
+    /* 16U */ ownBox<OwnLeast<uint16_t>>,
+    /* 16S */ ownBox<OwnLeast<int16_t>>,
+    /* 32S */ ownBox<OwnLeast<int32_t>>,
+    /* 32F */ {},
+};
+const OwnBox ownBoxMax[OWN_DEPTHS] = {
+    /*  1U */ ownBitBox<OwnAnyBit>,
+    /*  8U */ ownBox<OwnMost<uint8_t>>,
+    /*  8S */ ownBox<OwnMost<int8_t>>,
+    /* 16U */ ownBox<OwnMost<uint16_t>>,
+    /* 16S */ ownBox<OwnMost<int16_t>>,
+    /* 32S */ ownBox<OwnMost<int32_t>>,
+    /* 32F */ {},
+};

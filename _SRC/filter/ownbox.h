@@ -1,0 +1,53 @@
+/* ownbox.h: the extremum of a box, which is worked in two steps, down and across.
+ *
+ * Down: rows of one height become the extrema of `side` neighbouring rows each. Across: a row becomes the extrema of
+ * `side` neighbouring pixels each, in a few passes, since the extremum of a window is that of smaller windows that cover
+ * it. Both cost a sample about the same whatever the side. */
+#ifndef OWNBOX_H
+#define OWNBOX_H
+
+#include "own.h"
+
+/* Row i of out, i below nRows, is the extremum of rows[i] to rows[i + side - 1], sample by sample. nRows is a multiple of
+ * OWN_BOX_ROWS. Of 1-bit rows n counts bytes. */
+enum { OWN_BOX_ROWS = 8, OWN_BOX_MOST_ROWS = 64 };
+typedef void OwnBoxDown(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t side, ptrdiff_t nRows,
+                        ptrdiff_t n);
+
+/* Where a pass across takes its samples: out[i] is the extremum of in[i + at[0]], in[i + at[1]], and so on. at[0] is the
+ * least. Of 1-bit rows `at` counts bits. */
+struct OwnReach {
+    enum { MOST = 5 };
+    int count;
+    ptrdiff_t at[MOST];
+};
+
+/* n samples; out may be in when at[0] is 0. Of 1-bit rows n counts bytes of out, and the byte behind the last one that
+ * holds a bit of the result is read as well. */
+typedef void OwnBoxAcross(void* out, const void* in, const OwnReach& reach, ptrdiff_t n);
+
+/* out[i] is the extremum of a[i] and b[i], i below n, of 1-bit rows a byte. out may be a or b. */
+typedef void OwnBoxJoin(void* out, const void* a, const void* b, ptrdiff_t n);
+
+struct OwnBox {
+    OwnBoxDown* down;
+    OwnBoxAcross* across;
+    OwnBoxJoin* join;
+    OwnBoxDown* plainDown; /* what the first two must equal, sample by sample */
+    OwnBoxAcross* plainAcross;
+    uint32_t neutral; /* the sample that changes no extremum; a byte of bits of a 1-bit row */
+};
+
+/* By depth; 32F is not served. */
+extern const OwnBox ownBoxMin[OWN_DEPTHS], ownBoxMax[OWN_DEPTHS];
+
+/* The passes whose last one gives windows of `side` pixels, `unit` samples (or bits) apart. Each pass but the last may
+ * work in place. */
+struct OwnBoxPlan {
+    enum { MOST = 32 };
+    int count;
+    OwnReach pass[MOST];
+};
+OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, int radix);
+
+#endif

@@ -1,0 +1,238 @@
+/* ownmedian: the sample of a given rank in a window, without histograms. Networks of minima and maxima for 3 x 3 and 5 x 5,
+ * a search bit by bit for other windows, a count of ones for 1-bit images. */
+#include "ownrank.h"
+#include "ownsimd.h"
+
+/* ---- Networks ------------------------------------------------------------------------------------------------- */
+
+/* a and b in ascending order. */
+template <class V> static inline void ownOrder(V& a, V& b)
+{
+    const V low = ownMin(a, b);
+    b = ownMax(a, b);
+    a = low;
+}
+
+template <class V> static inline V ownMiddle(V a, V b, V c) { return ownMax(ownMin(a, b), ownMin(ownMax(a, b), c)); }
+
+/* Five in ascending order, in nine steps. */
+template <class V> static inline void ownOrder5(V* x)
+{
+    ownOrder(x[0], x[1]);
+    ownOrder(x[3], x[4]);
+    ownOrder(x[2], x[4]);
+    ownOrder(x[2], x[3]);
+    ownOrder(x[1], x[4]);
+    ownOrder(x[0], x[3]);
+    ownOrder(x[0], x[2]);
+    ownOrder(x[1], x[3]);
+    ownOrder(x[1], x[2]);
+}
+
+/* Brings the least of n to x[0] and the largest to x[n - 1]. */
+template <int n, class V> static inline void ownEnds(V* x)
+{
+#pragma GCC unroll 8
+    for (int i = 0; i < n / 2; ++i) ownOrder(x[i], x[n - 1 - i]);
+#pragma GCC unroll 8
+    for (int i = 1; i < (n + 1) / 2; ++i) ownOrder(x[0], x[i]);
+#pragma GCC unroll 8
+    for (int i = n / 2; i < n - 1; ++i) ownOrder(x[i], x[n - 1]);
+}
+
+/* The middle one of x[0 .. n - 1] and more[0 .. n - 4]: whatever is least or largest of more than half of them is not the
+ * middle, so two are dropped for each that comes. */
+template <int n, class V> static inline V ownMiddleOf(V* x, const V* more)
+{
+    if constexpr (n == 3) return ownMiddle(x[0], x[1], x[2]);
+    else {
+        ownEnds<n>(x);
+        x[0] = more[0];
+        return ownMiddleOf<n - 1>(x, more + 1);
+    }
+}
+
+/* The columns of the window, each in ascending order, lie as rows s[0] (the least) and on. Of nine, ordered by columns, the
+ * median is the middle one of the largest least, the middle middle and the least largest. */
+template <class T> static inline OwnVec<T> ownMedian3(const T* const* s, ptrdiff_t i, ptrdiff_t step)
+{
+    typedef OwnVec<T> V;
+    const auto at = [=](int r, int c) { return ownLoad<T>(s[r] + i + c * step); };
+    const V least = ownMax(ownMax(at(0, 0), at(0, 1)), at(0, 2));
+    const V most = ownMin(ownMin(at(2, 0), at(2, 1)), at(2, 2));
+    return ownMiddle(least, ownMiddle(at(1, 0), at(1, 1), at(1, 2)), most);
+}
+
+/* When the rows are ordered too, the columns stay so; then sample (r, c) has at least (r + 1)(c + 1) samples not above it
+ * and (5 - r)(5 - c) not below it. Where either is more than 13 it is not the median, or another of its value is. Thirteen
+ * remain, as many having gone below as above, and the median is the middle one of these. */
+template <class T> static inline OwnVec<T> ownMedian5(const T* const* s, ptrdiff_t i, ptrdiff_t step)
+{
+    typedef OwnVec<T> V;
+    V x[5][5];
+#pragma GCC unroll 5
+    for (int r = 0; r < 5; ++r) {
+#pragma GCC unroll 5
+        for (int c = 0; c < 5; ++c) x[r][c] = ownLoad<T>(s[r] + i + c * step);
+        ownOrder5(x[r]);
+    }
+    /* Of the eight in the first three rows the least and the largest are among the rows' first and last. */
+    V least = x[0][3], low = x[1][2], l2 = x[2][1], most = x[2][3], high = x[1][4], h2 = x[0][4];
+    ownOrder(least, low);
+    ownOrder(least, l2);
+    ownOrder(high, most);
+    ownOrder(h2, most);
+    V y[7] = {low, l2, x[1][3], x[2][2], high, h2, x[3][0]};
+    const V more[4] = {x[3][1], x[3][2], x[4][0], x[4][1]};
+    return ownMiddleOf<7>(y, more);
+}
+
+/* The stage: columns are ordered once for all windows that they are in, into scratch. */
+template <class T, int side>
+[[gnu::flatten]] static void ownNetworkRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
+{
+    constexpr ptrdiff_t lanes = OwnVec<T>::lanes;
+    T* s[side];
+    for (int r = 0; r < side; ++r) s[r] = (T*)row.scratch + r * row.lineSamples;
+    const ptrdiff_t line = row.n + (side - 1) * row.step + lanes; /* and what the last result's vector reads beyond */
+    for (ptrdiff_t i = 0; i < line; i += lanes) {
+        OwnVec<T> x[side];
+#pragma GCC unroll 5
+        for (int r = 0; r < side; ++r) x[r] = ownLoad<T>((const T*)rows[r] + i);
+        if constexpr (side == 3) {
+            ownOrder(x[0], x[1]);
+            ownOrder(x[1], x[2]);
+            ownOrder(x[0], x[1]);
+        } else ownOrder5(x);
+#pragma GCC unroll 5
+        for (int r = 0; r < side; ++r) ownStore(s[r] + i, x[r]);
+    }
+    for (ptrdiff_t i = 0; i < row.n; i += lanes)
+        if constexpr (side == 3) ownStore((T*)out + i, ownMedian3<T>(s, i, row.step));
+        else ownStore((T*)out + i, ownMedian5<T>(s, i, row.step));
+}
+
+/* ---- Bit by bit ------------------------------------------------------------------------------------------------- */
+
+/* The sample of rank k of n is the largest value v with fewer than k samples below it, that is, with more than n - k samples
+ * not below it. It is found from its top bit down; `flip` turns the order of T's bits into that of its values. */
+template <class T> struct OwnBits {
+    typedef std::make_unsigned_t<T> U;
+    static constexpr U top = (U)((U)1 << (sizeof(T) * 8 - 1)), flip = std::is_signed_v<T> ? top : 0;
+};
+
+/* One result, with counts of any size. */
+template <class T> static T ownSearchOne(const uint8_t* const* rows, ptrdiff_t at, ptrdiff_t step, const OwnRank& rank)
+{
+    typedef OwnBits<T> B;
+    typename B::U found = 0;
+    for (typename B::U bit = B::top; bit; bit >>= 1) {
+        const T trial = (T)((found | bit) ^ B::flip);
+        int64_t notBelow = 0;
+        for (int64_t r = 0; r < rank.nRows; ++r)
+            for (int64_t c = 0; c < rank.nCols; ++c) notBelow += ((const T*)rows[r])[at + (ptrdiff_t)c * step] >= trial;
+        if (notBelow > rank.nCols * rank.nRows - rank.rank) found |= bit;
+    }
+    return (T)(found ^ B::flip);
+}
+
+/* A few vectors of results. The counts fit the lanes. */
+template <class T, int count>
+[[gnu::flatten]] static inline void ownSearch(uint8_t* out, const uint8_t* const* rows, ptrdiff_t at, ptrdiff_t step,
+                                              const OwnRank& rank)
+{
+    typedef OwnBits<T> B;
+    typedef typename B::U U;
+    constexpr ptrdiff_t lanes = OwnVec<T>::lanes;
+    const ptrdiff_t nRows = (ptrdiff_t)rank.nRows, nCols = (ptrdiff_t)rank.nCols;
+    const OwnVec<U> limit = ownSet((U)(rank.nCols * rank.nRows - rank.rank)), flip = ownSet(B::flip);
+    OwnVec<U> found[count] = {};
+    for (U bit = B::top; bit; bit >>= 1) {
+        OwnVec<T> trial[count];
+        OwnVec<U> notBelow[count] = {};
+        for (int j = 0; j < count; ++j) trial[j] = ownAs<T>((found[j] | ownSet(bit)) ^ flip);
+        for (ptrdiff_t r = 0; r < nRows; ++r) {
+            const T* taps = (const T*)rows[r] + at;
+            for (ptrdiff_t c = 0; c < nCols; ++c, taps += step)
+                for (int j = 0; j < count; ++j) {
+                    const OwnVec<T> x = ownLoad<T>(taps + j * lanes);
+                    notBelow[j] = notBelow[j] - ownAs<U>(ownEqual(ownMax(x, trial[j]), x));
+                }
+        }
+        for (int j = 0; j < count; ++j) /* more than the limit */
+            found[j] = found[j] | (ownSet(bit) & ~ownEqual(ownMin(notBelow[j], limit), notBelow[j]));
+    }
+    for (int j = 0; j < count; ++j) ownStore(out + j * OWN_VEC_BYTES, ownAs<T>(found[j] ^ flip));
+}
+
+template <class T> static void ownSearchRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
+{
+    const OwnRank& rank = *(const OwnRank*)row.k;
+    constexpr ptrdiff_t lanes = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
+    uint8_t* to = (uint8_t*)out;
+    ptrdiff_t i = 0;
+    if (rank.nRows * rank.nCols <= (int64_t)std::numeric_limits<std::make_unsigned_t<T>>::max()) {
+        for (; i + 2 * lanes <= row.n; i += 2 * lanes) ownSearch<T, 2>(to + i * size, rows, i, row.step, rank);
+        for (; i < row.n; i += lanes) ownSearch<T, 1>(to + i * size, rows, i, row.step, rank);
+    }
+    for (; i < row.n; ++i) {
+        const T found = ownSearchOne<T>(rows, i, row.step, rank);
+        memcpy(to + i * size, &found, sizeof(T));
+    }
+}
+
+/* ---- Ones --------------------------------------------------------------------------------------------------------- */
+
+/* 1-bit samples, a byte each: the counts of ones by column change by a line that comes and a line that goes, the count of
+ * the window by a column that comes and one that goes. The median is 1 when fewer zeros than its rank are there. */
+static void ownOnesRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
+{
+    const OwnRank& rank = *(const OwnRank*)row.k;
+    const ptrdiff_t nCols = (ptrdiff_t)rank.nCols, nRows = (ptrdiff_t)rank.nRows, line = row.n + nCols - 1;
+    int32_t* ones = (int32_t*)row.scratch;
+    if (row.first) {
+        memset(ones, 0, (size_t)line * sizeof(int32_t));
+        for (ptrdiff_t r = 0; r < nRows - 1; ++r)
+            for (ptrdiff_t i = 0; i < line; ++i) ones[i] += rows[r][i];
+    }
+    for (ptrdiff_t i = 0; i < line; ++i) ones[i] += rows[nRows - 1][i];
+
+    const int64_t least = rank.nCols * rank.nRows - rank.rank + 1;
+    int64_t count = 0;
+    for (ptrdiff_t i = 0; i < nCols - 1; ++i) count += ones[i];
+    for (ptrdiff_t i = 0; i < row.n; ++i) {
+        count += ones[i + nCols - 1];
+        ((uint8_t*)out)[i] = count >= least;
+        count -= ones[i];
+    }
+    for (ptrdiff_t i = 0; i < line; ++i) ones[i] -= rows[0][i];
+}
+
+/* ---- The choice --------------------------------------------------------------------------------------------------- */
+
+struct OwnMedianStages {
+    OwnWindowStage *network3, *network5, *other;
+    int sampleBytes;
+};
+template <class T>
+static constexpr OwnMedianStages ownMedianStages = {ownNetworkRow<T, 3>, ownNetworkRow<T, 5>, ownSearchRow<T>,
+                                                    sizeof(T)};
+
+static const OwnMedianStages ownMedians[OWN_DEPTHS] = {
+    /*  1U */ {ownNetworkRow<uint8_t, 3>, ownNetworkRow<uint8_t, 5>, ownOnesRow, 1},
+    /*  8U */ ownMedianStages<uint8_t>,
+    /*  8S */ ownMedianStages<int8_t>,
+    /* 16U */ ownMedianStages<uint16_t>,
+    /* 16S */ ownMedianStages<int16_t>,
+    /* 32S */ ownMedianStages<int32_t>,
+    /* 32F */ {},
+};
+
+void ownMedianStage(OwnWindow& window, const OwnRank& rank)
+{
+    const OwnMedianStages& stages = ownMedians[rank.slot];
+    const bool square3 = rank.nCols == 3 && rank.nRows == 3, square5 = rank.nCols == 5 && rank.nRows == 5;
+    window.stage = square3 ? stages.network3 : square5 ? stages.network5 : stages.other;
+    if (square3 || square5) window.scratchPerSample = rank.nRows * stages.sampleBytes;
+    else if (rank.slot == OWN_1U) window.scratchPerSample = (int64_t)sizeof(int32_t);
+}

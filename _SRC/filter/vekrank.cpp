@@ -1,0 +1,79 @@
+/* vekrank: the largest, smallest, middle sample of the rectangle of nCols by nRows pixels around each pixel. The window of
+ * pixel (x, y) begins at (x - anchorX, y - anchorY). The median of n samples is the one of rank n / 2 + 1 from below, of an
+ * even number the upper one of the middle two. */
+#include "ownrank.h"
+
+enum OwnRankKind { OWN_MAXIMUM, OWN_MINIMUM, OWN_MEDIAN };
+
+/* The arguments of a filter, as its caller gave them. */
+struct OwnRankArgs {
+    int32_t nCols, nRows, anchorX, anchorY;
+    OwnRankKind kind;
+};
+
+static void ownRunRank(const OwnFace& face, const VekImage* srcImage, VekImage* dstImage, const OwnRankArgs& args)
+{
+    OwnWindow window = {};
+    window.srcImage = srcImage;
+    window.dstImage = dstImage;
+    window.borderConst = srcImage->borderConst;
+    window.from = ownChannels(srcImage);
+    window.to = ownChannels(dstImage);
+    window.left = args.anchorX;
+    window.right = args.nCols - 1 - args.anchorX;
+    window.top = args.anchorY;
+    window.bottom = args.nRows - 1 - args.anchorY;
+
+    const int64_t n = (int64_t)args.nCols * args.nRows;
+    const OwnRank rank = {args.nCols, args.nRows, (n >> 1) + 1, ownSlot(srcImage->depth), args.kind == OWN_MAXIMUM};
+    window.k = &rank;
+    if (args.kind != OWN_MEDIAN) ownExtremeStage(window, rank);
+    else if (ownHistogramPays(rank)) ownHistogramStage(window, rank);
+    else ownMedianStage(window, rank);
+
+    const OwnWindowEnd end = ownWindow(window);
+    OWN_FAIL_IF(end == OWN_WINDOW_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure");
+    OWN_FAIL_IF(end == OWN_WINDOW_NO_TILE, VEK_StatusFailed, "Error get tile to write");
+}
+
+static void ownRankFilter(const OwnFace& face, const VekImage* srcImage, VekImage* dstImage, const OwnRankArgs& args)
+{
+    const int32_t nCols = args.nCols, nRows = args.nRows, anchorX = args.anchorX, anchorY = args.anchorY;
+    OWN_REFUSE_HEADER(srcImage);
+    OWN_REFUSE_HEADER(dstImage);
+    OWN_REFUSE_IF((anchorX>=nCols)||(anchorX<0));
+    OWN_REFUSE_IF((anchorY>=nRows)||(anchorY<0));
+    OWN_REFUSE_IF((srcImage==dstImage));
+    OWN_REFUSE_IF(srcImage->depth!=dstImage->depth);
+    OWN_REFUSE_IF(srcImage->depth==32);
+    OWN_REFUSE_IF(srcImage->nChannels!=dstImage->nChannels);
+    OWN_REFUSE_IF(srcImage->alphaChannel!=dstImage->alphaChannel);
+    OWN_REFUSE_IF((srcImage->alphaChannel!=0)&&(srcImage->alphaChannel!=srcImage->nChannels));
+    if (srcImage->depth != VEK_DEPTH_1U) OWN_REFUSE_IF(srcImage->dataOrder!=dstImage->dataOrder);
+
+    /* Told, but it is the stored status that stops the filter: one that was negative before stops it too. */
+    if (ownChannels(srcImage).count != ownChannels(dstImage).count)
+        ownFail(face, VEK_StatusBadArg, "Number of interset channel input and output Image is not equal.", __LINE__);
+    if (vekGetErrStatus() >= 0) ownRunRank(face, srcImage, dstImage, args);
+}
+
+void vekMaxFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
+                  int32_t anchorY)
+{
+    OWN_FACE("vekMaxFilter", "veknlf");
+    ownRankFilter(face, srcImage, dstImage, {nCols, nRows, anchorX, anchorY, OWN_MAXIMUM});
+}
+
+void vekMinFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
+                  int32_t anchorY)
+{
+    OWN_FACE("vekMinFilter", "veknlf");
+    ownRankFilter(face, srcImage, dstImage, {nCols, nRows, anchorX, anchorY, OWN_MINIMUM});
+}
+
+void vekMedianFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
+                     int32_t anchorY)
+{
+    OWN_FACE("vekMedianFilter", "veknlf");
+    ownRankFilter(face, srcImage, dstImage, {nCols, nRows, anchorX, anchorY, OWN_MEDIAN});
+}

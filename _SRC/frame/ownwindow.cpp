@@ -1,0 +1,380 @@
+/* ownwindow: the neighbourhood driver. It takes a row stage over every pixel of an operation's rectangle.
+ *
+ * The rows that a window needs are fetched into lines, each once: with the pixels that the window reaches beyond the
+ * rectangle, real ones where the image has them, and by the image's border settings outside of it; bits as bytes. The lines
+ * turn in a ring by pointer. So a stage sees neither borders nor channels, and a source that is the destination has been
+ * read before its rows are overwritten. Results go straight to the destination where nothing of the row is spared,
+ * otherwise a few rows at a time through the traversal, which knows masks, channels and bit positions.
+ *
+ * Destination tiles are visited row by row, each once; the image whose tiles are both read and written is copied first. */
+#include "own.h"
+
+enum { OWN_ROWS_TOGETHER = 8 }; /* results that go through the traversal at once */
+
+/* ---- The work of a call ---------------------------------------------------------------------------------------- */
+
+/* One block of scratch, dealt out piece by piece. Without a block the pieces are only counted. */
+struct OwnCarver {
+    uint8_t* block;
+    int64_t used;
+};
+
+static uint8_t* ownCarve(OwnCarver& carver, int64_t bytes)
+{
+    const int64_t at = carver.used;
+    carver.used += (bytes + 63) / 64 * 64;
+    return carver.block ? carver.block + at : nullptr;
+}
+
+struct OwnWork {
+    const OwnWindow* window;
+    const VekImage* mask;
+    const VekImage* source; /* what lines are fetched from: the source, or a copy of it */
+    int64_t x, y;           /* its pixel under the rectangle's corner */
+    int32_t width, height;
+    int sampleBits;
+    int lineSampleBytes;   /* bytes of a sample in a line, 0 for bits */
+    int32_t step, nPasses; /* whole pixels in one pass, or one channel in each */
+    bool inPlace;          /* lines must be read before rows are written */
+
+    int64_t nLines, nBelow;
+    ptrdiff_t lineBytes, lineSamples, outBytes;
+    uint8_t *lines, *below, *bits, *out, *scratch;
+    const uint8_t** rows; /* the ring's lines twice over, so that any turn of it is a run of pointers */
+    void *ring, *copy;    /* the blocks to free */
+    VekImage copyHeader;
+};
+
+/* A rectangle of results in one plain image: the destination or one of its tiles. x, y: its corner in the whole. */
+struct OwnPatch {
+    VekImage dst;
+    int32_t xDst, yDst;
+    int32_t x, y, width, height;
+};
+
+/* The part of an image that its region leaves. Tiled images have no rows that could be too short. */
+static VekROI ownPart(const VekImage* image)
+{
+    VekROI part = image->roi ? *image->roi : VekROI{0, 0, 0, image->width, image->height};
+    if (!image->tileInfo) {
+        const OwnView view = ownView(image);
+        part.width = view.width;
+        part.height = view.height;
+    }
+    part.width = (int32_t)std::min<int64_t>(part.width, (int64_t)image->width - part.xOffset);
+    part.height = (int32_t)std::min<int64_t>(part.height, (int64_t)image->height - part.yOffset);
+    return part;
+}
+
+static void ownMeasure(OwnWork& work)
+{
+    const OwnWindow& window = *work.window;
+    const VekROI from = ownPart(window.srcImage), to = ownPart(window.dstImage);
+    work.width = std::min(from.width, to.width);
+    work.height = std::min(from.height, to.height);
+    if (work.mask) {
+        const OwnView mask = ownView(work.mask);
+        work.width = std::min(work.width, mask.width);
+        work.height = std::min(work.height, mask.height);
+    }
+    work.source = window.srcImage;
+    work.x = from.xOffset;
+    work.y = from.yOffset;
+    work.inPlace = window.srcImage == window.dstImage;
+    work.sampleBits = ownSampleBits(window.srcImage->depth);
+    work.lineSampleBytes = work.sampleBits > 1 ? work.sampleBits >> 3 : !window.asBits;
+
+    const VekImage &src = *window.srcImage, &dst = *window.dstImage;
+    const bool wholePixels = src.dataOrder == VEK_DATA_ORDER_PIXEL && dst.dataOrder == VEK_DATA_ORDER_PIXEL &&
+                             src.nChannels == dst.nChannels && !window.from.single && !window.to.single;
+    work.step = wholePixels ? src.nChannels : 1;
+    work.nPasses = wholePixels ? 1 : std::min(window.from.count, window.to.count);
+}
+
+/* ---- Scratch --------------------------------------------------------------------------------------------------- */
+
+/* Bytes of n samples as lines hold them. */
+static int64_t ownLineRoom(const OwnWork& work, int64_t n)
+{
+    return work.lineSampleBytes ? n * work.lineSampleBytes : (n + 7) / 8;
+}
+
+static void ownDealScratch(OwnWork& work, OwnCarver& carver, int64_t mostPixels)
+{
+    const OwnWindow& window = *work.window;
+    const int64_t linePixels = mostPixels + window.left + window.right, samples = linePixels * work.step;
+    const int64_t lineBytes = (ownLineRoom(work, samples + OWN_LINE_SPARE) + OWN_LINE_SPARE + 63) / 64 * 64;
+    const int64_t outBytes = (ownLineRoom(work, mostPixels * work.step) + OWN_OUT_UNIT - 1) / OWN_OUT_UNIT * OWN_OUT_UNIT;
+    work.lineBytes = (ptrdiff_t)lineBytes;
+    work.outBytes = (ptrdiff_t)outBytes;
+    work.lineSamples = (ptrdiff_t)((samples + OWN_LINE_SPARE + 63) / 64 * 64);
+    work.lines = ownCarve(carver, work.nLines * lineBytes);
+    work.below = ownCarve(carver, work.nBelow * lineBytes);
+    work.bits = ownCarve(carver, linePixels / 8 + 64);
+    work.out = ownCarve(carver, OWN_ROWS_TOGETHER * outBytes);
+    work.rows = (const uint8_t**)ownCarve(carver, 2 * work.nLines * (int64_t)sizeof(uint8_t*));
+    work.scratch = ownCarve(carver, window.scratchBytes + window.scratchPerSample * work.lineSamples);
+}
+
+static bool ownTakeScratch(OwnWork& work)
+{
+    const OwnWindow& window = *work.window;
+    const int64_t mostPixels =
+        window.dstImage->tileInfo ? std::min(work.width, window.dstImage->tileInfo->width) : work.width;
+    work.nLines = (int64_t)window.top + window.bottom + 1;
+    const int64_t end = work.y + work.height + window.bottom;
+    work.nBelow = work.inPlace ? std::max<int64_t>(end - work.source->height, 0) : 0;
+
+    /* Far beyond any memory the products below would overflow. */
+    const double bytes = (double)(mostPixels + window.left + window.right + OWN_LINE_SPARE) * work.step *
+                         (4.0 * (double)(work.nLines + work.nBelow + 10) + (double)window.scratchPerSample);
+    if (bytes > (double)(PTRDIFF_MAX / 4)) return false;
+
+    OwnCarver carver = {nullptr, 0};
+    ownDealScratch(work, carver, mostPixels);
+    if (carver.used > PTRDIFF_MAX / 2 || work.outBytes > INT32_MAX) return false;
+    work.ring = ownAlloc((size_t)carver.used);
+    if (!work.ring) return false;
+    carver = {(uint8_t*)work.ring, 0};
+    ownDealScratch(work, carver, mostPixels);
+    memset(work.lines, 0, (size_t)(work.nLines * work.lineBytes));
+    for (int64_t i = 0; i < 2 * work.nLines; ++i) work.rows[i] = work.lines + i % work.nLines * work.lineBytes;
+    return true;
+}
+
+/* The image whose tiles are to be read and written: a copy with the margins around the rectangle. */
+static bool ownCopySource(OwnWork& work)
+{
+    const OwnWindow& window = *work.window;
+    const int64_t width = (int64_t)work.width + window.left + window.right,
+                  height = (int64_t)work.height + window.top + window.bottom, x = work.x - window.left,
+                  y = work.y - window.top;
+    if (width > INT32_MAX || height > INT32_MAX) return false;
+    VekImage& copy = work.copyHeader;
+    copy = *window.srcImage;
+    copy.tileInfo = nullptr;
+    copy.width = (int32_t)width;
+    copy.height = (int32_t)height;
+    const int64_t rowBytes = ownRowBytes(&copy, width), rows = ownRowCount(&copy, height);
+    if (rowBytes > INT32_MAX || rows > PTRDIFF_MAX / rowBytes) return false;
+    copy.widthStep = (int32_t)rowBytes;
+    work.copy = ownAlloc((size_t)(rows * rowBytes));
+    if (!work.copy) return false;
+    copy.imageData = (uint8_t*)work.copy;
+    const bool planes = copy.dataOrder != VEK_DATA_ORDER_PIXEL;
+    for (int64_t i = 0; i < rows; ++i)
+        ownFetchPixels(window.srcImage, window.borderConst, planes ? (int32_t)(i / height) : 0,
+                       planes ? 1 : copy.nChannels, x, y + i % height, width, copy.imageData + i * rowBytes);
+    work.source = &copy;
+    work.x = window.left;
+    work.y = window.top;
+    work.inPlace = false;
+    return true;
+}
+
+/* ---- Lines ----------------------------------------------------------------------------------------------------- */
+
+/* Bits to bytes of 0 and 1. */
+static void ownBitsToBytes(uint8_t* out, const uint8_t* bits, ptrdiff_t n)
+{
+    ptrdiff_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        /* The eight copies of the byte, each shifted so that its own bit is the lowest; the top bit comes to the lowest
+         * byte. */
+        const uint64_t spread = ((bits[i >> 3] * 0x8040201008040201u) >> 7) & 0x0101010101010101u;
+        const uint64_t bytes = std::endian::native == std::endian::little ? spread : __builtin_bswap64(spread);
+        memcpy(out + i, &bytes, 8);
+    }
+    for (; i < n; ++i) out[i] = bits[i >> 3] >> (7 - (i & 7)) & 1;
+}
+
+/* Bytes above 0 to bits of 1, in the bytes' own place: each byte of bits is written when its eight bytes are read. */
+static void ownBytesToBits(uint8_t* row, ptrdiff_t n)
+{
+    for (ptrdiff_t i = 0; i < n; i += 8) {
+        int bits = 0;
+        for (ptrdiff_t j = i; j < std::min(i + 8, n); ++j) bits |= (row[j] > 0) << (7 - (j & 7));
+        row[i >> 3] = (uint8_t)bits;
+    }
+}
+
+/* The source's row under row y of the whole rectangle, which may be outside of it. */
+static void ownFetchLine(const OwnWork& work, const OwnPatch& patch, int32_t pass, int64_t y, uint8_t* line)
+{
+    const OwnWindow& window = *work.window;
+    const int64_t x = work.x + patch.x - window.left, count = (int64_t)patch.width + window.left + window.right;
+    const int32_t first = work.step > 1 ? 0 : window.from.first + pass;
+    const bool unpacked = work.sampleBits == 1 && work.lineSampleBytes;
+    ownFetchPixels(work.source, window.borderConst, first, work.step, x, work.y + y, count, unpacked ? work.bits : line);
+    if (unpacked) ownBitsToBytes(line, work.bits, (ptrdiff_t)count);
+}
+
+/* ---- Results --------------------------------------------------------------------------------------------------- */
+
+static OwnRun* ownCopyOf(int sampleBits)
+{
+    return sampleBits <= 8 ? ownCopyRun<1> : sampleBits <= 16 ? ownCopyRun<2> : ownCopyRun<4>;
+}
+
+/* Rows y to y + n - 1 of the patch, from the rows of work.out. */
+static void ownStoreRows(const OwnWork& work, const OwnPatch& patch, int32_t pass, int32_t y, int32_t n)
+{
+    const OwnWindow& window = *work.window;
+    VekROI from = {0, 0, 0, patch.width, n}, to = {0, patch.xDst, patch.yDst + y, patch.width, n}, shade;
+    VekImage result = patch.dst, dst = patch.dst, mask;
+    result.nChannels = work.step;
+    result.alphaChannel = 0;
+    result.dataOrder = VEK_DATA_ORDER_PIXEL;
+    result.width = patch.width;
+    result.height = n;
+    result.widthStep = (int32_t)work.outBytes;
+    result.imageSize = 0; /* not to be taken as one block */
+    result.imageData = work.out;
+    result.roi = &from;
+    dst.roi = &to;
+    if (work.mask) {
+        mask = *work.mask;
+        shade = mask.roi ? *mask.roi : VekROI{0, 0, 0, mask.width, mask.height};
+        shade = {0, shade.xOffset + patch.x, shade.yOffset + patch.y + y, patch.width, n};
+        mask.roi = &shade;
+    }
+    OwnPoint point = {};
+    point.nImages = 2;
+    point.run = ownCopyOf(work.sampleBits);
+    if (work.step > 1) point.channels[0] = point.channels[1] = {0, window.to.count, false};
+    else {
+        point.channels[0] = {0, 1, false};
+        point.channels[1] = {window.to.first + pass, 1, false};
+    }
+    const VekImage* const image[2] = {&result, &dst};
+    ownTraverse(point, image, work.mask ? &mask : nullptr);
+}
+
+/* Where the stage may write row 0 of the patch itself, null where something of the rows is spared. */
+static uint8_t* ownStraight(const OwnWork& work, const OwnPatch& patch, int32_t pass)
+{
+    VekImage dst = patch.dst;
+    VekROI roi = {0, patch.xDst, patch.yDst, patch.width, patch.height};
+    dst.roi = &roi;
+    const OwnView view = ownView(&dst);
+    const int64_t bytes = (int64_t)patch.width * work.step * (work.sampleBits >> 3);
+    if (work.mask || work.sampleBits == 1 || view.pixelStep != work.step || bytes % OWN_OUT_UNIT) return nullptr;
+    if (work.step > 1 && work.window->to.count < work.step) return nullptr;
+    return view.data + (work.step > 1 ? 0 : (work.window->to.first + pass) * view.channelStep);
+}
+
+/* ---- Passes and patches ---------------------------------------------------------------------------------------- */
+
+/* One pass over a patch. Line i of it is the source's row i - top. */
+static void ownRunPass(const OwnWork& work, const OwnPatch& patch, int32_t pass)
+{
+    const OwnWindow& window = *work.window;
+    const int64_t above = (int64_t)patch.y - window.top, belowFrom = work.source->height - work.y - above;
+    const ptrdiff_t n = (ptrdiff_t)patch.width * work.step;
+    for (int64_t i = 0; i < work.nBelow; ++i)
+        ownFetchLine(work, patch, pass, above + belowFrom + i, work.below + i * work.lineBytes);
+    const auto fetch = [&](int64_t i) {
+        uint8_t* line = work.lines + i % work.nLines * work.lineBytes;
+        if (work.nBelow && i >= belowFrom)
+            memcpy(line, work.below + (i - belowFrom) * work.lineBytes, (size_t)work.lineBytes);
+        else ownFetchLine(work, patch, pass, above + i, line);
+    };
+    for (int64_t i = 0; i < work.nLines - 1; ++i) fetch(i);
+
+    uint8_t* straight = ownStraight(work, patch, pass);
+    OwnWindowRow row = {n, work.step, work.lineSamples, true, work.scratch, window.k};
+    for (int32_t y = 0; y < patch.height; ++y, row.first = false) {
+        fetch(y + work.nLines - 1);
+        const int32_t place = y % OWN_ROWS_TOGETHER;
+        uint8_t* out = straight ? straight + y * (ptrdiff_t)patch.dst.widthStep : work.out + place * work.outBytes;
+        window.stage(out, work.rows + y % work.nLines, row);
+        if (straight) continue;
+        if (work.sampleBits == 1 && work.lineSampleBytes) ownBytesToBits(out, n);
+        if (place == OWN_ROWS_TOGETHER - 1 || y == patch.height - 1)
+            ownStoreRows(work, patch, pass, y - place, place + 1);
+    }
+}
+
+static void ownRunPatch(const OwnWork& work, const OwnPatch& patch)
+{
+    for (int32_t pass = 0; pass < work.nPasses; ++pass) ownRunPass(work, patch, pass);
+}
+
+/* ---- Tiles of the destination ---------------------------------------------------------------------------------- */
+
+/* The part of the tile at a column and row that lies in the rectangle, under a private header. */
+static OwnPatch ownTilePatch(const OwnWork& work, const VekROI& to, int64_t column, int64_t row)
+{
+    const VekImage& image = *work.window->dstImage;
+    const VekTileInfo& info = *image.tileInfo;
+    const int64_t xTile = column * info.width, yTile = row * info.height;
+    const int64_t x0 = std::max<int64_t>(xTile, to.xOffset), y0 = std::max<int64_t>(yTile, to.yOffset);
+    const int64_t x1 = std::min<int64_t>(xTile + info.width, (int64_t)to.xOffset + work.width),
+                  y1 = std::min<int64_t>(yTile + info.height, (int64_t)to.yOffset + work.height);
+    OwnPatch patch = {};
+    patch.dst = image;
+    patch.dst.tileInfo = nullptr;
+    patch.dst.maskROI = nullptr;
+    patch.dst.width = info.width;
+    patch.dst.height = info.height;
+    patch.dst.widthStep = ownTileRowBytes(&image);
+    patch.dst.imageData = info.tileData;
+    patch.xDst = (int32_t)(x0 - xTile);
+    patch.yDst = (int32_t)(y0 - yTile);
+    patch.x = (int32_t)(x0 - to.xOffset);
+    patch.y = (int32_t)(y0 - to.yOffset);
+    patch.width = (int32_t)(x1 - x0);
+    patch.height = (int32_t)(y1 - y0);
+    return patch;
+}
+
+static OwnWindowEnd ownRunTiles(const OwnWork& work)
+{
+    const VekImage* image = work.window->dstImage;
+    const VekTileInfo& info = *image->tileInfo;
+    const VekROI to = ownPart(image);
+    const int64_t columnEnd = ((int64_t)to.xOffset + work.width - 1) / info.width,
+                  rowEnd = ((int64_t)to.yOffset + work.height - 1) / info.height;
+    for (int64_t row = to.yOffset / info.height; row <= rowEnd; ++row)
+        for (int64_t column = to.xOffset / info.width; column <= columnEnd; ++column) {
+            info.callBack(image, (int32_t)column, (int32_t)row, VEK_TILE_WRITE);
+            if (!info.tileData) return OWN_WINDOW_NO_TILE;
+            ownRunPatch(work, ownTilePatch(work, to, column, row));
+            info.callBack(image, (int32_t)column, (int32_t)row, VEK_TILE_RELEASE);
+        }
+    return OWN_WINDOW_DONE;
+}
+
+/* ---- The call -------------------------------------------------------------------------------------------------- */
+
+static OwnWindowEnd ownRunWork(OwnWork& work)
+{
+    const VekImage* dst = work.window->dstImage;
+    if (dst->tileInfo && ownTileRowBytes(dst) == 0) return OWN_WINDOW_NO_MEMORY;
+    if (work.inPlace && work.source->tileInfo && !ownCopySource(work)) return OWN_WINDOW_NO_MEMORY;
+    if (!ownTakeScratch(work)) return OWN_WINDOW_NO_MEMORY;
+    if (dst->tileInfo) return ownRunTiles(work);
+
+    const VekROI to = ownPart(dst);
+    ownRunPatch(work, {*dst, to.xOffset, to.yOffset, 0, 0, work.width, work.height});
+    return OWN_WINDOW_DONE;
+}
+
+OwnWindowEnd ownWindow(const OwnWindow& window)
+{
+    if (window.from.count < 1 || window.to.count < 1) return OWN_WINDOW_DONE;
+    const VekImage* const image[2] = {window.srcImage, window.dstImage};
+    OwnMask mask;
+    const OwnMerge merge = ownMergeMasks(image, 2, &mask);
+    if (merge != OWN_MERGED) return merge == OWN_MERGE_EMPTY ? OWN_WINDOW_DONE : OWN_WINDOW_NO_MEMORY;
+
+    OwnWork work = {};
+    work.window = &window;
+    work.mask = mask.image;
+    ownMeasure(work);
+    const OwnWindowEnd end = work.width < 1 || work.height < 1 ? OWN_WINDOW_DONE : ownRunWork(work);
+    ownFree(work.ring);
+    ownFree(work.copy);
+    ownReleaseMask(&mask);
+    return end;
+}

@@ -1,0 +1,267 @@
+/* The rank filters and the morphology over random headers, held against the naive model: depths, orders, regions with real
+ * neighbours, borders by side, windows larger than the image, channels of interest, alpha, masks, tiles, in place. */
+#include "filter/rank_model.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+static const uint32_t depths[] = {VEK_DEPTH_1U, VEK_DEPTH_8U,  VEK_DEPTH_16U,
+                                  VEK_DEPTH_8S, VEK_DEPTH_16S, VEK_DEPTH_32S}; /* morphology: the first three */
+
+/* ---- Random images ------------------------------------------------------------------------------------------------ */
+
+static void drawRoi(TestImage& image, Random& random, int32_t coi)
+{
+    const int32_t width = image.image.width, height = image.image.height;
+    const int32_t x = draw(random, 0, draw(random, 0, 3) ? width / 3 : width + 2), y = draw(random, 0, height / 3);
+    image.setRoi(coi, x, y, draw(random, 1, width + 2), draw(random, 1, height + 2));
+}
+
+static std::unique_ptr<TestImage> drawMask(const TestImage& image, Random& random)
+{
+    ImageSpec spec;
+    spec.depth = VEK_DEPTH_1U;
+    spec.width = image.image.width + draw(random, -1, 9);
+    spec.height = image.image.height + draw(random, -1, 9);
+    spec.width = std::max(spec.width, 1);
+    spec.height = std::max(spec.height, 1);
+    auto mask = std::make_unique<TestImage>(spec, random);
+    if (draw(random, 0, 2) == 0) memset(mask->block.data, 0xFF, mask->block.bytes);
+    if (draw(random, 0, 1)) drawRoi(*mask, random, 0);
+    return mask;
+}
+
+static std::unique_ptr<TestImage> drawImage(ImageSpec spec, Random& random, bool sameSize)
+{
+    if (!sameSize) {
+        spec.width = draw(random, 1, 45);
+        spec.height = draw(random, 1, 30);
+    }
+    spec.align = draw(random, 0, 1) ? 4 : 8;
+    spec.moreStep = draw(random, 0, 1) * draw(random, 0, 7);
+    spec.atEnd = draw(random, 0, 1);
+    auto image = std::make_unique<TestImage>(spec, random);
+    const int few = draw(random, 0, 2); /* as they are, a few values, or rarely anything but 0 */
+    for (size_t i = 0; few && i < image->block.bytes; ++i)
+        image->block.data[i] &= few == 1 ? 0x83 : (uint8_t)(random() & random() & random());
+    for (int side = 0; side < 4; ++side)
+        vekSetBorderMode(&image->image, draw(random, 0, 3), 1 << side, draw(random, 0, 1) ? (int)random() : 100);
+    if (draw(random, 0, 2)) drawRoi(*image, random, 0);
+    if (draw(random, 0, 3) == 0) image->setMask(drawMask(*image, random));
+    return image;
+}
+
+/* A source and a destination, which may be the same, and tiles over them. */
+struct Pair {
+    std::unique_ptr<TestImage> src, other;
+    std::unique_ptr<TiledImage> srcTiles, dstTiles;
+    std::vector<uint8_t> srcBytes, expected;
+
+    TestImage& dst() { return other ? *other : *src; }
+    const VekImage* srcHeader() const { return srcTiles ? &srcTiles->image : &src->image; }
+    VekImage* dstHeader()
+    {
+        if (!other) return srcTiles ? &srcTiles->image : &src->image;
+        return dstTiles ? &dstTiles->image : &other->image;
+    }
+};
+
+static Pair drawPair(Random& random, uint32_t depth, bool mayBeInPlace, bool sameCoi)
+{
+    ImageSpec spec;
+    spec.depth = depth;
+    spec.nChannels = depth == VEK_DEPTH_1U ? 1 : draw(random, 1, 4);
+    spec.hasAlpha = spec.nChannels > 1 && draw(random, 0, 3) == 0;
+    spec.dataOrder = draw(random, 0, 1);
+    const int big = draw(random, 0, 9) == 0;
+    spec.width = draw(random, 1, big ? 200 : 45);
+    spec.height = draw(random, 1, 30);
+
+    Pair pair;
+    pair.src = drawImage(spec, random, true);
+    if (!mayBeInPlace || draw(random, 0, 2)) pair.other = drawImage(spec, random, draw(random, 0, 1));
+    if (draw(random, 0, 2) == 0 && pair.src->image.roi && pair.dst().image.roi) {
+        pair.src->image.roi->coi = draw(random, 1, spec.nChannels);
+        pair.dst().image.roi->coi = sameCoi || !pair.other ? pair.src->image.roi->coi : draw(random, 1, spec.nChannels);
+    }
+    if (draw(random, 0, 3) == 0)
+        pair.srcTiles = std::make_unique<TiledImage>(*pair.src, 8 * draw(random, 1, 4), 8 * draw(random, 1, 2));
+    if (pair.other && draw(random, 0, 3) == 0)
+        pair.dstTiles = std::make_unique<TiledImage>(*pair.other, 8 * draw(random, 1, 4), 8 * draw(random, 1, 2));
+    pair.srcBytes = pair.src->bytes();
+    pair.expected = pair.dst().bytes();
+    return pair;
+}
+
+static void checkPair(Pair& pair)
+{
+    const std::vector<uint8_t> now = pair.dst().bytes();
+    const auto differ = std::mismatch(now.begin(), now.end(), pair.expected.begin());
+    ASSERT_TRUE(differ.first == now.end())
+        << "byte " << differ.first - now.begin() << ": " << (int)*differ.first << ", not " << (int)*differ.second;
+    if (pair.other) { ASSERT_EQ(pair.src->bytes(), pair.srcBytes); }
+    for (const TiledImage* tiles : {pair.srcTiles.get(), pair.dstTiles.get()}) {
+        if (!tiles) continue;
+        ASSERT_FALSE(tiles->isOpen());
+        ASSERT_EQ(tiles->logText().find("BAD"), std::string::npos) << tiles->logText();
+    }
+    if (!pair.dstTiles) return;
+    std::vector<std::string> log = pair.dstTiles->log; /* each tile once */
+    std::sort(log.begin(), log.end());
+    ASSERT_EQ(std::unique(log.begin(), log.end()), log.end()) << pair.dstTiles->logText();
+}
+
+static std::string textOf(Pair& pair)
+{
+    const VekImage &s = pair.src->image, &d = pair.dst().image;
+    return std::to_string(s.nChannels) + "ch a" + std::to_string(s.alphaChannel) + " depth" + std::to_string(s.depth) +
+           " order" + std::to_string(s.dataOrder) + " " + std::to_string(s.width) + "x" + std::to_string(s.height) +
+           " to " + std::to_string(d.width) + "x" + std::to_string(d.height) + (pair.other ? "" : " in place") +
+           (s.roi ? " roi" : "") + (s.maskROI ? " mask" : "") + (pair.srcTiles ? " tiles" : "") +
+           (pair.dstTiles ? " dst tiles" : "");
+}
+
+/* ---- Ranks -------------------------------------------------------------------------------------------------------- */
+
+struct RankFilter {
+    const char* name;
+    void (*call)(const VekImage*, VekImage*, int32_t, int32_t, int32_t, int32_t);
+    size_t (*rank)(size_t n);
+};
+static const RankFilter rankFilters[] = {
+    {"vekMinFilter", vekMinFilter, [](size_t) { return (size_t)1; }},
+    {"vekMaxFilter", vekMaxFilter, [](size_t n) { return n; }},
+    {"vekMedianFilter", vekMedianFilter, [](size_t n) { return n / 2 + 1; }},
+};
+
+static ModelWindow drawWindow(Random& random)
+{
+    ModelWindow window = {draw(random, 1, 8), draw(random, 1, 8), 0, 0};
+    const int kind = draw(random, 0, 9);
+    if (kind < 4) window.nCols = window.nRows = kind < 2 ? 3 : 5;
+    if (kind == 4) window.nCols = draw(random, 1, 40);
+    if (kind == 5) window.nRows = draw(random, 1, 40);
+    window.anchorX = draw(random, 0, window.nCols - 1);
+    window.anchorY = draw(random, 0, window.nRows - 1);
+    return window;
+}
+
+static void runRank(const RankFilter& filter, Pair& pair, const ModelWindow& w)
+{
+    modelWindow(SharedArea(pair.src->image, pair.dst().image), pair.srcBytes.data(), pair.expected.data(), w,
+                [&](const std::vector<int64_t>& s) { return rankOf(s, filter.rank(s.size())); });
+    const int live = heapLive();
+    Recorder recorder;
+    filter.call(pair.srcHeader(), pair.dstHeader(), w.nCols, w.nRows, w.anchorX, w.anchorY);
+    ASSERT_EQ(recorder.text(), "");
+    ASSERT_EQ(vekGetErrStatus(), VEK_StatusOk);
+    ASSERT_EQ(heapLive(), live);
+    checkPair(pair);
+}
+
+TEST(RankFilters, equalTheNaiveModel)
+{
+    for (uint32_t seed = 1; seed <= 5000 && !HasFatalFailure(); ++seed) {
+        Random random(seed);
+        const RankFilter& filter = rankFilters[draw(random, 0, 2)];
+        Pair pair = drawPair(random, depths[draw(random, 0, 5)], false, false);
+        const ModelWindow w = drawWindow(random);
+        SCOPED_TRACE("seed " + std::to_string(seed) + ": " + filter.name + " " + std::to_string(w.nCols) + "x" +
+                     std::to_string(w.nRows) + " at " + std::to_string(w.anchorX) + "," + std::to_string(w.anchorY) +
+                     " " + textOf(pair));
+        runRank(filter, pair, w);
+    }
+}
+
+/* The median has methods of its own by the size of the window and the range of its counts. */
+TEST(RankFilters, medianOfLargeWindows)
+{
+    const ModelWindow windows[] = {{7, 7, 3, 3},    {9, 3, 0, 0},   {3, 9, 2, 8},      {31, 31, 15, 15},
+                                   {200, 2, 99, 1}, {2, 300, 1, 9}, {180, 190, 4, 180}};
+    for (const uint32_t depth : depths)
+        for (const ModelWindow& w : windows) {
+            SCOPED_TRACE("depth " + std::to_string(depth) + " " + std::to_string(w.nCols) + "x" +
+                         std::to_string(w.nRows));
+            Random random(depth + (uint32_t)w.nCols);
+            ImageSpec spec;
+            spec.depth = depth;
+            spec.nChannels = depth == VEK_DEPTH_1U ? 1 : 2;
+            spec.width = 30;
+            spec.height = 2;
+            Pair pair;
+            pair.src = std::make_unique<TestImage>(spec, random);
+            pair.other = std::make_unique<TestImage>(spec, random);
+            vekSetBorderMode(&pair.src->image, VEK_BORDER_MIRROR, 15, 0);
+            pair.srcBytes = pair.src->bytes();
+            pair.expected = pair.other->bytes();
+            runRank(rankFilters[2], pair, w);
+        }
+}
+
+/* ---- Morphology --------------------------------------------------------------------------------------------------- */
+
+struct Morphology {
+    const char* name;
+    void (*call)(const VekImage*, VekImage*, int32_t);
+    std::vector<bool> largest;
+};
+static const Morphology morphologies[] = {
+    {"vekErode", vekErode, {false}},
+    {"vekDilate", vekDilate, {true}},
+    {"vekOpen", vekOpen, {false, true}},
+    {"vekClose", vekClose, {true, false}},
+};
+
+TEST(Morphology, equalsTheNaiveModel)
+{
+    for (uint32_t seed = 1; seed <= 4000 && !HasFatalFailure(); ++seed) {
+        Random random(seed);
+        const Morphology& morphology = morphologies[draw(random, 0, 3)];
+        Pair pair = drawPair(random, depths[draw(random, 0, 2)], true, true);
+        const int32_t n = draw(random, 0, 9) ? draw(random, 1, 6) : draw(random, 7, 20);
+        SCOPED_TRACE("seed " + std::to_string(seed) + ": " + morphology.name + " " + std::to_string(n) + " " +
+                     textOf(pair));
+        if (n > 6 && pair.src->image.width > 45) continue;
+        modelMorphology(SharedArea(pair.src->image, pair.dst().image), pair.srcBytes.data(), pair.expected.data(), n,
+                        morphology.largest);
+        const int live = heapLive();
+        Recorder recorder;
+        vekSetErrStatus(-77);
+        morphology.call(pair.srcHeader(), pair.dstHeader(), n);
+        ASSERT_EQ(recorder.text(), "");
+        ASSERT_EQ(vekGetErrStatus(), VEK_StatusOk);
+        ASSERT_EQ(heapLive(), live);
+        checkPair(pair);
+    }
+}
+
+/* Boxes so large that lines are made in batches of many rows; the pixels around a region two or more away don't count. */
+TEST(Morphology, seesOnlyTheRingAroundARegion)
+{
+    for (const uint32_t depth : {VEK_DEPTH_1U, VEK_DEPTH_8U, VEK_DEPTH_16U})
+        for (const Morphology& morphology : morphologies)
+            for (const int32_t n : {1, 5, 13, 30, INT32_MAX}) {
+                SCOPED_TRACE(std::string(morphology.name) + " " + std::to_string(depth) + " " + std::to_string(n));
+                Random random(depth);
+                ImageSpec spec;
+                spec.depth = depth;
+                spec.width = 50;
+                spec.height = 90;
+                Pair pair;
+                pair.src = std::make_unique<TestImage>(spec, random);
+                pair.src->setRoi(0, 11, 9, 28, 75);
+                for (int32_t y = 0; y < 90; ++y)
+                    for (int32_t x = 0; x < 50; ++x)
+                        if (x < 10 || x > 39 || y < 8 || y > 84)
+                            setSample(pair.src->image, pair.src->block.data, x, y, 0, (x + y) & 1 ? 0 : -1);
+                pair.srcBytes = pair.src->bytes();
+                pair.expected = pair.srcBytes;
+                modelMorphology(SharedArea(pair.src->image, pair.src->image), pair.srcBytes.data(),
+                                pair.expected.data(), std::min(n, 80), morphology.largest);
+                Recorder recorder;
+                morphology.call(&pair.src->image, &pair.src->image, n);
+                ASSERT_EQ(recorder.text(), "");
+                checkPair(pair);
+            }
+}
