@@ -261,6 +261,13 @@ enum OwnMerge { OWN_MERGED, OWN_MERGE_EMPTY, OWN_MERGE_NO_MEMORY };
 OwnMerge ownMergeMasks(const VekImage* const image[], int nImages, OwnMask* mask);
 void ownReleaseMask(OwnMask* mask);
 
+/* Brings n bits that begin at bit `from` of src to bit `to` of out; 0 is the top bit of the first byte. The other bits of
+ * out's first and last byte are undefined. Only bytes that hold some of the bits are read. */
+void ownAlignBits(uint8_t* out, int to, const uint8_t* src, int from, ptrdiff_t n);
+
+/* dst = write ? result : dst for n samples of `bytes` bytes side by side, a write bit each. */
+void ownStoreSome(void* dst, const void* result, int bytes, const uint8_t* writeBits, ptrdiff_t n);
+
 /* ---- Point operations ---------------------------------------------------------------------------------------- */
 
 /* A point operation whose tests have passed: one run, to be taken over all pixels of its images. */
@@ -272,6 +279,11 @@ struct OwnPoint {
     OwnRun* run;
     const void* k;
     bool clearedOnRelease; /* a callback must clear tileData when it takes a tile back */
+
+    /* Where an operation differs from the others: what is done with a piece of a tile walk, instead of ownTraverse, and the
+     * texts for a tile that was not delivered, one an image. */
+    void (*piece)(const OwnPoint& point, const VekImage* const image[], const VekImage* mask) = nullptr;
+    const char* const* missing = nullptr;
 };
 
 /* dst = f(src), dst = f(A, B): the channel tests, the merge of masks, the choice of the row by the destination's depth,
@@ -286,6 +298,37 @@ void ownPointMasked(OwnPoint& point, const OwnRow* rows);
 
 /* Every pixel of untiled images (or of the private headers of one piece of a tile walk). */
 void ownTraverse(const OwnPoint& point, const VekImage* const image[], const VekImage* mask);
+
+/* ---- Whole pixels as planes ------------------------------------------------------------------------------------ */
+
+/* A run over whole pixels: in[c] and out[c] are n samples of channel c side by side, at any address. n is a multiple of a
+ * vector's bytes, and what lies beyond the pixels asked for is computed too, from any samples whatever. 1-bit samples come
+ * and go as bits, from the top bit of the first byte on. out does not overlap in. */
+typedef void OwnPlaneRun(void* const out[], const void* const in[], ptrdiff_t n, const void* k);
+
+/* A row of a table: the run, and the plain loop that it must equal, bit for bit. An empty row: not served. */
+struct OwnPlaneRow {
+    OwnPlaneRun* run;
+    OwnPlaneRun* plain;
+};
+
+/* One image of the pass: plane c of the run is channel channel[c] of the view. A 1-bit view begins at the top of a byte. */
+struct OwnPlaneSide {
+    OwnView view;
+    int nPlanes; /* 1 or 3 */
+    int32_t channel[3];
+};
+
+/* A pass over width x height pixels. The two images may be the same one. Other channels of the destination keep their
+ * values, and where the mask has a 0, all of them. */
+struct OwnPlanePass {
+    OwnPlaneSide src, dst;
+    int32_t width, height;
+    const OwnView* mask; /* null: none */
+    OwnPlaneRun* run;
+    const void* k;
+};
+void ownPlanePass(const OwnPlanePass& pass);
 
 /* ---- Tiles --------------------------------------------------------------------------------------------------- */
 

@@ -168,9 +168,10 @@ template <class T> static inline OwnVec<T> ownMin(OwnVec<T> a, OwnVec<T> b)
     else if constexpr (std::is_same_v<T, uint32_t>) return ownFromX86<T>(OWN_X86(min_epu32)(ownX86(a), ownX86(b)));
     else if constexpr (std::is_same_v<T, int32_t>) return ownFromX86<T>(OWN_X86(min_epi32)(ownX86(a), ownX86(b)));
     else if constexpr (std::is_same_v<T, float>) return ownFromX86<T>(OWN_X86(min_ps)(a.v, b.v));
+    else if constexpr (std::is_same_v<T, double>) return ownFromX86<T>(OWN_X86(min_pd)(a.v, b.v));
     else
 #endif
-        return ownSelect(ownAs<typename OwnWrap<T>::Type>(ownGreater(b, a)), a, b);
+        return ownSelect(ownGreater(b, a), a, b);
 }
 template <class T> static inline OwnVec<T> ownMax(OwnVec<T> a, OwnVec<T> b)
 {
@@ -182,15 +183,17 @@ template <class T> static inline OwnVec<T> ownMax(OwnVec<T> a, OwnVec<T> b)
     else if constexpr (std::is_same_v<T, uint32_t>) return ownFromX86<T>(OWN_X86(max_epu32)(ownX86(a), ownX86(b)));
     else if constexpr (std::is_same_v<T, int32_t>) return ownFromX86<T>(OWN_X86(max_epi32)(ownX86(a), ownX86(b)));
     else if constexpr (std::is_same_v<T, float>) return ownFromX86<T>(OWN_X86(max_ps)(a.v, b.v));
+    else if constexpr (std::is_same_v<T, double>) return ownFromX86<T>(OWN_X86(max_pd)(a.v, b.v));
     else
 #endif
-        return ownSelect(ownAs<typename OwnWrap<T>::Type>(ownGreater(a, b)), a, b);
+        return ownSelect(ownGreater(a, b), a, b);
 }
 
 /* Shifts of every lane by n bits, n below the lane's width: left, dropping high bits; right, by the sign of T. */
 template <class T> static inline OwnVec<T> ownShiftLeft(OwnVec<T> a, int n)
 {
 #ifdef OWN_X86
+    if (sizeof(T) > 1 && __builtin_constant_p(n)) return {(typename OwnVec<T>::Raw)((OwnWrapRaw<T>)a.v << n)};
     if constexpr (sizeof(T) == 1) return ownAs<T>(ownShiftLeft(ownAs<uint16_t>(a), n)) & ownSet<T>((T)(0xFF << n));
     else if constexpr (sizeof(T) == 2) return ownFromX86<T>(OWN_X86(sll_epi16)(ownX86(a), _mm_cvtsi32_si128(n)));
     else if constexpr (sizeof(T) == 4) return ownFromX86<T>(OWN_X86(sll_epi32)(ownX86(a), _mm_cvtsi32_si128(n)));
@@ -201,6 +204,7 @@ template <class T> static inline OwnVec<T> ownShiftLeft(OwnVec<T> a, int n)
 template <class T> static inline OwnVec<T> ownShiftRight(OwnVec<T> a, int n)
 {
 #ifdef OWN_X86
+    if (sizeof(T) > 1 && __builtin_constant_p(n)) return {a.v >> n};
     if constexpr (std::is_same_v<T, uint8_t>)
         return ownAs<T>(ownShiftRight(ownAs<uint16_t>(a), n)) & ownSet<T>((T)(0xFF >> n));
     else if constexpr (std::is_same_v<T, int8_t>) {
@@ -355,6 +359,24 @@ template <class T> static inline OwnVec<T> ownZipHigh(OwnVec<T> a, OwnVec<T> b)
     else return ownFromX86<T>(OWN_X86(unpackhi_epi64)(ownX86(a), ownX86(b)));
 }
 #endif
+
+/* Lanes of a and b in turn, in an order of the backend's own that ownPack of what is made of neighbours undoes. */
+template <class T> static inline OwnPair<T> ownZip(OwnVec<T> a, OwnVec<T> b)
+{
+#ifdef OWN_X86
+    return {ownZipLow(a, b), ownZipHigh(a, b)};
+#else
+    constexpr ptrdiff_t half = OwnVec<T>::lanes / 2;
+    OwnPair<T> r;
+    for (ptrdiff_t i = 0; i < half; ++i) {
+        r.lo.v[2 * i] = a.v[i];
+        r.lo.v[2 * i + 1] = b.v[i];
+        r.hi.v[2 * i] = a.v[half + i];
+        r.hi.v[2 * i + 1] = b.v[half + i];
+    }
+    return r;
+#endif
+}
 
 /* The lanes of a in the wider type, in an order of the backend's own that ownPack undoes. */
 template <class T> static inline OwnPair<OwnWide<T>> ownUnpack(OwnVec<T> a)

@@ -25,9 +25,7 @@ struct alignas(64) OwnScratch {
 
 /* ---- Bits ---------------------------------------------------------------------------------------------------- */
 
-/* Brings n bits that begin at bit `from` of src to bit `to` of out; 0 is the top bit of the first byte. The other bits of
- * out's first and last byte are undefined. Only bytes that hold some of the bits are read. */
-static void ownAlignBits(uint8_t* out, int to, const uint8_t* src, int from, ptrdiff_t n)
+void ownAlignBits(uint8_t* out, int to, const uint8_t* src, int from, ptrdiff_t n)
 {
     const ptrdiff_t outBytes = (to + n + 7) >> 3, srcBytes = (from + n + 7) >> 3;
     const int left = (from - to) & 7;
@@ -100,7 +98,7 @@ static void ownSpreadBits(uint8_t* out, const OwnSpread& spread, const uint8_t* 
 
 /* dst = write ? result : dst, sample by sample. Words of the write bits that are all 0 or all 1 are not looked at
  * closer. */
-template <class T> static void ownStoreSome(void* dst, const void* result, const uint8_t* writeBits, ptrdiff_t n)
+template <class T> static void ownStoreSamples(void* dst, const void* result, const uint8_t* writeBits, ptrdiff_t n)
 {
     constexpr ptrdiff_t size = (ptrdiff_t)sizeof(T), lanes = OwnVec<T>::lanes;
     char* out = (char*)dst;
@@ -163,11 +161,11 @@ static void ownScatter(uint8_t* dst, ptrdiff_t stepBytes, int bytes, const void*
     else if (bytes == 2) ownScatterRun<uint16_t>(dst, stepBytes, result, n);
     else ownScatterRun<uint32_t>(dst, stepBytes, result, n);
 }
-static void ownSome(void* dst, const void* result, int bytes, const uint8_t* writeBits, ptrdiff_t n)
+void ownStoreSome(void* dst, const void* result, int bytes, const uint8_t* writeBits, ptrdiff_t n)
 {
-    if (bytes == 1) ownStoreSome<uint8_t>(dst, result, writeBits, n);
-    else if (bytes == 2) ownStoreSome<uint16_t>(dst, result, writeBits, n);
-    else ownStoreSome<uint32_t>(dst, result, writeBits, n);
+    if (bytes == 1) ownStoreSamples<uint8_t>(dst, result, writeBits, n);
+    else if (bytes == 2) ownStoreSamples<uint16_t>(dst, result, writeBits, n);
+    else ownStoreSamples<uint32_t>(dst, result, writeBits, n);
 }
 
 /* ---- A pass: rows of samples, one kernel --------------------------------------------------------------------- */
@@ -248,10 +246,10 @@ static void ownRunChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t
     uint8_t* out = dst.row + x * dst.stepBytes;
     if (share == OWN_ALL && !dst.strided()) return pass.run(out, a, b, n, pass.k);
     pass.run(s.out, a, b, n, pass.k);
-    if (!dst.strided()) return ownSome(out, s.out, dst.bytes(), writeBits, n);
+    if (!dst.strided()) return ownStoreSome(out, s.out, dst.bytes(), writeBits, n);
     if (share == OWN_SOME) {
         ownGather(s.in[0], out, dst.stepBytes, dst.bytes(), n);
-        ownSome(s.in[0], s.out, dst.bytes(), writeBits, n);
+        ownStoreSome(s.in[0], s.out, dst.bytes(), writeBits, n);
         return ownScatter(out, dst.stepBytes, dst.bytes(), s.in[0], n);
     }
     ownScatter(out, dst.stepBytes, dst.bytes(), s.out, n);
