@@ -287,7 +287,8 @@ void vekApplyColorTwist(const VekImage* srcImage, VekImage* dstImage, const VekC
     if (dstImage->maskROI) OWN_REFUSE_IF((dstImage->origin != dstImage->maskROI->origin));
 
     const OwnPlaneRow* rows = ownSmallTwist(srcImage, dstImage, *cTwist, offset) ? ownTwistRows : ownTwistRealRows;
-    const OwnTwistPiece piece = {rows[ownSlot(srcImage->depth)].run, ownTwistOf(*cTwist, srcImage->depth, offset)};
+    const OwnSlot slot = srcImage->depth == VEK_DEPTH_8U ? OWN_8U : OWN_16U;
+    const OwnTwistPiece piece = {rows[slot].run, ownTwistOf(*cTwist, srcImage->depth, offset)};
     OwnPoint point = {};
     point.face = &face;
     point.nImages = 2;
