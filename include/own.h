@@ -311,6 +311,11 @@ struct OwnPoint {
     bool clearedOnRelease;    /* a callback must clear tileData when it takes a tile back */
     bool paddingKept = false; /* whole images are taken row by row too */
     bool copies = false;      /* the run is a copy */
+
+    /* Where an operation differs from the others: what is done with a piece of a tile walk, instead of ownTraverse, and the
+     * texts for a tile that was not delivered, one an image. */
+    void (*piece)(const OwnPoint& point, const VekImage* const image[], const VekImage* mask) = nullptr;
+    const char* const* missing = nullptr;
 };
 
 /* dst = f(src), dst = f(A, B): the channel tests, the merge of masks, the choice of the row by the destination's depth,
@@ -363,6 +368,37 @@ struct OwnReduction {
 
 /* Gives all samples of the rectangle to the run; stretches of which no sample is selected are left out. */
 void ownReduce(const OwnReduction& reduction);
+
+/* ---- Whole pixels as planes ------------------------------------------------------------------------------------ */
+
+/* A run over whole pixels: in[c] and out[c] are n samples of channel c side by side, at any address. n is a multiple of a
+ * vector's bytes, and what lies beyond the pixels asked for is computed too, from any samples whatever. 1-bit samples come
+ * and go as bits, from the top bit of the first byte on. out does not overlap in. */
+typedef void OwnPlaneRun(void* const out[], const void* const in[], ptrdiff_t n, const void* k);
+
+/* A row of a table: the run, and the plain loop that it must equal, bit for bit. An empty row: not served. */
+struct OwnPlaneRow {
+    OwnPlaneRun* run;
+    OwnPlaneRun* plain;
+};
+
+/* One image of the pass: plane c of the run is channel channel[c] of the view. A 1-bit view begins at the top of a byte. */
+struct OwnPlaneSide {
+    OwnView view;
+    int nPlanes; /* 1 or 3 */
+    int32_t channel[3];
+};
+
+/* A pass over width x height pixels. The two images may be the same one. Other channels of the destination keep their
+ * values, and where the mask has a 0, all of them. */
+struct OwnPlanePass {
+    OwnPlaneSide src, dst;
+    int32_t width, height;
+    const OwnView* mask; /* null: none */
+    OwnPlaneRun* run;
+    const void* k;
+};
+void ownPlanePass(const OwnPlanePass& pass);
 
 /* ---- Tiles --------------------------------------------------------------------------------------------------- */
 

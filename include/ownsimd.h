@@ -168,9 +168,10 @@ template <class T> static inline OwnVec<T> ownMin(OwnVec<T> a, OwnVec<T> b)
     else if constexpr (std::is_same_v<T, uint32_t>) return ownFromX86<T>(OWN_X86(min_epu32)(ownX86(a), ownX86(b)));
     else if constexpr (std::is_same_v<T, int32_t>) return ownFromX86<T>(OWN_X86(min_epi32)(ownX86(a), ownX86(b)));
     else if constexpr (std::is_same_v<T, float>) return ownFromX86<T>(OWN_X86(min_ps)(a.v, b.v));
+    else if constexpr (std::is_same_v<T, double>) return ownFromX86<T>(OWN_X86(min_pd)(a.v, b.v));
     else
 #endif
-        return ownSelect(ownAs<typename OwnWrap<T>::Type>(ownGreater(b, a)), a, b);
+        return ownSelect(ownGreater(b, a), a, b);
 }
 template <class T> static inline OwnVec<T> ownMax(OwnVec<T> a, OwnVec<T> b)
 {
@@ -182,15 +183,17 @@ template <class T> static inline OwnVec<T> ownMax(OwnVec<T> a, OwnVec<T> b)
     else if constexpr (std::is_same_v<T, uint32_t>) return ownFromX86<T>(OWN_X86(max_epu32)(ownX86(a), ownX86(b)));
     else if constexpr (std::is_same_v<T, int32_t>) return ownFromX86<T>(OWN_X86(max_epi32)(ownX86(a), ownX86(b)));
     else if constexpr (std::is_same_v<T, float>) return ownFromX86<T>(OWN_X86(max_ps)(a.v, b.v));
+    else if constexpr (std::is_same_v<T, double>) return ownFromX86<T>(OWN_X86(max_pd)(a.v, b.v));
     else
 #endif
-        return ownSelect(ownAs<typename OwnWrap<T>::Type>(ownGreater(a, b)), a, b);
+        return ownSelect(ownGreater(a, b), a, b);
 }
 
 /* Shifts of every lane by n bits, n below the lane's width: left, dropping high bits; right, by the sign of T. */
 template <class T> static inline OwnVec<T> ownShiftLeft(OwnVec<T> a, int n)
 {
 #ifdef OWN_X86
+    if (sizeof(T) > 1 && __builtin_constant_p(n)) return {(typename OwnVec<T>::Raw)((OwnWrapRaw<T>)a.v << n)};
     if constexpr (sizeof(T) == 1) return ownAs<T>(ownShiftLeft(ownAs<uint16_t>(a), n)) & ownSet<T>((T)(0xFF << n));
     else if constexpr (sizeof(T) == 2) return ownFromX86<T>(OWN_X86(sll_epi16)(ownX86(a), _mm_cvtsi32_si128(n)));
     else if constexpr (sizeof(T) == 4) return ownFromX86<T>(OWN_X86(sll_epi32)(ownX86(a), _mm_cvtsi32_si128(n)));
@@ -201,6 +204,7 @@ template <class T> static inline OwnVec<T> ownShiftLeft(OwnVec<T> a, int n)
 template <class T> static inline OwnVec<T> ownShiftRight(OwnVec<T> a, int n)
 {
 #ifdef OWN_X86
+    if (sizeof(T) > 1 && __builtin_constant_p(n)) return {a.v >> n};
     if constexpr (std::is_same_v<T, uint8_t>)
         return ownAs<T>(ownShiftRight(ownAs<uint16_t>(a), n)) & ownSet<T>((T)(0xFF >> n));
     else if constexpr (std::is_same_v<T, int8_t>) {
@@ -355,6 +359,24 @@ template <class T> static inline OwnVec<T> ownZipHigh(OwnVec<T> a, OwnVec<T> b)
     else return ownFromX86<T>(OWN_X86(unpackhi_epi64)(ownX86(a), ownX86(b)));
 }
 #endif
+
+/* Lanes of a and b in turn, in an order of the backend's own that ownPack of what is made of neighbours undoes. */
+template <class T> static inline OwnPair<T> ownZip(OwnVec<T> a, OwnVec<T> b)
+{
+#ifdef OWN_X86
+    return {ownZipLow(a, b), ownZipHigh(a, b)};
+#else
+    constexpr ptrdiff_t half = OwnVec<T>::lanes / 2;
+    OwnPair<T> r;
+    for (ptrdiff_t i = 0; i < half; ++i) {
+        r.lo.v[2 * i] = a.v[i];
+        r.lo.v[2 * i + 1] = b.v[i];
+        r.hi.v[2 * i] = a.v[half + i];
+        r.hi.v[2 * i + 1] = b.v[half + i];
+    }
+    return r;
+#endif
+}
 
 /* The lanes of a in the wider type, in an order of the backend's own that ownPack undoes. */
 template <class T> static inline OwnPair<OwnWide<T>> ownUnpack(OwnVec<T> a)
@@ -513,6 +535,345 @@ static inline OwnVec<uint64_t> ownAddBytes(OwnVec<uint64_t> sum, OwnVec<uint8_t>
 #else
     for (ptrdiff_t i = 0; i < OwnVec<uint8_t>::lanes; ++i) sum.v[i >> 3] += a.v[i];
     return sum;
+#endif
+}
+
+/* ---- Integers and floating point ------------------------------------------------------------------------------- */
+
+/* 32-bit integers as floats, rounded to nearest-even. */
+static inline OwnVec<float> ownToFloat(OwnVec<int32_t> a)
+{
+#ifdef OWN_X86
+    return ownFromX86<float>(OWN_X86(cvtepi32_ps)(ownX86(a)));
+#else
+    return {__builtin_convertvector(a.v, OwnVec<float>::Raw)};
+#endif
+}
+
+#ifndef OWN_X86
+/* A number without a fraction as an integer; beyond the range, and for what is no number, the lowest one. */
+static inline int32_t ownWhole(double a) { return a >= -2147483648.0 && a <= 2147483647.0 ? (int32_t)a : INT32_MIN; }
+#endif
+
+/* Floats to 32-bit integers: to nearest-even by the rounding in force, or toward zero. Numbers beyond the range, and what
+ * is no number, give the lowest integer. */
+static inline OwnVec<int32_t> ownNearest(OwnVec<float> a)
+{
+#ifdef OWN_X86
+    return ownFromX86<int32_t>(OWN_X86(cvtps_epi32)(a.v));
+#else
+    OwnVec<int32_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<int32_t>::lanes; ++i) r.v[i] = ownWhole(__builtin_rintf(a.v[i]));
+    return r;
+#endif
+}
+static inline OwnVec<int32_t> ownChop(OwnVec<float> a)
+{
+#ifdef OWN_X86
+    return ownFromX86<int32_t>(OWN_X86(cvttps_epi32)(a.v));
+#else
+    OwnVec<int32_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<int32_t>::lanes; ++i) r.v[i] = ownWhole(__builtin_truncf(a.v[i]));
+    return r;
+#endif
+}
+
+/* The lower and the upper half of the lanes as doubles. */
+static inline OwnPair<double> ownToDouble(OwnVec<int32_t> a)
+{
+    OwnPair<double> r;
+#if OWN_VEC_BYTES == 64
+    r.lo.v = _mm512_cvtepi32_pd(_mm512_castsi512_si256((__m512i)ownX86(a)));
+    r.hi.v = _mm512_cvtepi32_pd(_mm512_extracti32x8_epi32((__m512i)ownX86(a), 1));
+#elif OWN_VEC_BYTES == 32
+    r.lo.v = _mm256_cvtepi32_pd(_mm256_castsi256_si128((__m256i)ownX86(a)));
+    r.hi.v = _mm256_cvtepi32_pd(_mm256_extracti128_si256((__m256i)ownX86(a), 1));
+#elif defined(OWN_X86)
+    r.lo.v = _mm_cvtepi32_pd((__m128i)ownX86(a));
+    r.hi.v = _mm_cvtepi32_pd(_mm_unpackhi_epi64((__m128i)ownX86(a), (__m128i)ownX86(a)));
+#else
+    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
+        r.lo.v[i] = a.v[i];
+        r.hi.v[i] = a.v[OwnVec<double>::lanes + i];
+    }
+#endif
+    return r;
+}
+static inline OwnPair<double> ownToDouble(OwnVec<float> a)
+{
+    OwnPair<double> r;
+#if OWN_VEC_BYTES == 64
+    r.lo.v = _mm512_cvtps_pd(_mm512_castps512_ps256(a.v));
+    r.hi.v = _mm512_cvtps_pd(_mm512_extractf32x8_ps(a.v, 1));
+#elif OWN_VEC_BYTES == 32
+    r.lo.v = _mm256_cvtps_pd(_mm256_castps256_ps128(a.v));
+    r.hi.v = _mm256_cvtps_pd(_mm256_extractf128_ps(a.v, 1));
+#elif defined(OWN_X86)
+    r.lo.v = _mm_cvtps_pd(a.v);
+    r.hi.v = _mm_cvtps_pd(_mm_movehl_ps(a.v, a.v));
+#else
+    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
+        r.lo.v[i] = a.v[i];
+        r.hi.v[i] = a.v[OwnVec<double>::lanes + i];
+    }
+#endif
+    return r;
+}
+
+/* And back: rounded to the nearest float; toward zero, as above. */
+static inline OwnVec<float> ownToFloat(OwnPair<double> a)
+{
+#if OWN_VEC_BYTES == 64
+    return {_mm512_insertf32x8(_mm512_castps256_ps512(_mm512_cvtpd_ps(a.lo.v)), _mm512_cvtpd_ps(a.hi.v), 1)};
+#elif OWN_VEC_BYTES == 32
+    return {_mm256_insertf128_ps(_mm256_castps128_ps256(_mm256_cvtpd_ps(a.lo.v)), _mm256_cvtpd_ps(a.hi.v), 1)};
+#elif defined(OWN_X86)
+    return {_mm_movelh_ps(_mm_cvtpd_ps(a.lo.v), _mm_cvtpd_ps(a.hi.v))};
+#else
+    OwnVec<float> r;
+    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
+        r.v[i] = (float)a.lo.v[i];
+        r.v[OwnVec<double>::lanes + i] = (float)a.hi.v[i];
+    }
+    return r;
+#endif
+}
+static inline OwnVec<int32_t> ownChop(OwnPair<double> a)
+{
+#if OWN_VEC_BYTES == 64
+    return ownFromX86<int32_t>(
+        _mm512_inserti32x8(_mm512_castsi256_si512(_mm512_cvttpd_epi32(a.lo.v)), _mm512_cvttpd_epi32(a.hi.v), 1));
+#elif OWN_VEC_BYTES == 32
+    return ownFromX86<int32_t>(
+        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm256_cvttpd_epi32(a.lo.v)), _mm256_cvttpd_epi32(a.hi.v), 1));
+#elif defined(OWN_X86)
+    return ownFromX86<int32_t>(_mm_unpacklo_epi64(_mm_cvttpd_epi32(a.lo.v), _mm_cvttpd_epi32(a.hi.v)));
+#else
+    OwnVec<int32_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
+        r.v[i] = ownWhole(__builtin_trunc(a.lo.v[i]));
+        r.v[OwnVec<double>::lanes + i] = ownWhole(__builtin_trunc(a.hi.v[i]));
+    }
+    return r;
+#endif
+}
+
+/* ---- Channels: pixels taken apart and put together --------------------------------------------------------------- */
+
+/* The channels of as many pixels as a vector has lanes. */
+template <class T> struct OwnTriple {
+    OwnVec<T> a, b, c;
+};
+template <class T> struct OwnQuad {
+    OwnVec<T> a, b, c, d;
+};
+
+#ifdef OWN_X86
+/* A place in memory of which a vector takes 16 bytes for each of its 16-byte parts: the parts lie `step` bytes apart. */
+template <int step> static inline OwnVec<uint8_t> ownLoadParts(const char* p)
+{
+    const __m128i_u* q = (const __m128i_u*)p;
+    (void)q;
+#if OWN_VEC_BYTES == 64
+    __m512i r = _mm512_castsi128_si512(_mm_loadu_si128(q));
+    r = _mm512_inserti32x4(r, _mm_loadu_si128((const __m128i_u*)(p + step)), 1);
+    r = _mm512_inserti32x4(r, _mm_loadu_si128((const __m128i_u*)(p + 2 * step)), 2);
+    return ownFromX86<uint8_t>(_mm512_inserti32x4(r, _mm_loadu_si128((const __m128i_u*)(p + 3 * step)), 3));
+#elif OWN_VEC_BYTES == 32
+    return ownFromX86<uint8_t>(_mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(q)),
+                                                       _mm_loadu_si128((const __m128i_u*)(p + step)), 1));
+#else
+    return ownFromX86<uint8_t>(_mm_loadu_si128(q));
+#endif
+}
+template <int step> static inline void ownStoreParts(char* p, OwnVec<uint8_t> a)
+{
+#if OWN_VEC_BYTES == 64
+    const __m512i v = (__m512i)ownX86(a);
+    _mm_storeu_si128((__m128i_u*)p, _mm512_castsi512_si128(v));
+    _mm_storeu_si128((__m128i_u*)(p + step), _mm512_extracti32x4_epi32(v, 1));
+    _mm_storeu_si128((__m128i_u*)(p + 2 * step), _mm512_extracti32x4_epi32(v, 2));
+    _mm_storeu_si128((__m128i_u*)(p + 3 * step), _mm512_extracti32x4_epi32(v, 3));
+#elif OWN_VEC_BYTES == 32
+    const __m256i v = (__m256i)ownX86(a);
+    _mm_storeu_si128((__m128i_u*)p, _mm256_castsi256_si128(v));
+    _mm_storeu_si128((__m128i_u*)(p + step), _mm256_extracti128_si256(v, 1));
+#else
+    _mm_storeu_si128((__m128i_u*)p, (__m128i)ownX86(a));
+#endif
+}
+
+/* Bytes of each 16-byte part in another order: byte i is the order[i]-th of its part, 0 where that is 0x80. */
+struct OwnOrder {
+    uint8_t of[16];
+};
+static inline OwnVec<uint8_t> ownShuffle(OwnVec<uint8_t> a, const OwnOrder& order)
+{
+    const __m128i parts = _mm_loadu_si128((const __m128i_u*)order.of);
+#if OWN_VEC_BYTES == 64
+    return ownFromX86<uint8_t>(_mm512_shuffle_epi8((__m512i)ownX86(a), _mm512_broadcast_i32x4(parts)));
+#elif OWN_VEC_BYTES == 32
+    return ownFromX86<uint8_t>(_mm256_shuffle_epi8((__m256i)ownX86(a), _mm256_broadcastsi128_si256(parts)));
+#else
+    return ownFromX86<uint8_t>(_mm_shuffle_epi8((__m128i)ownX86(a), parts));
+#endif
+}
+
+/* The orders that take channel `channel` out of 16-byte part `part` of three, and that put it there. */
+template <int size> static constexpr OwnOrder ownTakeOrder(int channel, int part)
+{
+    OwnOrder order = {};
+    for (int i = 0; i < 16; ++i) {
+        const int from = (i / size * 3 + channel) * size + i % size;
+        order.of[i] = (uint8_t)(from / 16 == part ? from % 16 : 0x80);
+    }
+    return order;
+}
+template <int size> static constexpr OwnOrder ownPutOrder(int channel, int part)
+{
+    OwnOrder order = {};
+    for (int i = 0; i < 16; ++i) {
+        const int sample = (16 * part + i) / size;
+        order.of[i] = (uint8_t)(sample % 3 == channel ? sample / 3 * size + i % size : 0x80);
+    }
+    return order;
+}
+
+/* One channel from three parts; one part from three channels. */
+template <class T, int channel>
+static inline OwnVec<T> ownTakeChannel(OwnVec<uint8_t> p, OwnVec<uint8_t> q, OwnVec<uint8_t> r)
+{
+    constexpr int size = (int)sizeof(T);
+    static constexpr OwnOrder order[3] = {ownTakeOrder<size>(channel, 0), ownTakeOrder<size>(channel, 1),
+                                          ownTakeOrder<size>(channel, 2)};
+    return ownAs<T>(ownShuffle(p, order[0]) | ownShuffle(q, order[1]) | ownShuffle(r, order[2]));
+}
+template <class T, int part> static inline OwnVec<uint8_t> ownPutChannels(OwnVec<T> a, OwnVec<T> b, OwnVec<T> c)
+{
+    constexpr int size = (int)sizeof(T);
+    static constexpr OwnOrder order[3] = {ownPutOrder<size>(0, part), ownPutOrder<size>(1, part),
+                                          ownPutOrder<size>(2, part)};
+    return ownShuffle(ownAs<uint8_t>(a), order[0]) | ownShuffle(ownAs<uint8_t>(b), order[1]) |
+           ownShuffle(ownAs<uint8_t>(c), order[2]);
+}
+
+/* The orders that bring the samples of each channel in 16 bytes together, four bytes a channel, and back. */
+template <int size> static constexpr OwnOrder ownGroupOrder()
+{
+    OwnOrder order = {};
+    for (int i = 0; i < 16; ++i) order.of[i] = (uint8_t)((i % 4 / size * 4 + i / 4) * size + i % size);
+    return order;
+}
+template <int size> static constexpr OwnOrder ownUngroupOrder()
+{
+    OwnOrder order = {};
+    for (int i = 0; i < 16; ++i) order.of[ownGroupOrder<size>().of[i]] = (uint8_t)i;
+    return order;
+}
+
+/* Rows of four 32-bit lanes become columns, in each 16-byte part. */
+static inline OwnQuad<uint32_t> ownTransposeParts(OwnQuad<uint32_t> x)
+{
+    const OwnVec<uint64_t> p = ownAs<uint64_t>(ownZipLow(x.a, x.b)), q = ownAs<uint64_t>(ownZipHigh(x.a, x.b));
+    const OwnVec<uint64_t> r = ownAs<uint64_t>(ownZipLow(x.c, x.d)), s = ownAs<uint64_t>(ownZipHigh(x.c, x.d));
+    return {ownAs<uint32_t>(ownZipLow(p, r)), ownAs<uint32_t>(ownZipHigh(p, r)), ownAs<uint32_t>(ownZipLow(q, s)),
+            ownAs<uint32_t>(ownZipHigh(q, s))};
+}
+#endif
+
+/* Pixels of three samples (four): lane i of a, b, c (and d) is the first, second, third (fourth) sample of pixel i. Reads
+ * and writes as many pixels as there are lanes, at any address. */
+template <class T> static inline OwnTriple<T> ownLoad3(const void* pixels)
+{
+#ifdef OWN_X86
+    const char* in = (const char*)pixels;
+    const OwnVec<uint8_t> p = ownLoadParts<48>(in), q = ownLoadParts<48>(in + 16), r = ownLoadParts<48>(in + 32);
+    return {ownTakeChannel<T, 0>(p, q, r), ownTakeChannel<T, 1>(p, q, r), ownTakeChannel<T, 2>(p, q, r)};
+#else
+    T in[3 * OwnVec<T>::lanes];
+    memcpy(in, pixels, sizeof(in));
+    OwnTriple<T> x;
+    for (ptrdiff_t i = 0; i < OwnVec<T>::lanes; ++i) {
+        x.a.v[i] = in[3 * i];
+        x.b.v[i] = in[3 * i + 1];
+        x.c.v[i] = in[3 * i + 2];
+    }
+    return x;
+#endif
+}
+template <class T> static inline void ownStore3(void* pixels, OwnVec<T> a, OwnVec<T> b, OwnVec<T> c)
+{
+#ifdef OWN_X86
+    char* out = (char*)pixels;
+    ownStoreParts<48>(out, ownPutChannels<T, 0>(a, b, c));
+    ownStoreParts<48>(out + 16, ownPutChannels<T, 1>(a, b, c));
+    ownStoreParts<48>(out + 32, ownPutChannels<T, 2>(a, b, c));
+#else
+    T out[3 * OwnVec<T>::lanes];
+    for (ptrdiff_t i = 0; i < OwnVec<T>::lanes; ++i) {
+        out[3 * i] = a.v[i];
+        out[3 * i + 1] = b.v[i];
+        out[3 * i + 2] = c.v[i];
+    }
+    memcpy(pixels, out, sizeof(out));
+#endif
+}
+template <class T> static inline OwnQuad<T> ownLoad4(const void* pixels)
+{
+#ifdef OWN_X86
+    const char* in = (const char*)pixels;
+    OwnVec<uint8_t> p = ownLoadParts<64>(in), q = ownLoadParts<64>(in + 16), r = ownLoadParts<64>(in + 32),
+                    s = ownLoadParts<64>(in + 48);
+    if constexpr (sizeof(T) < 4) {
+        static constexpr OwnOrder order = ownGroupOrder<(int)sizeof(T)>();
+        p = ownShuffle(p, order);
+        q = ownShuffle(q, order);
+        r = ownShuffle(r, order);
+        s = ownShuffle(s, order);
+    }
+    const OwnQuad<uint32_t> x = ownTransposeParts(
+        {ownAs<uint32_t>(p), ownAs<uint32_t>(q), ownAs<uint32_t>(r), ownAs<uint32_t>(s)});
+    return {ownAs<T>(x.a), ownAs<T>(x.b), ownAs<T>(x.c), ownAs<T>(x.d)};
+#else
+    T in[4 * OwnVec<T>::lanes];
+    memcpy(in, pixels, sizeof(in));
+    OwnQuad<T> x;
+    for (ptrdiff_t i = 0; i < OwnVec<T>::lanes; ++i) {
+        x.a.v[i] = in[4 * i];
+        x.b.v[i] = in[4 * i + 1];
+        x.c.v[i] = in[4 * i + 2];
+        x.d.v[i] = in[4 * i + 3];
+    }
+    return x;
+#endif
+}
+template <class T> static inline void ownStore4(void* pixels, OwnVec<T> a, OwnVec<T> b, OwnVec<T> c, OwnVec<T> d)
+{
+#ifdef OWN_X86
+    const OwnQuad<uint32_t> x = ownTransposeParts(
+        {ownAs<uint32_t>(a), ownAs<uint32_t>(b), ownAs<uint32_t>(c), ownAs<uint32_t>(d)});
+    OwnVec<uint8_t> p = ownAs<uint8_t>(x.a), q = ownAs<uint8_t>(x.b), r = ownAs<uint8_t>(x.c), s = ownAs<uint8_t>(x.d);
+    if constexpr (sizeof(T) < 4) {
+        static constexpr OwnOrder order = ownUngroupOrder<(int)sizeof(T)>();
+        p = ownShuffle(p, order);
+        q = ownShuffle(q, order);
+        r = ownShuffle(r, order);
+        s = ownShuffle(s, order);
+    }
+    char* out = (char*)pixels;
+    ownStoreParts<64>(out, p);
+    ownStoreParts<64>(out + 16, q);
+    ownStoreParts<64>(out + 32, r);
+    ownStoreParts<64>(out + 48, s);
+#else
+    T out[4 * OwnVec<T>::lanes];
+    for (ptrdiff_t i = 0; i < OwnVec<T>::lanes; ++i) {
+        out[4 * i] = a.v[i];
+        out[4 * i + 1] = b.v[i];
+        out[4 * i + 2] = c.v[i];
+        out[4 * i + 3] = d.v[i];
+    }
+    memcpy(pixels, out, sizeof(out));
 #endif
 }
 

@@ -661,6 +661,127 @@ VEK_API void vekDilate(const VekImage* srcImage, VekImage* dstImage, int32_t nIt
 VEK_API void vekOpen(const VekImage* srcImage, VekImage* dstImage, int32_t nIterations);
 VEK_API void vekClose(const VekImage* srcImage, VekImage* dstImage, int32_t nIterations);
 
+/* ---- Colour models --------------------------------------------------------------------------------- */
+
+/* What the conversions share. A header's colorModel tells the model by three letters, and channelSeq the order: "RGB" or
+ * "BGR". In pixel order the first letter tells whether red or blue comes first; in plane order the letters of channelSeq
+ * name the planes. Channels of the other models, in their stored order:
+ *   "HSV" hue, saturation, value      "YCr" luma, blue difference, red difference
+ *   "HLS" hue, lightness, saturation  "YCC" luma, two chromas
+ *   "XYZ" X, Y, Z                     "LUV" L, U, V
+ *   "YUV" luma, blue - luma, red - luma
+ * From RGB a conversion writes the model's name into colorModel and channelSeq of dst, before it tests the depth. To RGB it
+ * writes no header, and the channelSeq of dst tells the order.
+ *   srcImage  at least three channels; those from the fourth on are left out
+ *   dstImage  exactly three channels; depth, data order and origin of srcImage; may be srcImage. Its size may differ: the
+ *             common area at the top left is converted. No regions; masks and coi play no part
+ *   tiles     every tile of dst in turn; of a smaller src, border settings answer outside it. A tile that is not delivered
+ *             ends its row, the first of a row ends the call; nothing is reported
+ *   refuses   the headers, src first; then, -5, with the offending name in place of "...":
+ *             from RGB "colorModel must be RGB instead of ... ", "channelSeq must be RGB or BGR instead of ... ";
+ *             to RGB "src-> colorModel must be HSV instead of ..." (or the other model), "src-> channelSeq must be HSV
+ *             instead of ..."; "src & dst roi must be NULL"; "(src->nChannels < 3 ) || (dst->nChannels != 3 ) ||
+ *             (src->depth != dst->depth) || (src->dataOrder != dst->dataOrder) || (src->origin != dst->origin)"; the depth,
+ *             "Error input depth. ... are valid now". -4 "Out of memory" for a tile, and on to the next */
+
+/* vekRGB2HSV, vekHSV2RGB: V = max, S = M (max - min) / max with M the largest sample, H in degrees from 0 to 359; at 8U half
+ * of it. Gray has H = S = 0. Chopped. The inverse at 8U is in integers.
+ *   depths  8U 16U 32S */
+VEK_API void vekRGB2HSV(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekHSV2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekRGB2HLS, vekHLS2RGB: L = (max + min) / 2, S = M (max - min) / (max + min), above the middle M (max - min) / (2 M - max -
+ * min), H as in HSV. At 32S the sum wraps: L of two large samples is wrong.
+ *   depths  8U 16U 32S */
+VEK_API void vekRGB2HLS(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekHLS2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekRGB2XYZ, vekXYZ2RGB: CIE XYZ by matrix (X = 0.412453 R + 0.35758 G + 0.180423 B, ...). 32F is not clamped; 32S is
+ * computed in double, 8U and 16U with weights of 14 fractional bits, rounded; these are clamped to 0 and the largest sample.
+ *   depths  8U 16U 32S 32F */
+VEK_API void vekRGB2XYZ(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekXYZ2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekRGB2YUV, vekYUV2RGB: Y = 0.299 R + 0.587 G + 0.114 B, U = B - Y, V = R - Y. RGB is unsigned, YUV signed: 8U and 16U
+ * become 8S and 16S, clamped, so that Y above 127 (32767) is cut there.
+ *   depths   from RGB 8U 16U 32S 32F, to RGB 8S 16S 32S 32F; dst of as many bits
+ *   refuses  as above, the text of the shapes without the depths */
+VEK_API void vekRGB2YUV(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekYUV2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekRGB2YCrCb, vekYCrCb2RGB: luma, and differences scaled to the sample's range around its middle (32F: values from 0 to 1,
+ * middle 0.5). The blue difference comes before the red one. To RGB the result is clamped; 32F at 0 only.
+ *   depths  8U 16U 32S 32F */
+VEK_API void vekRGB2YCrCb(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekYCrCb2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekYCC2RGB: the photographic luma and chromas to RGB, through a curve of 362 entries. What lies above the curve is 0.
+ *   depths  8U */
+VEK_API void vekYCC2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekRGB2LUV, vekLUV2RGB: CIE LUV of RGB from 0 to 1; L from 0 to 100. L = U = V = 0 below a luminance of 0.00329. To RGB the
+ * result is raised to 0, with no upper limit.
+ *   depths  32F */
+VEK_API void vekRGB2LUV(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekLUV2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekColorToGray: a weighted sum of red, green and blue (about 0.21, 0.71, 0.07), chopped; a 1-bit pixel is set above the
+ * middle of the range.
+ *   srcImage  "RGB", at least three channels; regions play no part
+ *   dstImage  "GRAY" or "Gray", channelSeq "G"; one channel in pixel order, in plane order the first plane is written
+ *   depths    8U 16U 32S, each to 1U 8U 16U, but 32S not to 32S. 16U to 8U in plane order may be smaller by one or two
+ *   refuses   the headers; -5: the tests of "RGB" above for src; "colorModel must be GRAY instead of ... ", "channelSeq must
+ *             be G instead of ... "; "(dst-> dataOrder == VEK_DATA_ORDER_PIXEL) && (dst-> nChannels != 1)"; "src->origin !=
+ *             dst->origin"; "src->nChannels < 3"; "Error in-out depth. 32S,16U,8U=> 16U,8U,1U are valid now" */
+VEK_API void vekColorToGray(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekGrayToColor: red = src * FractR, green = src * FractG, blue = src * FractB, with fractions of 15 bits (8U: 8 bits),
+ * chopped, not clamped. Three fractions of 0 stand for the weights of vekColorToGray.
+ *   srcImage  "GRAY" or "Gray", channelSeq "G"; one channel in pixel order, in plane order the first plane is read
+ *   dstImage  "RGB", at least three channels, of which three are written
+ *   depths    8U 16U 32S to the same; 1U to 8U
+ *   refuses   the headers; -5: the tests of "RGB" for dst and of "GRAY" for src; "src-> depth != dst-> depth && src-> depth !=
+ *             1U"; "src-> depth == dst-> depth && dst-> depth != 8U"; "(src-> dataOrder == VEK_DATA_ORDER_PIXEL) && (src->
+ *             nChannels != 1)"; "(src->origin != dst->origin)"; "dst->nChannels < 3"; "Error input depth. 32S,16U,8U are valid
+ *             now" */
+VEK_API void vekGrayToColor(const VekImage* srcImage, VekImage* dstImage, float FractR, float FractG, float FractB);
+
+/* ---- Colour twist ----------------------------------------------------------------------------------- */
+
+/* A linear map of three channels with an offset, in integers. Row r is data[4 r] to data[4 r + 2], the factors of the source's
+ * channels, and data[4 r + 3], the offset; rows 0 to 2 give the destination's channels, row 3 is not used. A value stands for
+ * data[i] / 2^scalingValue. */
+typedef struct VekColorTwist {
+    int32_t data[16];
+    int32_t scalingValue; /* 0 to 31 */
+} VekColorTwist;
+
+/* vekCreateColorTwist: a new twist, to be released by vekDeleteColorTwist; vekSetColorTwist: other values for one.
+ *   data     16 integers, copied
+ *   returns  null on failure
+ *   refuses  -5 "cTwist==0" (vekSetColorTwist), "(data == 0)", "(scalingValue < 0)", "(scalingValue > 31)"; -4 "Out of memory" */
+VEK_API VekColorTwist* vekCreateColorTwist(const int32_t* data, int32_t scalingValue);
+VEK_API void vekSetColorTwist(VekColorTwist* cTwist, const int32_t* data, int32_t scalingValue);
+
+/* vekDeleteColorTwist: releases a twist; null is ignored. */
+VEK_API void vekDeleteColorTwist(VekColorTwist* cTwist);
+
+/* vekApplyColorTwist: dst = map(src) + offset, for the first three channels of each pixel, clamped. Small maps (coefficients
+ * of 16 bits, scalingValue up to 15, an offset within half the range, equal channel counts up to 4) are computed in integers
+ * and rounded down: at 8U the sum is then held to 16 bits, offset added, and the result clamped. All others are computed in
+ * double, clamped to the range, chopped, and offset added with a clamp.
+ *   srcImage, dstImage  same depth, data order and origin; at least three channels; may be the same image
+ *   depths   8U 16U
+ *   writes   [W], always the first three channels: coi plays no part
+ *   refuses  the headers; -5: "cTwist==0"; "(srcImage->nChannels < 3)";
+ *            "((srcImage->alphaChannel != 0) && (srcImage->nChannels < 4))",
+ *            "((srcImage->alphaChannel != 0) && (srcImage->alphaChannel < srcImage->nChannels))"; the same three of dstImage;
+ *            "(srcImage->depth != dstImage->depth)"; "((srcImage->depth != 8) && (srcImage->depth != 16))"; "(srcImage->dataOrder
+ *            != dstImage->dataOrder)"; "(srcImage->origin != dstImage->origin)"; "(srcImage->origin !=
+ *            srcImage->maskROI->origin)", the same of dstImage; "(msk == ((void *)0))" when masks cannot be merged;
+ *            "(srcImage->tileInfo->tileData == ((void *)0))" or dstImage */
+VEK_API void vekApplyColorTwist(const VekImage* srcImage, VekImage* dstImage, const VekColorTwist* cTwist, int32_t offset);
+
 /* ---- Test images ---------------------------------------------------------------------------------- */
 
 /* vekCreateImageJaehne: a new one-channel image of rings, sin(r^2 * 2 pi / (4 height)) around its centre, whose

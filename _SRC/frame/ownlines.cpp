@@ -9,23 +9,6 @@ static OwnRun* ownCopyOf(int sampleBits)
 
 /* ---- Opening --------------------------------------------------------------------------------------------------- */
 
-/* What the region leaves of an image. Tiled images have no rows that could be too short. */
-static VekROI ownRegion(const VekImage* image)
-{
-    VekROI region = {0, 0, 0, image->width, image->height};
-    if (image->roi) region = *image->roi;
-    if (image->tileInfo) {
-        region.width = std::min(region.width, std::max(image->width - region.xOffset, 0));
-        region.height = std::min(region.height, std::max(image->height - region.yOffset, 0));
-    } else {
-        const OwnView view = ownView(image);
-        region.width = view.width;
-        region.height = view.height;
-    }
-    region.coi = 0;
-    return region;
-}
-
 /* A private header on a block with a rectangle of the image. */
 static bool ownCopyPart(OwnLines::Part& part, const VekImage* image, int32_t x, int32_t y, int32_t width,
                         int32_t height)
@@ -277,6 +260,7 @@ static const VekImage* ownTarget(const OwnLines& lines, VekROI* region, OwnChann
         return &lines.result.image;
     }
     *region = ownRegion(lines.dst);
+    region->coi = 0;
     *to = lines.to;
     return lines.dst;
 }

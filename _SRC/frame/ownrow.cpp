@@ -90,7 +90,7 @@ void ownSpreadBits(uint8_t* out, const OwnSpread& spread, const uint8_t* pixelBi
 
 /* dst = write ? result : dst, sample by sample. Words of the write bits that are all 0 or all 1 are not looked at
  * closer. */
-template <class T> static void ownStoreSome(void* dst, const void* result, const uint8_t* writeBits, ptrdiff_t n)
+template <class T> static void ownStoreSamples(void* dst, const void* result, const uint8_t* writeBits, ptrdiff_t n)
 {
     constexpr ptrdiff_t size = (ptrdiff_t)sizeof(T), lanes = OwnVec<T>::lanes;
     char* out = (char*)dst;
@@ -152,11 +152,11 @@ static void ownScatter(uint8_t* dst, ptrdiff_t stepBytes, int bytes, const void*
     else if (bytes == 2) ownScatterRun<uint16_t>(dst, stepBytes, result, n);
     else ownScatterRun<uint32_t>(dst, stepBytes, result, n);
 }
-static void ownSome(void* dst, const void* result, int bytes, const uint8_t* writeBits, ptrdiff_t n)
+void ownStoreSome(void* dst, const void* result, int bytes, const uint8_t* writeBits, ptrdiff_t n)
 {
-    if (bytes == 1) ownStoreSome<uint8_t>(dst, result, writeBits, n);
-    else if (bytes == 2) ownStoreSome<uint16_t>(dst, result, writeBits, n);
-    else ownStoreSome<uint32_t>(dst, result, writeBits, n);
+    if (bytes == 1) ownStoreSamples<uint8_t>(dst, result, writeBits, n);
+    else if (bytes == 2) ownStoreSamples<uint16_t>(dst, result, writeBits, n);
+    else ownStoreSamples<uint32_t>(dst, result, writeBits, n);
 }
 
 /* ---- A pass: rows of samples, one kernel --------------------------------------------------------------------- */
@@ -267,10 +267,10 @@ static void ownRunChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t
     if (share == OWN_ALL && !dst.strided()) return pass.run(out, a, b, n, pass.k);
     const void* result = pass.copies ? a : s.out;
     if (!pass.copies) pass.run(s.out, a, b, n, pass.k);
-    if (!dst.strided()) return ownSome(out, result, dst.bytes(), writeBits, n);
+    if (!dst.strided()) return ownStoreSome(out, result, dst.bytes(), writeBits, n);
     if (share == OWN_SOME) {
         ownGather(s.in[1], out, dst.stepBytes, dst.bytes(), n);
-        ownSome(s.in[1], result, dst.bytes(), writeBits, n);
+        ownStoreSome(s.in[1], result, dst.bytes(), writeBits, n);
         return ownScatter(out, dst.stepBytes, dst.bytes(), s.in[1], n);
     }
     ownScatter(out, dst.stepBytes, dst.bytes(), result, n);

@@ -21,6 +21,9 @@ void ownTurnPixels(uint8_t* out, const uint8_t* src, int pixelBytes, ptrdiff_t n
 /* Bits from bit position `bit` on: dst = write ? result : dst, both laid at that position; no write bits: all. */
 void ownStoreBits(uint8_t* dst, int bit, const uint8_t* result, const uint8_t* writeBits, ptrdiff_t n);
 
+/* dst = write ? result : dst for n samples of `bytes` bytes side by side, a write bit each. */
+void ownStoreSome(void* dst, const void* result, int bytes, const uint8_t* writeBits, ptrdiff_t n);
+
 /* Whether all of n bits are 0 or all are 1; OWN_SOME otherwise. */
 enum OwnShare { OWN_NONE, OWN_SOME, OWN_ALL };
 

@@ -115,7 +115,7 @@ static bool ownStartWalk(OwnWalk& walk, const OwnPoint& point, const VekImage* m
         ownPlace(w, point.image[i], width, height);
         w.standIn = ownStandIn(point, i);
         w.openMode = i == point.nImages - 1 ? VEK_TILE_WRITE : VEK_TILE_READ;
-        w.missing = texts[i].missing;
+        w.missing = point.missing ? point.missing[i] : texts[i].missing;
         w.kept = texts[i].kept;
     }
     if (mask) {
@@ -190,7 +190,8 @@ static void ownTraversePiece(OwnWalk& walk, int64_t xDone, int64_t width, int64_
         w.roi.height = (int32_t)height;
         image[i] = &w.header;
     }
-    ownTraverse(*walk.point, image, walk.nWalkers > walk.nImages ? image[walk.nImages] : nullptr);
+    const VekImage* mask = walk.nWalkers > walk.nImages ? image[walk.nImages] : nullptr;
+    (walk.point->piece ? walk.point->piece : ownTraverse)(*walk.point, image, mask);
 }
 
 /* The pieces of one band, from left to right. */

@@ -53,7 +53,7 @@ static int64_t ownConvolutionLength(int64_t n)
 /* ---- Tables ---------------------------------------------------------------------------------------------------- */
 
 /* Pieces of one block, each at a multiple of 64 bytes; without a block they are only counted. */
-struct OwnPieces {
+struct OwnParcels {
     char* block;
     int64_t used;
     template <class T> T* take(int64_t count)
@@ -86,7 +86,7 @@ template <class R> static void ownFillRoots(R* roots, int64_t n)
     }
 }
 
-template <class R> static void ownTakePasses(OwnPieces* pieces, OwnFftPlan* plan)
+template <class R> static void ownTakePasses(OwnParcels* pieces, OwnFftPlan* plan)
 {
     int64_t steps = plan->m;
     for (int32_t i = 0; i < plan->nPasses; ++i) {
@@ -151,7 +151,7 @@ static void ownFillKernel(const OwnFftPlan* plan, double* kernel, OwnCell<OwnLan
 /* Lays the plan's tables out and, with a block, fills all but the kernel. Returns the bytes of the block. */
 static int64_t ownLayPlan(OwnFftPlan* plan, char* block)
 {
-    OwnPieces pieces = {block, 0};
+    OwnParcels pieces = {block, 0};
     pieces.take<OwnFftPlan>(1);
     if (plan->kind == OWN_FFT_INTEGER) {
         int16_t* fixed = pieces.take<int16_t>(2 * (int64_t)plan->n);

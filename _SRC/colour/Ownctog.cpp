@@ -1,0 +1,136 @@
+/* Ownctog: colour to gray, a weighted sum of red, green and blue: 54, 183, 18 of 8 fractional bits, or 109, 366, 37 of 9. Bits
+ * are set above the middle of the range. */
+#include "owncolor.h"
+
+/* out = f(r, g, b), a sample of a type of its own. */
+template <class D, class S, class F>
+[[gnu::flatten]] static inline void ownEachGray(void* const out[], const void* const in[], ptrdiff_t n, F f)
+{
+    constexpr ptrdiff_t from = (ptrdiff_t)sizeof(S), to = (ptrdiff_t)sizeof(D);
+    const char* __restrict a = (const char*)in[0], * __restrict b = (const char*)in[1], * __restrict c = (const char*)in[2];
+    char* __restrict x = (char*)out[0];
+    for (ptrdiff_t i = 0; i < n; ++i) {
+        S s[3];
+        memcpy(&s[0], a + i * from, sizeof(S));
+        memcpy(&s[1], b + i * from, sizeof(S));
+        memcpy(&s[2], c + i * from, sizeof(S));
+        const D gray = f(s[0], s[1], s[2]);
+        memcpy(x + i * to, &gray, sizeof(D));
+    }
+}
+
+/* A bit for each pixel for which f holds, eight to a byte. */
+template <class S, class F>
+[[gnu::flatten]] static inline void ownEachGrayBit(void* const out[], const void* const in[], ptrdiff_t n, F f)
+{
+    constexpr ptrdiff_t part = OWN_VEC_BYTES;
+    uint8_t flags[part];
+    void* const flagPlane[1] = {flags};
+    for (ptrdiff_t i = 0; i < n; i += part) {
+        const ptrdiff_t at = i * (ptrdiff_t)sizeof(S);
+        const void* const from[3] = {(const char*)in[0] + at, (const char*)in[1] + at, (const char*)in[2] + at};
+        ownEachGray<uint8_t, S>(flagPlane, from, part, [f](S r, S g, S b) { return (uint8_t)(f(r, g, b) ? 1 : 0); });
+        for (ptrdiff_t j = 0; j < part; j += 8) {
+            unsigned bits = 0;
+            for (int k = 0; k < 8; ++k) bits = bits << 1 | flags[j + k];
+            ((uint8_t*)out[0])[(i + j) >> 3] = (uint8_t)bits;
+        }
+    }
+}
+
+/* ---- 8 and 16 bits --------------------------------------------------------------------------------------------- */
+
+static int32_t ownGraySum(int32_t r, int32_t g, int32_t b) { return 54 * r + 183 * g + 18 * b; }
+
+template <class D, class S, int shift>
+static void ownGrayPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    ownEachGray<D, S>(out, in, n, [](S r, S g, S b) { return (D)(ownGraySum(r, g, b) >> shift); });
+}
+template <class S> static void ownGrayBitsPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    constexpr int32_t middle = std::numeric_limits<S>::max() / 2;
+    ownEachGrayBit<S>(out, in, n, [](S r, S g, S b) { return ownGraySum(r, g, b) >> 8 > middle; });
+}
+
+/* 8 bits: the sum fits 16 bits. */
+static void ownGrayByteRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    constexpr ptrdiff_t lanes = OwnVec<uint8_t>::lanes;
+    const auto sum = [](OwnVec<uint16_t> r, OwnVec<uint16_t> g, OwnVec<uint16_t> b) {
+        const auto weighted = r * ownSet<uint16_t>(54) + g * ownSet<uint16_t>(183) + b * ownSet<uint16_t>(18);
+        return ownAs<int16_t>(ownShiftRight(weighted, 8));
+    };
+    for (ptrdiff_t i = 0; i < n; i += lanes) {
+        const auto r = ownUnpack(ownLoad<uint8_t>((const char*)in[0] + i));
+        const auto g = ownUnpack(ownLoad<uint8_t>((const char*)in[1] + i));
+        const auto b = ownUnpack(ownLoad<uint8_t>((const char*)in[2] + i));
+        ownStore((char*)out[0] + i, ownPack<uint8_t>(sum(r.lo, g.lo, b.lo), sum(r.hi, g.hi, b.hi)));
+    }
+}
+
+/* 16 bits to 8 in planes: each product loses its low 16 bits by itself. The last sample of rows of odd length is exact. */
+static void ownGrayHighPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    ownEachGray<uint8_t, uint16_t>(out, in, n, [](uint32_t r, uint32_t g, uint32_t b) {
+        return (uint8_t)(((r * 109 >> 16) + (g * 366 >> 16) + (b * 37 >> 16)) >> 1);
+    });
+}
+static void ownGrayExactPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    ownEachGray<uint8_t, uint16_t>(
+        out, in, n, [](uint32_t r, uint32_t g, uint32_t b) { return (uint8_t)((r * 109 + g * 366 + b * 37) >> 17); });
+}
+
+/* ---- 32 bits --------------------------------------------------------------------------------------------------- */
+
+/* The sum of the upper bits, from bit `low` on. */
+static int32_t ownGrayLongSum(int low, int32_t r, int32_t g, int32_t b)
+{
+    return 109 * (r >> low) + 366 * (g >> low) + 37 * (b >> low);
+}
+template <class D, int shift>
+static void ownGrayLongPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    ownEachGray<D, int32_t>(out, in, n,
+                            [](int32_t r, int32_t g, int32_t b) { return (D)(ownGrayLongSum(11, r, g, b) >> shift); });
+}
+static void ownGrayLongBitsPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    ownEachGrayBit<int32_t>(out, in, n,
+                            [](int32_t r, int32_t g, int32_t b) { return ownGrayLongSum(10, r, g, b) > 0x1FFFFFFF; });
+}
+
+/* ---- Tables ---------------------------------------------------------------------------------------------------- */
+
+#define OWN_ONLY_PLAIN(...)                                                                                            \
+    {                                                                                                                  \
+        __VA_ARGS__, __VA_ARGS__                                                                                       \
+    }
+
+/* Rows: the depth of the colour image. Columns: gray of 1U, 8U, 8S, 16U. */
+extern const OwnPlaneRow ownColorToGrayRows[OWN_DEPTHS][OWN_DEPTHS];
+const OwnPlaneRow ownColorToGrayRows[OWN_DEPTHS][OWN_DEPTHS] = {
+    /*  1U */ {},
+    /*  8U */
+    {OWN_ONLY_PLAIN(ownGrayBitsPlain<uint8_t>),
+     {ownGrayByteRun, ownGrayPlain<uint8_t, uint8_t, 8>},
+     {},
+     OWN_ONLY_PLAIN(ownGrayPlain<uint16_t, uint8_t, 0>)},
+    /*  8S */ {},
+    /* 16U */
+    {OWN_ONLY_PLAIN(ownGrayBitsPlain<uint16_t>),
+     OWN_ONLY_PLAIN(ownGrayPlain<uint8_t, uint16_t, 16>),
+     {},
+     OWN_ONLY_PLAIN(ownGrayPlain<uint16_t, uint16_t, 8>)},
+    /* 16S */ {},
+    /* 32S */
+    {OWN_ONLY_PLAIN(ownGrayLongBitsPlain),
+     OWN_ONLY_PLAIN(ownGrayLongPlain<uint8_t, 21>),
+     {},
+     OWN_ONLY_PLAIN(ownGrayLongPlain<uint16_t, 13>)},
+    /* 32F */ {},
+};
+extern const OwnPlaneRow ownColorToGrayPlaneRow, ownColorToGrayLastRow;
+const OwnPlaneRow ownColorToGrayPlaneRow = OWN_ONLY_PLAIN(ownGrayHighPlain);
+const OwnPlaneRow ownColorToGrayLastRow = OWN_ONLY_PLAIN(ownGrayExactPlain);
