@@ -4,15 +4,20 @@
 
 /* ---- The fill ------------------------------------------------------------------------------------------------ */
 
-/* out = k, whatever a is. */
+/* out = k, whatever a is. Long runs are filled with copies of their begin, which the processor's block copy stores without
+ * reading first what was there. */
 template <class T> static void ownSetRun(void* out, const void*, const void*, ptrdiff_t n, const void* k)
 {
     const T value = (T) * (const int32_t*)k;
     if constexpr (sizeof(T) == 1) {
         memset(out, value, (size_t)n);
     } else {
+        constexpr ptrdiff_t blockBytes = 4096;
+        const ptrdiff_t bytes = n * (ptrdiff_t)sizeof(T), first = std::min(bytes, blockBytes);
         const OwnVec<T> all = ownSet(value);
-        ownMap<T>(out, out, n, [=](OwnVec<T>) { return all; });
+        ownMap<T>(out, out, first / (ptrdiff_t)sizeof(T), [=](OwnVec<T>) { return all; });
+        for (ptrdiff_t i = blockBytes; i < bytes; i += blockBytes)
+            memcpy((char*)out + i, out, (size_t)std::min(blockBytes, bytes - i));
     }
 }
 template <class T> static void ownSetPlain(void* out, const void* a, const void*, ptrdiff_t n, const void* k)
