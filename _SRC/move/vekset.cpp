@@ -125,3 +125,15 @@ void vekSet(VekImage* dstImage, int32_t fillValue)
     if (dstImage->depth == VEK_DEPTH_1U && move.mask) return ownSetBits(face, move, dstImage, value);
     ownSetSamples(move, dstImage, value);
 }
+
+/* The float's bits, as an integer: for the length of the fill the caller's header says 32S. */
+void vekSetFP(VekImage* dstImage, float fillValue)
+{
+    OWN_FACE("vekSetFP", "vekSCE");
+    OWN_REFUSE_IF(dstImage==0);
+    OWN_FAIL_IF(dstImage->depth != VEK_DEPTH_32F, VEK_StatusBadDepth, "You should use vekSet for this image");
+    dstImage->depth = VEK_DEPTH_32S;
+    vekSet(dstImage, std::bit_cast<int32_t>(fillValue));
+    if (vekGetErrStatus() < 0) ownFail(face, VEK_StatusBacktrace, "", __LINE__);
+    dstImage->depth = VEK_DEPTH_32F;
+}
