@@ -11,7 +11,7 @@ import sys
 
 PAGE = pathlib.Path(__file__).resolve().parent.parent / "docs" / "performance.md"
 MARKS = ("<!-- table: begin -->\n", "<!-- table: end -->\n")
-SHAPES = ("whole", "place", "channel", "half", "random", "bits")
+SHAPES = ("whole", "place", "region", "channel", "half", "random", "bits")
 
 
 def best_figures(paths):

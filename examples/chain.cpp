@@ -98,6 +98,7 @@ static Frame makeFrame(const Chain& chain)
     frame.roi.coi = chain.coi;
     if (chain.mask == Chain::ELLIPSE) frame.mask = drawEllipse(frame.roi.width, frame.roi.height);
     if (chain.mask == Chain::CHECKER) frame.mask = drawChecker(frame.roi.width, frame.roi.height);
+    if (frame.mask) frame.mask->origin = image->origin;
     return frame;
 }
 
@@ -144,6 +145,7 @@ static std::string runOnTwo(const Operation& operation, VekImage* image, Frame* 
     Image second;
     if (path.empty()) {
         second = drawRings(image->nChannels, image->width, image->height);
+        if (second) second->origin = image->origin;
     } else {
         const std::string fault = bmpRead(path, &file);
         if (!fault.empty()) return path + " " + fault;
@@ -161,13 +163,13 @@ static std::string runOperation(Chain* chain, const Operation& operation, const 
 {
     const bool isOnTwo = operation.shape == TWO_PICTURES;
     Numbers numbers;
-    if (!isOnTwo && !parseNumbers(splitAtColons(step), (size_t)operation.nNumbers, &numbers))
+    const std::string rest = step.substr(std::string(operation.name).size());
+    if (!isOnTwo && !parseNumbers(splitAtColons(rest), (size_t)operation.nNumbers, &numbers))
         return operation.nNumbers ? "takes one number of 32 bits after a colon" : "takes nothing after its name";
     Frame frame = makeFrame(*chain);
     if (chain->mask != Chain::NO_MASK && !frame.mask) return "needs more memory than there is";
     VekImage* image = chain->image;
-    if (isOnTwo)
-        return runOnTwo(operation, image, &frame, step.substr(std::min(step.find(':'), step.size() - 1) + 1), time);
+    if (isOnTwo) return runOnTwo(operation, image, &frame, rest.empty() ? rest : rest.substr(1), time);
     if (operation.shape == AS_FLOAT) return runAsFloat(operation, image, &frame, numbers, time);
     if (operation.shape == AS_SIGNED) image->depth = VEK_DEPTH_8S;
     runTimed(operation, image, &frame, nullptr, numbers, time);
@@ -182,10 +184,12 @@ std::string chainStep(Chain* chain, const std::string& step, StepTime* time)
     if (words[0] == "roi") return setRegion(chain, words);
     if (words[0] == "coi") return setChannel(chain, words);
     if (words[0] == "mask") return setMask(chain, words);
-    const Operation* operation = findOperation(words[0]);
+    const Operation* operation = findOperation(step); /* a name may have a colon in it */
+    if (!operation) operation = findOperation(words[0]);
     if (!operation) return "is not known";
 
     failure.clear();
+    vekSetErrStatus(VEK_StatusOk); /* a negative one, left by an earlier step, would stop a copy */
     const VekReporter before = vekRedirectError(keepFailure);
     const std::string fault = runOperation(chain, *operation, step, time);
     vekRedirectError(before);

@@ -3,6 +3,8 @@
 
 #include "spectra.h"
 
+#include "scene.h"
+
 typedef const VekImage* In;
 typedef VekImage* Out;
 typedef const Numbers& N;
@@ -16,6 +18,32 @@ static void runRank(RankFilter filter, Out picture, N n)
     const int32_t side = n.whole();
     filter(copy, picture, side, side, side / 2, side / 2);
     vekDeallocate(copy, VEK_IMAGE_HEADER | VEK_IMAGE_DATA | VEK_IMAGE_ROI);
+}
+
+/* Each channel as bits and back as two greys. The bits are of the whole picture; the settings say what of it is kept. */
+template <class ToBits> static void throughBits(In src, Out dst, int32_t zero, int32_t one, ToBits toBits)
+{
+    const Image bits = makeImage(1, VEK_DEPTH_1U, src->width, src->height);
+    const Image grey = makeImage(1, VEK_DEPTH_8U, src->width, src->height);
+    if (!bits || !grey) return;
+    bits->origin = grey->origin = src->origin;
+    VekROI part = *dst->roi, where = part;
+    part.coi = 0;
+    VekImage from = *src;
+    VekROI whole = {0, 0, 0, src->width, src->height};
+    from.roi = &whole;
+    from.maskROI = nullptr;
+    const int32_t first = where.coi ? where.coi : 1, last = where.coi ? where.coi : src->nChannels;
+    grey->roi = &part;
+    for (int32_t channel = first; channel <= last; ++channel) {
+        whole.coi = channel;
+        toBits(&from, bits.get());
+        vekBitonalToGray(bits.get(), grey.get(), zero, one);
+        VekImage to = *dst;
+        where.coi = channel;
+        to.roi = &where;
+        vekCopy(grey.get(), &to);
+    }
 }
 
 /* clang-format off */
@@ -36,6 +64,15 @@ const Operation operations[] = {
     {"subsfp",   AS_FLOAT,     1, "src - n, in 32F",   "subsfp:-40.5",  [](In a, In, Out d, N n) { vekSubtractSFP(a, d, n.real(), 0); }},
     {"rsubsfp",  AS_FLOAT,     1, "n - src, in 32F",   "rsubsfp:220.5", [](In a, In, Out d, N n) { vekSubtractSFP(a, d, n.real(), 1); }},
     {"mulsfp",   AS_FLOAT,     1, "src * n, in 32F",   "mulsfp:1.4",    [](In a, In, Out d, N n) { vekMultiplySFP(a, d, n.real()); }},
+    {"flip:h",   ONE_PICTURE,  0, "columns reversed",  "flip:h",        [](In a, In, Out d, N) { vekMirror(a, d, 1); }},
+    {"flip:v",   ONE_PICTURE,  0, "rows reversed",     "flip:v",        [](In a, In, Out d, N) { vekMirror(a, d, 0); }},
+    {"flip:hv",  ONE_PICTURE,  0, "both reversed",     "flip:hv",       [](In a, In, Out d, N) { vekMirror(a, d, -1); }},
+    {"set",      ONE_PICTURE,  1, "n",                 "coi:2,set:0",   [](In, In, Out d, N n) { vekSet(d, n.whole()); }},
+    {"threshold",ONE_PICTURE,  1, "src >= n: 255 or 0","threshold:128", [](In a, In, Out d, N n) { vekThreshold(a, d, n.whole()); }},
+    {"tobits",   ONE_PICTURE,  0, "src > 0: white",    "subs:60,tobits",[](In a, In, Out d, N) { throughBits(a, d, 0, 255, vekConvert); }},
+    {"togray1",  ONE_PICTURE,  1, "src >= n as 1 bit: light or dark grey", "togray1:100",
+                                                                        [](In a, In, Out d, N n) { throughBits(a, d, 64, 192, [&](In s, Out b) { vekThreshold(s, b, n.whole()); }); }},
+    {"copy",     TWO_PICTURES, 0, "second",            "roi:64:48:128:96,copy", [](In, In b, Out d, N) { vekCopy(b, d); }},
     {"add",      TWO_PICTURES, 0, "src + second",      "add",           [](In a, In b, Out d, N) { vekAdd(a, b, d); }},
     {"sub",      TWO_PICTURES, 0, "src - second",      "sub",           [](In a, In b, Out d, N) { vekSubtract(a, b, d); }},
     {"mul",      TWO_PICTURES, 0, "src * second",      "mul",           [](In a, In b, Out d, N) { vekMultiply(a, b, d); }},

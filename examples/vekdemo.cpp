@@ -9,6 +9,7 @@
 
 static const char usage[] =
     "usage: vekdemo IN.bmp OUT.bmp STEP,STEP,...   the steps, one after the other, on a picture\n"
+    "       vekdemo compare A.bmp B.bmp            the norms of the difference of two pictures\n"
     "       vekdemo --sheet FOLDER/                all operations on one sheet, FOLDER/contact-sheet.bmp\n"
     "\n"
     "IN.bmp has 24 bits, or 8 bits and a grey palette. A step is a setting for the steps after it:\n"
@@ -78,6 +79,48 @@ static int runFile(const std::string& inPath, const std::string& outPath, const 
     return 0;
 }
 
+/* ---- Comparing ----------------------------------------------------------------------------------------------- */
+
+static const struct {
+    int32_t type;
+    const char* text;
+} norms[] = {
+    {NORM_MAX, "largest difference"},
+    {NORM_SUM, "sum of differences"},
+    {NORM_ROOT_SQUARES, "root of the sum of squares"},
+    {NORM_REL_MAX, "largest, relative to B"},
+    {NORM_REL_SUM, "sum, relative to B"},
+    {NORM_REL_ROOT_SQUARES, "root, relative to B"},
+};
+
+static int runCompare(const std::string& pathA, const std::string& pathB, FILE* out, FILE* err)
+{
+    BmpFile files[2];
+    const std::string* const paths[2] = {&pathA, &pathB};
+    Image images[2];
+    for (int i = 0; i < 2; ++i) {
+        const std::string fault = bmpRead(*paths[i], &files[i]);
+        if (!fault.empty()) return fprintf(err, "vekdemo: %s %s\n", paths[i]->c_str(), fault.c_str()), 1;
+        images[i].reset(bmpImage(&files[i]));
+        if (!images[i]) return fprintf(err, "vekdemo: %s is too large\n", paths[i]->c_str()), 1;
+    }
+    if (files[0].width != files[1].width || files[0].height != files[1].height ||
+        files[0].nChannels != files[1].nChannels || files[0].isBottomUp != files[1].isBottomUp)
+        return fprintf(err, "vekdemo: the pictures differ in size, channels or order of rows\n"), 1;
+
+    /* A norm relative to a black picture is refused; it is not a fault of the command. */
+    const int32_t before = vekGetErrMode();
+    vekSetErrMode(VEK_ErrorModeNoReport);
+    for (const auto& norm : norms) {
+        vekSetErrStatus(VEK_StatusOk);
+        const double value = vekNorm(images[0].get(), images[1].get(), norm.type);
+        if (vekGetErrStatus() == VEK_StatusOk) fprintf(out, "%-28s %.6g\n", norm.text, value);
+        else fprintf(out, "%-28s none, B is black\n", norm.text);
+    }
+    vekSetErrMode(before);
+    return 0;
+}
+
 /* ---- The contact sheet --------------------------------------------------------------------------------------- */
 
 enum { cellWidth = 256, cellHeight = 192, gap = 8, labelHeight = 24, nColumns = 6 };
@@ -138,5 +181,6 @@ int vekdemo(int argc, const char* const* argv, FILE* out, FILE* err)
     if (argc == 3 && argv[1] == std::string("--sheet")) return runSheet(argv[2], out, err);
     if (argc == 2 && argv[1] == std::string("--help")) return printUsage(out), 0;
     if (argc != 4) return printUsage(err), 2;
+    if (argv[1] == std::string("compare")) return runCompare(argv[2], argv[3], out, err);
     return runFile(argv[1], argv[2], argv[3], out, err);
 }

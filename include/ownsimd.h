@@ -302,6 +302,17 @@ static inline OwnVec<int32_t> ownMulAdd(OwnVec<int16_t> a, OwnVec<int16_t> b)
 #endif
 }
 
+/* The products of the low halves of 64-bit lanes. */
+static inline OwnVec<uint64_t> ownMulEven(OwnVec<uint32_t> a, OwnVec<uint32_t> b)
+{
+#ifdef OWN_X86
+    return ownFromX86<uint64_t>(OWN_X86(mul_epu32)(ownX86(a), ownX86(b)));
+#else
+    const OwnVec<uint64_t> low = ownSet<uint64_t>(0xFFFFFFFFu);
+    return {(ownAs<uint64_t>(a) & low).v * (ownAs<uint64_t>(b) & low).v};
+#endif
+}
+
 /* The product of signed 32-bit lanes, held to their range. */
 static inline OwnVec<int32_t> ownMulSat(OwnVec<int32_t> a, OwnVec<int32_t> b)
 {

@@ -116,8 +116,10 @@ static void ownReduceChunk(const OwnRows& rows, int32_t x, int32_t y, int32_t nP
 /* Whether the run may read the rows where they lie. */
 static bool ownReadsStraight(const OwnRows& rows)
 {
-    bool straight = !rows.mask && !rows.some && rows.sampleBits > 1;
-    for (int i = 0; i < rows.reduction->nImages; ++i) straight = straight && !rows.strided(i);
+    const bool bits = rows.sampleBits == 1;
+    bool straight = !rows.mask && !rows.some && (!bits || rows.width % 8 == 0);
+    for (int i = 0; i < rows.reduction->nImages; ++i)
+        straight = straight && (bits ? rows.source[i].bit == 0 : !rows.strided(i));
     return straight;
 }
 
@@ -127,7 +129,8 @@ static void ownReduceStraight(const OwnRows& rows)
     const OwnReduction& reduction = *rows.reduction;
     const ptrdiff_t n = (ptrdiff_t)rows.width * rows.step;
     bool abutting = !reduction.byRow;
-    for (int i = 0; i < reduction.nImages; ++i) abutting = abutting && rows.source[i].rowStep == n * rows.bytes();
+    for (int i = 0; i < reduction.nImages; ++i)
+        abutting = abutting && rows.source[i].rowStep * 8 == n * rows.sampleBits;
     for (int32_t y = 0; y < rows.height; ++y) {
         OwnSpan span = {nullptr, nullptr, abutting ? n * rows.height : n, 0, 0, y, rows.channel, rows.step};
         span.a = rows.source[0].row + y * rows.source[0].rowStep;

@@ -124,7 +124,7 @@ void ownStoreBits(uint8_t* dst, int bit, const uint8_t* result, const uint8_t* w
     store(0, head);
     if (writeBits)
         for (ptrdiff_t i = 1; i < last; ++i) dst[i] = (uint8_t)((dst[i] & ~writeBits[i]) | (result[i] & writeBits[i]));
-    else memcpy(dst + 1, result + 1, (size_t)(last - 1));
+    else if (last > 1) memcpy(dst + 1, result + 1, (size_t)(last - 1));
     store(last, tail);
 }
 
@@ -437,9 +437,23 @@ static void ownRunToBits(const OwnPass& pass)
     ownStoreBits(pass.dst.row + (whole >> 3), 0, last, nullptr, pass.nSamples - whole);
 }
 
+/* Whole rows of bits that begin and end with a byte, as rows of bytes. */
+static bool ownTakeBytes(OwnPass& pass)
+{
+    bool bytes = !pass.mask && pass.nSamples % 8 == 0 && pass.dst.bit == 0;
+    for (int i = 0; i < pass.nSources; ++i) bytes = bytes && pass.src[i].bit == 0 && !pass.src[i].turned;
+    if (!bytes) return false;
+    pass.nSamples /= 8;
+    for (OwnSide* side : {&pass.src[0], &pass.src[1], &pass.dst}) {
+        side->sampleBits = 8;
+        side->stepBytes = 1;
+    }
+    return true;
+}
+
 static void ownRunRows(OwnPass pass, ptrdiff_t height)
 {
-    if (ownAllBits(pass)) return ownRunBits(pass, height);
+    if (ownAllBits(pass) && !ownTakeBytes(pass)) return ownRunBits(pass, height);
     if (!ownDirect(pass)) return ownRunSamples(pass, height);
     if (ownAbutting(pass)) {
         pass.nSamples *= height;

@@ -19,7 +19,10 @@ void ownTurnBits(uint8_t* out, const uint8_t* src, ptrdiff_t nBytes)
         for (ptrdiff_t i = 0; i < nBytes; ++i) out[i] = ownTurnByte(src[nBytes - 1 - i]);
         return;
     }
-    for (ptrdiff_t i = 0; i < nBytes - step; i += step) turn(i);
+    ptrdiff_t i = 0;
+    for (; i < nBytes - 4 * step; i += 4 * step)
+        for (ptrdiff_t j = i; j < i + 4 * step; j += step) turn(j);
+    for (; i < nBytes - step; i += step) turn(i);
     turn(nBytes - step);
 }
 
@@ -32,7 +35,10 @@ static void ownTurnBytes(uint8_t* out, const uint8_t* src, ptrdiff_t nBytes)
         for (ptrdiff_t i = 0; i < nBytes; ++i) out[i] = src[nBytes - 1 - i];
         return;
     }
-    for (ptrdiff_t i = 0; i < nBytes - step; i += step) turn(i);
+    ptrdiff_t i = 0;
+    for (; i < nBytes - 4 * step; i += 4 * step)
+        for (ptrdiff_t j = i; j < i + 4 * step; j += step) turn(j);
+    for (; i < nBytes - step; i += step) turn(i);
     turn(nBytes - step);
 }
 

@@ -54,34 +54,40 @@ static void ownPutMirrored(const OwnMirror& mirror, const OwnView& src, const Ow
 
 /* ---- In place ------------------------------------------------------------------------------------------------ */
 
-/* Rows y and height - 1 - y change places, each turned as the axis says; the middle one of an odd height with itself. Without
- * scratch nothing is done. */
+/* Rows of the image that are kept while others take their place: a band that stays in the first-level cache. */
+enum { OWN_BAND_BYTES = 1 << 14 };
+
+/* Bands of rows from above and from below change places, or a band takes its own, each turned as the axis says. The middle
+ * row of an odd height takes its own place. Without scratch nothing is done. */
 static void ownMirrorInPlace(const OwnMirror& mirror, const OwnView& all, const VekImage* image)
 {
     const OwnPoint point = ownMirrorPoint(mirror, image->depth);
-    const int64_t rowBytes = ownRowBytes(image, mirror.width), nRows = ownRowCount(image, 1);
-    uint8_t* scratch = (uint8_t*)ownAlloc((size_t)(rowBytes * nRows));
-    if (!scratch) return;
+    const int64_t rowBytes = ownRowBytes(image, mirror.width), bytes = ownRowCount(image, 1) * rowBytes;
+    const int32_t most = (int32_t)std::clamp<int64_t>(OWN_BAND_BYTES / bytes, 1, mirror.height);
     VekImage header = *image;
     header.width = mirror.width;
-    header.height = 1;
+    header.height = most;
     header.widthStep = (int32_t)rowBytes;
-    header.imageData = scratch;
+    header.imageData = (uint8_t*)ownAlloc((size_t)(bytes * most));
+    if (!header.imageData) return;
     const OwnView kept = ownWholeView(&header);
-    const auto row = [&](int32_t y) { return ownCrop(all, 0, y, mirror.width, 1); };
     const auto put = [&](const OwnView& src, const OwnView& dst) {
         const OwnView view[2] = {src, dst};
         ownTraverseViews(point, view, nullptr);
     };
-    const auto turned = [&](const OwnView& view) { return mirror.flipAxis ? ownTurned(view) : view; };
-    for (int32_t y = 0; y < mirror.height; ++y) {
-        const int32_t other = mirror.flipAxis == 1 ? y : mirror.height - 1 - y;
-        if (other < y) break;
-        put(row(y), kept);
-        if (other > y) put(turned(row(other)), row(y));
-        put(turned(kept), row(other));
+    for (int32_t y = 0, nRows; y < mirror.height; y += nRows) {
+        const int32_t left = mirror.flipAxis == 1 ? mirror.height - y : mirror.height - 2 * y;
+        if (left < 1) break;
+        nRows = std::min(most, mirror.flipAxis == 1 ? left : std::max(left / 2, 1));
+        const int32_t other = mirror.flipAxis == 1 ? y : mirror.height - y - nRows;
+        const OwnView upper = ownCrop(all, 0, y, mirror.width, nRows),
+                      lower = ownCrop(all, 0, other, mirror.width, nRows),
+                      band = ownCrop(kept, 0, 0, mirror.width, nRows);
+        put(upper, band);
+        if (other > y) put(ownMirrored(lower, mirror.flipAxis), upper);
+        put(ownMirrored(band, mirror.flipAxis), lower);
     }
-    ownFree(scratch);
+    ownFree(header.imageData);
 }
 
 /* ---- Masks --------------------------------------------------------------------------------------------------- */

@@ -4,15 +4,20 @@
 
 /* ---- The fill ------------------------------------------------------------------------------------------------ */
 
-/* out = k, whatever a is. */
+/* out = k, whatever a is. Long runs are filled with copies of their begin, which the processor's block copy stores without
+ * reading first what was there. */
 template <class T> static void ownSetRun(void* out, const void*, const void*, ptrdiff_t n, const void* k)
 {
     const T value = (T) * (const int32_t*)k;
     if constexpr (sizeof(T) == 1) {
         memset(out, value, (size_t)n);
     } else {
+        constexpr ptrdiff_t blockBytes = 4096;
+        const ptrdiff_t bytes = n * (ptrdiff_t)sizeof(T), first = std::min(bytes, blockBytes);
         const OwnVec<T> all = ownSet(value);
-        ownMap<T>(out, out, n, [=](OwnVec<T>) { return all; });
+        ownMap<T>(out, out, first / (ptrdiff_t)sizeof(T), [=](OwnVec<T>) { return all; });
+        for (ptrdiff_t i = blockBytes; i < bytes; i += blockBytes)
+            memcpy((char*)out + i, out, (size_t)std::min(blockBytes, bytes - i));
     }
 }
 template <class T> static void ownSetPlain(void* out, const void* a, const void*, ptrdiff_t n, const void* k)
@@ -119,4 +124,16 @@ void vekSet(VekImage* dstImage, int32_t fillValue)
     if (move.isTiled()) return ownSetPieces(face, move, value);
     if (dstImage->depth == VEK_DEPTH_1U && move.mask) return ownSetBits(face, move, dstImage, value);
     ownSetSamples(move, dstImage, value);
+}
+
+/* The float's bits, as an integer: for the length of the fill the caller's header says 32S. */
+void vekSetFP(VekImage* dstImage, float fillValue)
+{
+    OWN_FACE("vekSetFP", "vekSCE");
+    OWN_REFUSE_IF(dstImage==0);
+    OWN_FAIL_IF(dstImage->depth != VEK_DEPTH_32F, VEK_StatusBadDepth, "You should use vekSet for this image");
+    dstImage->depth = VEK_DEPTH_32S;
+    vekSet(dstImage, std::bit_cast<int32_t>(fillValue));
+    if (vekGetErrStatus() < 0) ownFail(face, VEK_StatusBacktrace, "", __LINE__);
+    dstImage->depth = VEK_DEPTH_32F;
 }

@@ -18,6 +18,11 @@ template <class T> static inline OwnVec<OwnPlus<T>> ownDistance(OwnVec<T> a, Own
 {
     return ownAs<OwnPlus<T>>(ownMax(a, b)) - ownAs<OwnPlus<T>>(ownMin(a, b));
 }
+template <class T> static inline OwnVec<OwnPlus<T>> ownDistance(OwnVec<T> a)
+{
+    if constexpr (std::is_signed_v<T>) return ownAs<OwnPlus<T>>(ownAbsWrap(a));
+    else return a;
+}
 
 /* f takes |d| of every sample of a span, one at a time; a vector at a time, lanes beyond the last sample being 0. */
 template <class T, class F> static inline void ownEachDistance(const OwnSpan& span, F f)
@@ -33,11 +38,16 @@ template <class T, bool two, class F>
 [[gnu::flatten]] static inline void ownMapDistance(const char* a, const char* b, ptrdiff_t n, F f)
 {
     constexpr ptrdiff_t step = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
+    const auto distance = [=](OwnVec<T> x, auto loadB) {
+        if constexpr (two) return ownDistance(x, loadB());
+        else return ownDistance(x);
+    };
     ptrdiff_t i = 0;
-    for (; i <= n - step; i += step)
-        f(ownDistance(ownLoad<T>(a + i * size), two ? ownLoad<T>(b + i * size) : OwnVec<T>{}));
-    if (i < n)
-        f(ownDistance(ownLoadPart<T>(a + i * size, n - i), two ? ownLoadPart<T>(b + i * size, n - i) : OwnVec<T>{}));
+    for (; i <= n - 4 * step; i += 4 * step)
+        for (ptrdiff_t j = i; j < i + 4 * step; j += step)
+            f(distance(ownLoad<T>(a + j * size), [=] { return ownLoad<T>(b + j * size); }));
+    for (; i <= n - step; i += step) f(distance(ownLoad<T>(a + i * size), [=] { return ownLoad<T>(b + i * size); }));
+    if (i < n) f(distance(ownLoadPart<T>(a + i * size, n - i), [=] { return ownLoadPart<T>(b + i * size, n - i); }));
 }
 template <class T, class F> static inline void ownMapSpan(const OwnSpan& span, ptrdiff_t from, ptrdiff_t n, F f)
 {
@@ -137,6 +147,22 @@ template <class T> static void ownSquaresRun16(void* state, const OwnSpan& span)
     norm.low += ownSumLanes(sum);
 }
 
+/* 32 bits: the halves of each square are summed apart. */
+template <class T> static void ownSquaresRun32(void* state, const OwnSpan& span)
+{
+    OwnNorm& norm = *(OwnNorm*)state;
+    OwnVec<uint64_t> low = {}, high = {};
+    ownMapSpan<T>(span, 0, span.n, [&](OwnVec<uint32_t> d) {
+        const OwnVec<uint32_t> odd = ownAs<uint32_t>(ownShiftRight(ownAs<uint64_t>(d), 32));
+        for (const OwnVec<uint64_t> square : {ownMulEven(d, d), ownMulEven(odd, odd)}) {
+            low = low + (square & ownSet<uint64_t>(0xFFFFFFFFu));
+            high = high + ownShiftRight(square, 32);
+        }
+    });
+    norm.low += ownSumLanes(low);
+    norm.high += ownSumLanes(high);
+}
+
 /* Bits: d is the exclusive or, so a span's sum is a count of ones. */
 static void ownBitsRun(void* state, const OwnSpan& span)
 {
@@ -199,7 +225,7 @@ OWN_REDUCE_TABLE(ownSquaresRows) = {
     /*  8S */ ownSquaresRow8<int8_t>,
     /* 16U */ ownSquaresRow16<uint16_t>,
     /* 16S */ ownSquaresRow16<int16_t>,
-    /* 32S */ {ownSquaresPlain<int32_t>, ownSquaresPlain<int32_t>},
+    /* 32S */ {ownSquaresRun32<int32_t>, ownSquaresPlain<int32_t>},
     /* 32F */ {},
 };
 
