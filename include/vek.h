@@ -584,7 +584,8 @@ enum {
  *   refuses  -5 with the text of the test: flags, then each image (null, its header, 1U, tiles), then coi and channel
  *            counts; -4 "No working memory". Images with nothing but alpha to transform, and regions that share nothing,
  *            end the call silently
- *   memory   tables and scratch are kept for the thread until VEK_FFT_RELEASE or its end, about 9 bytes a pixel */
+ *   memory   tables and scratch are kept for the thread until VEK_FFT_RELEASE or its end: about 4 bytes a pixel
+ *            (8 in integers) and 20 to 80 a sample of each length */
 VEK_API void vekRealFft2D(const VekImage* srcImage, VekImage* dstImage, int32_t flags);
 VEK_API void vekCcsFft2D(const VekImage* srcImage, VekImage* dstImage, int32_t flags);
 
