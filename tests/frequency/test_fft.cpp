@@ -200,7 +200,8 @@ TEST(Fft, choosesThePathBySizeFlagAndDepth)
     EXPECT_EQ(rowThrough(vekRealFft2D, impulse(256), VEK_DEPTH_16S, 2).substr(0, 6), "-1 -1 ") << "more than 128";
     EXPECT_EQ(rowThrough(vekRealFft2D, impulse(256), VEK_DEPTH_16S, 2 + 16).substr(0, 6), "-2 -2 ");
     EXPECT_EQ(rowThrough(vekRealFft2D, impulse(128), VEK_DEPTH_16S, 2 + 32).substr(0, 6), "-1 -1 ");
-    EXPECT_EQ(rowThrough(vekRealFft2D, impulse(8), VEK_DEPTH_16S, 2, VEK_DEPTH_32S).substr(0, 6), "-1 -1 ") << "from 32S";
+    EXPECT_EQ(rowThrough(vekRealFft2D, impulse(8), VEK_DEPTH_16S, 2, VEK_DEPTH_32S).substr(0, 6), "-1 -1 ")
+        << "from 32S";
     EXPECT_EQ(rowThrough(vekRealFft2D, impulse(8), VEK_DEPTH_16S, 2 + 16, VEK_DEPTH_32S).substr(0, 6), "-2 -2 ");
     EXPECT_EQ(rowThrough(vekRealFft2D, impulse(8), VEK_DEPTH_32S, 2).substr(0, 6), "-2 -2 ") << "to 32S";
 }
