@@ -1,5 +1,5 @@
-/* Spectra: the Fourier and cosine transforms by size, their first call with its tables apart from later ones, the product
- * of spectra, and the error by length. Transforms are held against a memcpy of four bytes a sample. */
+/* Spectra: the Fourier and cosine transforms by size, their first call with its tables apart from later ones, the
+ * product of spectra, and the error by length. Transforms are held against a memcpy of four bytes a sample. */
 #include "bench.h"
 
 #include <math.h>

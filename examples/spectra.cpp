@@ -19,8 +19,8 @@ struct Spectrum {
     float& at(int32_t x, int32_t y) { return ((float*)(image->imageData + y * (ptrdiff_t)image->widthStep))[x]; }
 };
 
-/* Where the real and the imaginary part of X[u, v] stand, for 0 <= u <= W / 2: the same place twice for a number that is
- * real. The second half of a real column is the first half's conjugate. */
+/* Where the real and the imaginary part of X[u, v] stand, for 0 <= u <= W / 2: the same place twice for a number that
+ * is real. The second half of a real column is the first half's conjugate. */
 struct Places {
     int32_t xRe, yRe, xIm, yIm;
 };

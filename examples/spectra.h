@@ -1,5 +1,5 @@
-/* spectra: what the example does with the spectrum of a picture. Both work on the region of a 32F image, each channel by
- * itself (or the region's channel alone), in place; a mask plays no part. */
+/* spectra: what the example does with the spectrum of a picture. Both work on the region of a 32F image, each channel
+ * by itself (or the region's channel alone), in place; a mask plays no part. */
 #ifndef SPECTRA_H
 #define SPECTRA_H
 

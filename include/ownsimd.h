@@ -950,8 +950,8 @@ static inline void ownStoreSigns(uint8_t* bits, OwnVec<uint8_t> a)
 
 /* ---- Eight floats, four doubles, whatever the processor ------------------------------------------------------- */
 
-/* What a kernel computes with when its algorithm fixes the number of lanes: transforms take a sequence a lane. Raw is used
- * with the plain operators; a vector and a number make the number a vector. One lane is the plain twin. */
+/* What a kernel computes with when its algorithm fixes the number of lanes: transforms take a sequence a lane. Raw is
+ * used with the plain operators; a vector and a number make the number a vector. One lane is the plain twin. */
 template <class T, int n> struct OwnLanes {
     typedef T Real;
     typedef T Raw __attribute__((vector_size(n * sizeof(T))));
@@ -969,8 +969,8 @@ typedef OwnLanes<double, 4> OwnFour;
 static inline OwnEight::Raw ownLoadEight(const void* p) { return *(const OwnEight::Loose*)p; }
 static inline void ownStoreEight(void* p, OwnEight::Raw a) { *(OwnEight::Loose*)p = a; }
 
-/* The lower and the upper four as doubles, and back, rounded to nearest. Compilers convert two at a time from the generic
- * form. */
+/* The lower and the upper four as doubles, and back, rounded to nearest. Compilers convert two at a time from the
+ * generic form. */
 static inline OwnFour::Raw ownLowFour(OwnEight::Raw a)
 {
 #ifdef __AVX__

@@ -582,8 +582,8 @@ enum {
  *   writes   the channels but alpha, or that of the coi, which both images have or neither; integer results are held to
  *            the range of the depth and chopped, 32F takes them as they are
  *   refuses  -5 with the text of the test: flags, then each image (null, its header, 1U, tiles), then coi and channel
- *            counts; -4 "No working memory". Images with nothing but alpha to transform, and regions that share nothing,
- *            end the call silently
+ *            counts; -4 "No working memory". Images with nothing but alpha to transform, and regions that share
+ *            nothing, end the call silently
  *   memory   tables and scratch are kept for the thread until VEK_FFT_RELEASE or its end: about 4 bytes a pixel
  *            (8 in integers) and 20 to 80 a sample of each length */
 VEK_API void vekRealFft2D(const VekImage* srcImage, VekImage* dstImage, int32_t flags);
@@ -609,8 +609,8 @@ enum {
  *   X[u, v] = f(u, W) f(v, H) * sum of s[x, y] cos((2x + 1) u pi / 2W) cos((2y + 1) v pi / 2H),
  * with f(0, n) = sqrt(1 / n) and f(k, n) = sqrt(2 / n) beyond. There is no blocking: for a codec's blocks call it with
  * regions of 8 by 8, which have code of their own.
- *   src, dst  two images without tiles, any depths but 1U and 32F, same data order; regions (roi) of one size, and as many
- *             channels on both sides. Masks play no part
+ *   src, dst  two images without tiles, any depths but 1U and 32F, same data order; regions (roi) of one size, and as
+ *             many channels on both sides. Masks play no part
  *   flags     a sum of VEK_DCT_...; neither or both of FORWARD and INVERSE: nothing is done
  *   writes    the channels but alpha, or that of the coi; held to the range of the depth, then chopped toward zero
  *   refuses   -5 "src==0"; -5 "dst==0"; the headers; -5 and a text of its own for one image as both, 1U, 32F, alpha,

@@ -1,5 +1,5 @@
-/* ownblock: the cosine transform of a block of 8 by 8, unrolled, in single precision. A row is a vector, so a transform of
- * the columns is plain arithmetic; the block is transposed between the two directions. */
+/* ownblock: the cosine transform of a block of 8 by 8, unrolled, in single precision. A row is a vector, so a
+ * transform of the columns is plain arithmetic; the block is transposed between the two directions. */
 #include "owncosine.h"
 #include "ownsimd.h"
 
@@ -9,7 +9,8 @@ typedef OwnEight::Raw Eight;
 static constexpr float C1 = 0.98078528f, C2 = 0.92387953f, C3 = 0.83146961f, C4 = 0.70710678f, C5 = 0.55557023f,
                        C6 = 0.38268343f, C7 = 0.19509032f;
 
-/* out[k] = sum over j of x[j] cos((2j + 1) k pi / 16): even outputs from sums of opposite inputs, odd from differences. */
+/* out[k] = sum over j of x[j] cos((2j + 1) k pi / 16): even outputs from sums of opposite inputs, odd from
+ * differences. */
 static inline void ownForwardEight(Eight* x)
 {
     const Eight s0 = x[0] + x[7], s1 = x[1] + x[6], s2 = x[2] + x[5], s3 = x[3] + x[4];

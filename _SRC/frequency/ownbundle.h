@@ -1,6 +1,6 @@
 /* ownbundle.h: rows of floats to the cells of a bundle and back. A bundle takes two rows a lane: the real parts of its
- * cells are the first half of the rows, the imaginary parts the second. Rows become lanes by transposing blocks of eight
- * by eight. */
+ * cells are the first half of the rows, the imaginary parts the second. Rows become lanes by transposing blocks of
+ * eight by eight. */
 #ifndef OWN_BUNDLE_H
 #define OWN_BUNDLE_H
 

@@ -1,10 +1,10 @@
 /* owncosine: the cosine transform of any size, by way of the complex one.
  *
- * With the even samples first and the odd ones after them in reverse, v = x0 x2 x4 ... x5 x3 x1, the transform V of v gives
- * X[k] = Re(exp(-i pi k / 2n) V[k]), and X[n - k] = -Im of the same. Two sequences a, b go together as a + i b (as in
- * ownspectrum), in double at every length: results are chopped, so an error of the last place could cost a whole level. For
- * the same reason sums stay unscaled until the end: those of whole numbers are whole. Between the passes samples lie as
- * floats in groups of eight columns, row after row. */
+ * With the even samples first and the odd ones after them in reverse, v = x0 x2 x4 ... x5 x3 x1, the transform V of v
+ * gives X[k] = Re(exp(-i pi k / 2n) V[k]), and X[n - k] = -Im of the same. Two sequences a, b go together as a + i b
+ * (as in ownspectrum), in double at every length: results are chopped, so an error of the last place could cost a
+ * whole level. For the same reason sums stay unscaled until the end: those of whole numbers are whole. Between the
+ * passes samples lie as floats in groups of eight columns, row after row. */
 #include "owncosine.h"
 #include "ownbundle.h"
 
@@ -48,7 +48,8 @@ static const OwnFftPlan* ownCosinePlan(VekThreadContext* context, int32_t n)
     return plan;
 }
 
-/* The quarter circle for a length: cos(k pi / 2n) and sin(k pi / 2n). A table serves all lengths that divide its own. */
+/* The quarter circle for a length: cos(k pi / 2n) and sin(k pi / 2n). A table serves all lengths that divide its
+ * own. */
 struct OwnQuarter {
     const double* table;
     ptrdiff_t n, step; /* the table's length, and how many times it is the one asked for */

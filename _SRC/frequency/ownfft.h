@@ -2,9 +2,9 @@
  *
  *   X[k] = sum over j of x[j] exp(-2 pi i j k / n)
  *
- * Transforms are taken a bundle at a time, one sequence to a lane, so an element is a cell of a vector of real parts and
- * one of imaginary parts, and no transform ever shuffles lanes. The other sign of the exponent is the same transform with
- * the two parts of every cell exchanged on the way in and out. */
+ * Transforms are taken a bundle at a time, one sequence to a lane, so an element is a cell of a vector of real parts
+ * and one of imaginary parts, and no transform ever shuffles lanes. The other sign of the exponent is the same
+ * transform with the two parts of every cell exchanged on the way in and out. */
 #ifndef OWN_FFT_H
 #define OWN_FFT_H
 
@@ -72,8 +72,8 @@ template <class K> struct OwnCell {
 /* The number of cells of spare memory that a transform of this plan needs. */
 static inline int64_t ownFftSpareCells(const OwnFftPlan* plan) { return (plan->chirp ? 2 : 1) * plan->m; }
 
-/* out = the transforms of in, n cells each; in may be out, spare is neither. K: OwnEight or OwnLanes<float, 1> for plans
- * of kind OWN_FFT_SINGLE, OwnFour or OwnLanes<double, 1> for OWN_FFT_DOUBLE. */
+/* out = the transforms of in, n cells each; in may be out, spare is neither. K: OwnEight or OwnLanes<float, 1> for
+ * plans of kind OWN_FFT_SINGLE, OwnFour or OwnLanes<double, 1> for OWN_FFT_DOUBLE. */
 template <class K> void ownFftRun(const OwnFftPlan* plan, const OwnCell<K>* in, OwnCell<K>* out, OwnCell<K>* spare);
 
 #endif

@@ -1,7 +1,7 @@
 /* ownfftpass: the complex transform of a bundle. A pass of radix p takes steps * p * blocks cells, input j of step i in
- * block b standing at in[i + steps * (j + p * b)], and leaves output j at out[i + steps * (b + blocks * j)], turned: so the
- * result comes out in order without a permutation of its own (the scheme of Stockham). Lanes never meet, and the number of
- * lanes changes no result. */
+ * block b standing at in[i + steps * (j + p * b)], and leaves output j at out[i + steps * (b + blocks * j)], turned:
+ * so the result comes out in order without a permutation of its own (the scheme of Stockham). Lanes never meet, and
+ * the number of lanes changes no result. */
 #include "ownfft.h"
 
 template <class K> static inline OwnCell<K> operator+(OwnCell<K> a, OwnCell<K> b) { return {a.re + b.re, a.im + b.im}; }
@@ -180,8 +180,8 @@ static void ownPassPrime(const OwnCell<K>* in, OwnCell<K>* out, ptrdiff_t steps,
         }
 }
 
-/* All passes of a plan, between out and spare in turn so that the last one writes out. The first pass leaves each step's
- * outputs where its inputs were, so when the number of passes is odd it goes to out itself. */
+/* All passes of a plan, between out and spare in turn so that the last one writes out. The first pass leaves each
+ * step's outputs where its inputs were, so when the number of passes is odd it goes to out itself. */
 template <class K>
 static void ownPasses(const OwnFftPlan* plan, const OwnCell<K>* in, OwnCell<K>* out, OwnCell<K>* spare)
 {

@@ -1,12 +1,14 @@
 /* ownfftplan: the tables of a length, built once a thread and length. A length is taken apart into factors 8, 4, 2, 3,
- * 5, 7 and larger primes up to OWN_FFT_PRIMES, a pass each. What remains beyond them makes the whole length a convolution. */
+ * 5, 7 and larger primes up to OWN_FFT_PRIMES, a pass each. What remains beyond them makes the whole length a
+ * convolution. */
 #include "ownfft.h"
 
 #include <math.h>
 
 /* ---- Roots of one ---------------------------------------------------------------------------------------------- */
 
-/* The angle is brought into the first eighth of the circle in whole numbers, where sine and cosine are at their best. */
+/* The angle is brought into the first eighth of the circle in whole numbers, where sine and cosine are at their
+ * best. */
 void ownFftRoot(int64_t k, int64_t n, double* c, double* s)
 {
     int64_t a = 8 * k; /* in parts of the circle of 8 n */

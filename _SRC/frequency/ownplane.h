@@ -23,8 +23,8 @@ static inline OwnPlane ownPlane(const VekImage* image, const OwnView& view, int3
             ownSlot(image->depth)};
 }
 
-/* n samples of a depth, stepBytes apart, as floats or as integers; and back: held to the range of the depth, then chopped
- * toward zero. 32F takes and gives the float as it is, and has no integers; 1U has neither. */
+/* n samples of a depth, stepBytes apart, as floats or as integers; and back: held to the range of the depth, then
+ * chopped toward zero. 32F takes and gives the float as it is, and has no integers; 1U has neither. */
 typedef void OwnReadReals(float* out, const uint8_t* in, ptrdiff_t stepBytes, ptrdiff_t n);
 typedef void OwnWriteReals(uint8_t* out, const float* in, ptrdiff_t stepBytes, ptrdiff_t n);
 typedef void OwnReadWholes(int64_t* out, const uint8_t* in, ptrdiff_t stepBytes, ptrdiff_t n);

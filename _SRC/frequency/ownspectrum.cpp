@@ -2,10 +2,10 @@
  *
  * Rows go two to a lane: the transform Z of a + i b gives both, A[k] = (Z[k] + conj Z[n - k]) / 2 and
  * B[k] = (Z[k] - conj Z[n - k]) / 2i, at any length and without tables. Between the passes a spectrum lies in groups of
- * eight pairs of columns, each group row after row, a cell a row: so the rows' pass writes whole cache lines, and a group
- * is a bundle of the columns' pass as it stands. Group 0 holds the real columns, lane 0 the first and lane 1, for an even
- * width, the last; group g holds pairs 8 g - 7 to 8 g. For the exponent's plus sign the parts of every cell of the work
- * array are exchanged. */
+ * eight pairs of columns, each group row after row, a cell a row: so the rows' pass writes whole cache lines, and a
+ * group is a bundle of the columns' pass as it stands. Group 0 holds the real columns, lane 0 the first and lane 1,
+ * for an even width, the last; group g holds pairs 8 g - 7 to 8 g. For the exponent's plus sign the parts of every
+ * cell of the work array are exchanged. */
 #include "ownspectrum.h"
 #include "ownbundle.h"
 
@@ -19,8 +19,8 @@ static constexpr int OWN_STRIP_GROUPS = 4; /* groups that are transformed, and t
 
 static int64_t ownRoundUp(int64_t n, int64_t unit) { return (n + unit - 1) / unit * unit; }
 
-/* Cells of a group: whole bundles of rows. A multiple of 4096 bytes is avoided, since then the same row of all groups would
- * compete for the same few lines of a cache. */
+/* Cells of a group: whole bundles of rows. A multiple of 4096 bytes is avoided, since then the same row of all groups
+ * would compete for the same few lines of a cache. */
 static int64_t ownGroupCells(const OwnSpectrum& spectrum)
 {
     const int64_t cells = ownRoundUp(spectrum.height, OWN_BUNDLE_ROWS);
@@ -201,7 +201,8 @@ static void ownColumns(const OwnPass& pass, WorkCell* group)
         group[y] = {ownJoinFours(low[y].re, high[y].re), ownJoinFours(low[y].im, high[y].im)};
 }
 
-/* The real columns, whose spectra are conjugate symmetrical: the first half in packed form, as columns of the destination. */
+/* The real columns, whose spectra are conjugate symmetrical: the first half in packed form, as columns of the
+ * destination. */
 static void ownWriteRealColumns(const OwnPass& pass)
 {
     WorkCell* group = pass.group(0);

@@ -1,9 +1,10 @@
 /* ownspectrum.h: the transform of one channel between a real image and its packed spectrum, in floating point and in
  * whole numbers.
  *
- * The packed form of a real sequence of n samples, with X[k] = Re k + i Im k: Re 0, Re 1, Im 1, Re 2, Im 2, ..., and for an
- * even n at the end Re n/2. An image is packed along its rows; then column 0 and, for an even width, the last one are real
- * sequences and are packed along the column, and each pair of columns between them is a complex sequence. */
+ * The packed form of a real sequence of n samples, with X[k] = Re k + i Im k: Re 0, Re 1, Im 1, Re 2, Im 2, ..., and
+ * for an even n at the end Re n/2. An image is packed along its rows; then column 0 and, for an even width, the last
+ * one are real sequences and are packed along the column, and each pair of columns between them is a complex
+ * sequence. */
 #ifndef OWN_SPECTRUM_H
 #define OWN_SPECTRUM_H
 

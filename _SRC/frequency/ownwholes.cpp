@@ -1,6 +1,6 @@
-/* ownwholes: real image and packed spectrum in whole numbers. Samples are taken times 64, so six bits of fraction live in
- * the work array between the passes; cosines and sines are 16-bit numbers of OWN_FFT_ONE. The numbers are held in 64 bits,
- * so that no sum or product of samples can overflow. It is meant for small images, and is kept simple. */
+/* ownwholes: real image and packed spectrum in whole numbers. Samples are taken times 64, so six bits of fraction live
+ * in the work array between the passes; cosines and sines are 16-bit numbers of OWN_FFT_ONE. The numbers are held in
+ * 64 bits, so that no sum or product of samples can overflow. It is meant for small images, and is kept simple. */
 #include "ownspectrum.h"
 #include "ownfft.h"
 

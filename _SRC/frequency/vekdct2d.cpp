@@ -23,7 +23,8 @@ static bool ownIsBadCombination(const VekImage* image)
     return image->nChannels == 1 || (image->roi && image->roi->coi == image->nChannels);
 }
 
-/* Alike in the size of the clipped regions, the order of data and the number of channels; and with pixels in one block. */
+/* Alike in the size of the clipped regions, the order of data and the number of channels; and with pixels in one
+ * block. */
 static bool ownFits(const VekImage* src, const VekImage* dst)
 {
     if (src->tileInfo || dst->tileInfo) return false;

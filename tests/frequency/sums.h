@@ -1,5 +1,5 @@
-/* sums: the transforms as they are defined, in long double, and the way from images to numbers and back, written apart from
- * the library. */
+/* sums: the transforms as they are defined, in long double, and the way from images to numbers and back, written apart
+ * from the library. */
 #ifndef TESTS_SUMS_H
 #define TESTS_SUMS_H
 
@@ -48,8 +48,8 @@ Real stored(uint32_t depth, Real x);
 /* Fills with numbers of a size that suits the depth and leaves room for sums, or with whole bytes at random. */
 void fillTame(TestImage& image, Random& random, double size);
 
-/* Expects of an image what it was before, but for `expected` in the given channels of a part's top left, each within its
- * slack before it is stored. Returns the first difference as a text. */
+/* Expects of an image what it was before, but for `expected` in the given channels of a part's top left, each within
+ * its slack before it is stored. Returns the first difference as a text. */
 std::string differenceFromGrids(const TestImage& image, const std::vector<uint8_t>& before, const Part& part,
                                 const std::vector<Grid<Real>>& expected, const std::vector<Real>& slack);
 

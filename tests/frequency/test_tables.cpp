@@ -1,5 +1,5 @@
-/* What a thread keeps for transforms: taken once, released by flag and at the thread's end, and what happens when memory is
- * short. */
+/* What a thread keeps for transforms: taken once, released by flag and at the thread's end, and what happens when
+ * memory is short. */
 #include "frequency/sums.h"
 
 #include <gtest/gtest.h>
@@ -66,8 +66,8 @@ TEST(Tables, areKeptUntilReleased)
         }
 }
 
-/* Whichever allocation fails, the tables are released and all is tried once more. When that fails too the destination is
- * as it was. */
+/* Whichever allocation fails, the tables are released and all is tried once more. When that fails too the destination
+ * is as it was. */
 TEST(Tables, areTriedForTwice)
 {
     for (const auto& row : transforms)
