@@ -80,6 +80,13 @@ template <class T> static inline void ownStorePart(void* p, OwnVec<T> a, ptrdiff
     memcpy(p, &a, (size_t)n * sizeof(T));
 }
 
+/* Asks for the lines of `nBytes` bytes that lie a while ahead of p in a stream, whether or not they are there. For loops
+ * that read or write in bursts, between which the processor's own prefetch falls behind. */
+template <int nBytes> static inline void ownPrefetch(const void* p)
+{
+    for (int i = 0; i < nBytes; i += 64) __builtin_prefetch((const void*)((uintptr_t)p + 1536 + i));
+}
+
 /* Every lane x. */
 template <class T> static inline OwnVec<T> ownSet(T x)
 {
@@ -310,6 +317,21 @@ static inline OwnVec<uint64_t> ownMulEven(OwnVec<uint32_t> a, OwnVec<uint32_t> b
 #else
     const OwnVec<uint64_t> low = ownSet<uint64_t>(0xFFFFFFFFu);
     return {(ownAs<uint64_t>(a) & low).v * (ownAs<uint64_t>(b) & low).v};
+#endif
+}
+
+/* Sums of neighbouring products of bytes and signed bytes, held to 16 bits: lane i is a[2i] b[2i] + a[2i+1] b[2i+1]. */
+static inline OwnVec<int16_t> ownMulAddSat(OwnVec<uint8_t> a, OwnVec<int8_t> b)
+{
+#ifdef OWN_X86
+    return ownFromX86<int16_t>(OWN_X86(maddubs_epi16)(ownX86(a), ownX86(b)));
+#else
+    OwnVec<int16_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<int16_t>::lanes; ++i) {
+        const int sum = a.v[2 * i] * b.v[2 * i] + a.v[2 * i + 1] * b.v[2 * i + 1];
+        r.v[i] = (int16_t)(sum < INT16_MIN ? INT16_MIN : sum > INT16_MAX ? INT16_MAX : sum);
+    }
+    return r;
 #endif
 }
 

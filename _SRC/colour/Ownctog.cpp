@@ -40,6 +40,14 @@ template <class S, class F>
 
 /* ---- 8 and 16 bits --------------------------------------------------------------------------------------------- */
 
+static inline OwnVec<uint8_t> ownTwoBytes(uint8_t first, uint8_t second)
+{
+    const uint8_t two[2] = {first, second};
+    uint16_t both;
+    memcpy(&both, two, sizeof(both));
+    return ownAs<uint8_t>(ownSet(both));
+}
+
 static int32_t ownGraySum(int32_t r, int32_t g, int32_t b) { return 54 * r + 183 * g + 18 * b; }
 
 template <class D, class S, int shift>
@@ -53,19 +61,22 @@ template <class S> static void ownGrayBitsPlain(void* const out[], const void* c
     ownEachGrayBit<S>(out, in, n, [](S r, S g, S b) { return ownGraySum(r, g, b) >> 8 > middle; });
 }
 
-/* 8 bits: the sum fits 16 bits. */
+/* 8 bits: green's weight is shared out, 54 R + 74 G and 109 G + 18 B, so that each sum fits a signed 16-bit lane. Both
+ * together fit an unsigned one. */
 static void ownGrayByteRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
 {
     constexpr ptrdiff_t lanes = OwnVec<uint8_t>::lanes;
-    const auto sum = [](OwnVec<uint16_t> r, OwnVec<uint16_t> g, OwnVec<uint16_t> b) {
-        const auto weighted = r * ownSet<uint16_t>(54) + g * ownSet<uint16_t>(183) + b * ownSet<uint16_t>(18);
-        return ownAs<int16_t>(ownShiftRight(weighted, 8));
+    const OwnVec<int8_t> rgWeights = ownAs<int8_t>(ownTwoBytes(54, 74)),
+                         gbWeights = ownAs<int8_t>(ownTwoBytes(109, 18));
+    const auto sum = [=](OwnVec<uint8_t> rg, OwnVec<uint8_t> gb) {
+        const auto weighted = ownMulAddSat(rg, rgWeights) + ownMulAddSat(gb, gbWeights);
+        return ownAs<int16_t>(ownShiftRight(ownAs<uint16_t>(weighted), 8));
     };
     for (ptrdiff_t i = 0; i < n; i += lanes) {
-        const auto r = ownUnpack(ownLoad<uint8_t>((const char*)in[0] + i));
-        const auto g = ownUnpack(ownLoad<uint8_t>((const char*)in[1] + i));
-        const auto b = ownUnpack(ownLoad<uint8_t>((const char*)in[2] + i));
-        ownStore((char*)out[0] + i, ownPack<uint8_t>(sum(r.lo, g.lo, b.lo), sum(r.hi, g.hi, b.hi)));
+        const auto r = ownLoad<uint8_t>((const char*)in[0] + i), g = ownLoad<uint8_t>((const char*)in[1] + i),
+                   b = ownLoad<uint8_t>((const char*)in[2] + i);
+        const auto rg = ownZip(r, g), gb = ownZip(g, b);
+        ownStore((char*)out[0] + i, ownPack<uint8_t>(sum(rg.lo, gb.lo), sum(rg.hi, gb.hi)));
     }
 }
 

@@ -6,7 +6,7 @@
 #include "ownsimd.h"
 
 enum {
-    OWN_PLANE_BYTES = 2048,
+    OWN_PLANE_BYTES = 512,
     OWN_PLANE_STEP = OWN_PLANE_BYTES + 64 /* planes that lie a power of two apart would share few lines of the cache */
 };
 
@@ -29,6 +29,7 @@ template <class T> static void ownSplit3(void* const o[], const uint8_t* pixels,
     char *a = (char*)o[0], *b = (char*)o[1], *c = (char*)o[2];
     for (ptrdiff_t i = 0; i < n; i += lanes) {
         if (i + lanes > n) i = n - lanes;
+        ownPrefetch<3 * OWN_VEC_BYTES>(pixels + i * 3 * size);
         const OwnTriple<T> x = ownLoad3<T>(pixels + i * 3 * size);
         ownStore(a + i * size, x.a);
         ownStore(b + i * size, x.b);
@@ -41,6 +42,7 @@ template <class T> static void ownSplit4(void* const o[], const uint8_t* pixels,
     char *a = (char*)o[0], *b = (char*)o[1], *c = (char*)o[2];
     for (ptrdiff_t i = 0; i < n; i += lanes) {
         if (i + lanes > n) i = n - lanes;
+        ownPrefetch<4 * OWN_VEC_BYTES>(pixels + i * 4 * size);
         const OwnQuad<T> x = ownLoad4<T>(pixels + i * 4 * size);
         ownStore(a + i * size, x.a);
         ownStore(b + i * size, x.b);
@@ -55,6 +57,7 @@ template <class T> static void ownJoin3(uint8_t* pixels, const void* const p[], 
     const char *a = (const char*)p[0], *b = (const char*)p[1], *c = (const char*)p[2];
     for (ptrdiff_t i = 0; i < n; i += lanes) {
         if (i + lanes > n) i = n - lanes;
+        ownPrefetch<3 * OWN_VEC_BYTES>(pixels + i * 3 * size);
         ownStore3(pixels + i * 3 * size, ownLoad<T>(a + i * size), ownLoad<T>(b + i * size), ownLoad<T>(c + i * size));
     }
 }
@@ -65,6 +68,7 @@ template <class T> static void ownJoin4(uint8_t* pixels, const void* const p[], 
     for (ptrdiff_t i = 0; i < n; i += lanes) {
         if (i + lanes > n) i = n - lanes;
         uint8_t* out = pixels + i * 4 * size;
+        ownPrefetch<4 * OWN_VEC_BYTES>(out);
         ownStore4(out, ownLoad<T>(a + i * size), ownLoad<T>(b + i * size), ownLoad<T>(c + i * size),
                   ownLoad4<T>(out).d);
     }
