@@ -501,19 +501,26 @@ OwnOpened ownOpenLines(OwnLines* lines, const VekImage* srcImage, const VekImage
  * other bit is written. */
 void ownReadLines(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, uint8_t* out, ptrdiff_t outStep);
 
-/* The line above the rectangle (end 0), or below it (end 1). */
-void ownReadEndLine(const OwnLines& lines, int32_t plane, int end, uint8_t* out);
+/* The line above the rectangle (end 0), or below it (end 1), from pixel `at` of `out` on. */
+void ownReadEndLine(const OwnLines& lines, int32_t plane, int end, uint8_t* out, int32_t at);
 
-/* The pixels at the left (side 0), or at the right, of all rows of the rectangle, one behind the other; not of bits. */
+/* The pixels at the left (side 0), or at the right, of all rows of the rectangle, one behind the other; of bits a byte of 0
+ * or 1 each. */
 void ownReadSideColumn(const OwnLines& lines, int32_t plane, int side, uint8_t* out);
 
-/* Where the samples of pixel 0 of row 0 may be read in the source itself, each row widthStep bytes behind the one before,
- * while other rows are written; null when lines must be copied. */
-const uint8_t* ownStraightLines(const OwnLines& lines, int32_t plane, ptrdiff_t* widthStep);
+/* Samples of the rectangle where they are: row 0 begins with `bit` of the byte at data, each row widthStep bytes behind the
+ * one before. */
+struct OwnStraight {
+    uint8_t* data;
+    ptrdiff_t widthStep;
+    int bit;
+};
 
-/* Where the samples of pixel 0 of row 0 may be written straight away, each row widthStep bytes behind the one before; null
- * when rows go through ownWriteRows. */
-uint8_t* ownPlaceRows(const OwnLines& lines, int32_t plane, ptrdiff_t* widthStep);
+/* The source's, when rows may be read while others are written; data is null when lines must be copied. */
+OwnStraight ownStraightLines(const OwnLines& lines, int32_t plane);
+
+/* The destination's, when rows may be written straight away; data is null when they go through ownWriteRows. */
+OwnStraight ownStraightRows(const OwnLines& lines, int32_t plane);
 
 /* Rows y to y + n - 1 of a plane, pixels 0 to width - 1, from `rows`, under the mask. */
 void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, const uint8_t* rows, ptrdiff_t rowBytes);

@@ -1099,6 +1099,26 @@ static inline void ownTransposeEight(OwnEight::Raw v[8])
     }
 }
 
+/* The bytes of each lane in the opposite order. */
+static inline OwnVec<uint64_t> ownSwapBytes(OwnVec<uint64_t> a)
+{
+#if OWN_VEC_BYTES == 32
+    const __m256i order = _mm256_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0,
+                                           15, 14, 13, 12, 11, 10, 9, 8);
+    return ownFromX86<uint64_t>(_mm256_shuffle_epi8(ownX86(a), order));
+#else
+    for (ptrdiff_t i = 0; i < OwnVec<uint64_t>::lanes; ++i) a.v[i] = __builtin_bswap64(a.v[i]);
+    return a;
+#endif
+}
+
+/* 64 bits in each lane, the first bit of memory on top; and as they lie in memory. */
+static inline OwnVec<uint64_t> ownBitsOrder(OwnVec<uint64_t> a)
+{
+    return __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? ownSwapBytes(a) : a;
+}
+static inline OwnVec<uint64_t> ownLoadBits(const void* p) { return ownBitsOrder(ownLoad<uint64_t>(p)); }
+
 /* ---- Sums of sixteen bins ------------------------------------------------------------------------------------ */
 
 /* Sixteen counts, whatever the width of a vector; those of one column are bytes in memory. */

@@ -26,20 +26,20 @@ struct OwnBoxShape {
 
     bool bits() const { return sampleBits == 1; }
     ptrdiff_t bytes(ptrdiff_t n) const { return bits() ? n >> 3 : n * (sampleBits >> 3); }
-    ptrdiff_t pixel() const { return bytes(unit); }
+    ptrdiff_t pixel() const { return bits() ? 1 : bytes(unit); } /* bytes of a pixel at the side */
 };
 
 struct OwnBoxPass {
     const OwnBox* box;
-    OwnBoxPass* from;        /* the pass that makes the lines; null: they are read */
-    int32_t filled;          /* lines that have come so far; line y is in slot y % slots */
-    uint8_t* ring;           /* the lines */
-    uint8_t* ends[2];        /* the line above the rectangle, and the one below it */
-    uint8_t* down;           /* a batch of extrema down; what is not of a line is the neutral sample */
-    uint8_t* across;         /* the same after some passes across */
-    const uint8_t** rows;    /* the lines that a batch looks at */
-    const uint8_t* straight; /* pixel 0 of line 0 in the source; null: lines are in the ring */
-    ptrdiff_t straightStep;
+    const OwnBox* sideBox;           /* for pixels at the sides, which are bytes of bits */
+    OwnBoxPass* from;                /* the pass that makes the lines; null: they are read */
+    int32_t filled;                  /* lines that have come so far; line y is in slot y % slots */
+    uint8_t* ring;                   /* the lines */
+    uint8_t* ends[2];                /* the line above the rectangle, and the one below it */
+    uint8_t* down;                   /* a batch of extrema down; what is not of a line is the neutral sample */
+    uint8_t* across;                 /* the same after some passes across */
+    const uint8_t** rows;            /* the lines that a batch looks at */
+    OwnStraight straight;            /* row 0 in the source; without data lines are in the ring */
     uint8_t *sides[2], *sideDown[2]; /* with it: the pixels at the lines' sides, and their extrema down */
 };
 
@@ -64,28 +64,54 @@ static uint8_t* ownLine(const OwnBoxShape& shape, const OwnBoxPass& pass, int64_
     return pass.ring + y % shape.slots * shape.lineBytes;
 }
 
-/* A batch of extrema down, from row y on. */
+/* Bits of a row, from bit `from` to the end of its byte or up to it: neutral but for the one next to the row. */
+static void ownSealBits(uint8_t* row, ptrdiff_t at, bool isLeft, uint32_t bit, int neutral)
+{
+    const uint8_t place = (uint8_t)(0x80 >> (at & 7));
+    const uint8_t mask = (uint8_t)(isLeft ? 0xFF << (7 - (at & 7)) : 0xFF >> (at & 7));
+    row[at >> 3] = (uint8_t)((row[at >> 3] & ~mask) | (neutral & mask & ~place) | (bit ? place : 0));
+}
+
+/* The pixels at the sides of n rows of extrema down whose samples come straight from the source. */
+static void ownSealRows(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_t y, int32_t n)
+{
+    uint8_t* row = pass.down;
+    const ptrdiff_t pixel = shape.pixel(), left = shape.lead + pass.straight.bit - 1, right = left + shape.width + 1;
+    const int neutral = ownNeutralByte(pass);
+    for (int32_t i = 0; i < n; ++i, row += shape.downBytes) {
+        const uint8_t *a = pass.sideDown[0] + (y + i) * pixel, *b = pass.sideDown[1] + (y + i) * pixel;
+        if (shape.bits()) {
+            ownSealBits(row, left, true, *a, neutral);
+            ownSealBits(row, right, false, *b, neutral);
+        } else {
+            memcpy(row + shape.bytes(shape.lead), a, (size_t)pixel);
+            memcpy(row + shape.bytes(shape.lead) + (shape.width + (ptrdiff_t)1) * pixel, b, (size_t)pixel);
+        }
+    }
+}
+
+/* A batch of extrema down, from row y on. Pixel 0 is the one behind the lead, that at the left comes before it; bits that
+ * come straight from the source keep their place in a byte. */
 static void ownMakeDown(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_t y, int32_t n)
 {
     const ptrdiff_t side = 2 * (ptrdiff_t)shape.yReach + 1, count = side - 1 + shape.batch;
     const ptrdiff_t line = (shape.width + (ptrdiff_t)2) * shape.unit;
     uint8_t* down = pass.down + shape.bytes(shape.lead);
     const int64_t top = (int64_t)y - shape.yReach;
-    if (!pass.straight) {
+    if (!pass.straight.data) {
         for (ptrdiff_t i = 0; i < count; ++i) pass.rows[i] = ownLine(shape, pass, top + i);
         return pass.box->down(down, shape.downBytes, pass.rows, side, shape.batch,
                               shape.bits() ? (line + 7) >> 3 : line);
     }
-    const ptrdiff_t pixel = shape.pixel();
+    const ptrdiff_t pixel = shape.pixel(); /* in the ends pixel -1 comes first, of bits in a byte of its own */
     for (ptrdiff_t i = 0; i < count; ++i)
         pass.rows[i] = top + i < 0               ? pass.ends[0] + pixel
                        : top + i >= shape.height ? pass.ends[1] + pixel
-                                                 : pass.straight + (top + i) * pass.straightStep;
-    pass.box->down(down + pixel, shape.downBytes, pass.rows, side, shape.batch, shape.width * shape.unit);
-    for (int32_t i = 0; i < n; ++i, down += shape.downBytes) {
-        memcpy(down, pass.sideDown[0] + (y + i) * pixel, (size_t)pixel);
-        memcpy(down + (shape.width + (ptrdiff_t)1) * pixel, pass.sideDown[1] + (y + i) * pixel, (size_t)pixel);
-    }
+                                                 : pass.straight.data + (top + i) * pass.straight.widthStep;
+    if (shape.bits())
+        pass.box->down(down, shape.downBytes, pass.rows, side, shape.batch, (pass.straight.bit + shape.width + 7) >> 3);
+    else pass.box->down(down + pixel, shape.downBytes, pass.rows, side, shape.batch, shape.width * shape.unit);
+    ownSealRows(shape, pass, y, n);
 }
 
 /* Rows y to y + n - 1, at most a batch, each to its line of `out`; the first sample or bit written is that of pixel x. */
@@ -101,41 +127,37 @@ static void ownMakeRows(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_
     const ptrdiff_t run = n * shape.downBytes / (shape.bits() ? 1 : shape.sampleBits >> 3);
     for (int i = 0; i < last; ++i, in = pass.across) pass.box->across(pass.across, in, shape.plan.pass[i], run);
 
+    const ptrdiff_t first = shape.bits() && pass.straight.data ? pass.straight.bit : shape.unit; /* pixel 0 */
     OwnReach reach = shape.plan.pass[last];
-    for (int k = 0; k < reach.count; ++k) reach.at[k] += shape.lead + (x + 1 - shape.xReach) * shape.unit;
+    for (int k = 0; k < reach.count; ++k) reach.at[k] += shape.lead + first + (x - shape.xReach) * shape.unit;
     const ptrdiff_t row = shape.bits() ? (shape.width - x + (ptrdiff_t)7) >> 3 : shape.width * shape.unit;
     for (int32_t i = 0; i < n; ++i) pass.box->across(out(i), in + i * shape.downBytes, reach, row);
 }
 
 /* ---- Lines that come --------------------------------------------------------------------------------------------- */
 
-static void ownPutBit(uint8_t* bits, ptrdiff_t i, uint32_t bit)
-{
-    bits[i >> 3] = (uint8_t)((bits[i >> 3] & ~(0x80 >> (i & 7))) | bit << (7 - (i & 7)));
-}
-
 /* Gives line y, which the pass before has made, the source's pixels at both sides, and of bits the neutral ones behind. */
 static void ownTakeSides(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_t y)
 {
     const OwnBoxPass& from = *pass.from;
     uint8_t* line = ownLine(shape, pass, y);
-    const uint8_t* source = from.straight ? nullptr : ownLine(shape, from, y);
+    const uint8_t* source = from.straight.data ? nullptr : ownLine(shape, from, y);
     const ptrdiff_t end = (shape.width + (ptrdiff_t)1) * shape.unit, pixel = shape.pixel();
+    const uint8_t *a = from.sides[0] + y * pixel, *b = from.sides[1] + y * pixel;
     if (!shape.bits()) {
-        memcpy(line, source ? source : from.sides[0] + y * pixel, (size_t)pixel);
-        memcpy(line + shape.bytes(end), source ? source + shape.bytes(end) : from.sides[1] + y * pixel, (size_t)pixel);
+        memcpy(line, source ? source : a, (size_t)pixel);
+        memcpy(line + shape.bytes(end), source ? source + shape.bytes(end) : b, (size_t)pixel);
         return;
     }
-    ownPutBit(line, 0, source[0] >> 7);
-    ownPutBit(line, end, source[end >> 3] >> (7 - (end & 7)) & 1);
-    for (ptrdiff_t i = end + 1; i & 7; ++i) ownPutBit(line, i, pass.box->neutral & 1);
+    ownSealBits(line, 0, true, source ? source[0] >> 7 : *a, 0);
+    ownSealBits(line, end, false, source ? source[end >> 3] >> (7 - (end & 7)) & 1 : *b, ownNeutralByte(pass));
 }
 
 /* Lines up to `need`. */
 static void ownFill(const OwnMorph& morph, OwnBoxPass& pass, int32_t plane, int32_t need)
 {
     const OwnBoxShape& shape = morph.shape;
-    while (!pass.straight && pass.filled < need) {
+    while (!pass.straight.data && pass.filled < need) {
         const int32_t y = pass.filled;
         int32_t n = std::min(shape.batch, need - y);
         if (!pass.from) {
@@ -143,7 +165,7 @@ static void ownFill(const OwnMorph& morph, OwnBoxPass& pass, int32_t plane, int3
             ownReadLines(morph.lines, plane, y, n, ownLine(shape, pass, y), shape.lineBytes);
         } else {
             ownFill(morph, *pass.from, plane, (int32_t)std::min<int64_t>(shape.height, (int64_t)y + n + shape.yReach));
-            const ptrdiff_t first = shape.pixel(); /* of bits 0: the line is made from pixel -1 on */
+            const ptrdiff_t first = shape.bits() ? 0 : shape.pixel(); /* a line of bits is made from pixel -1 on */
             ownMakeRows(shape, *pass.from, y, n, shape.bits() ? -1 : 0,
                         [&](int32_t i) { return ownLine(shape, pass, y + i) + first; });
             for (int32_t i = 0; i < n; ++i) ownTakeSides(shape, pass, y + i);
@@ -158,35 +180,62 @@ static void ownMakeSideDown(const OwnMorph& morph, OwnBoxPass& pass, int side)
     const OwnBoxShape& shape = morph.shape;
     const ptrdiff_t pixel = shape.pixel(), end = (shape.height + (ptrdiff_t)1) * pixel;
     uint8_t* column = pass.sideDown[side] + shape.yReach * pixel;
-    const ptrdiff_t atEnd = side ? (shape.width + (ptrdiff_t)1) * pixel : 0;
     const ptrdiff_t n = (shape.height + 2 + (ptrdiff_t)2 * shape.yReach) * shape.unit;
-    memset(pass.sideDown[side], ownNeutralByte(pass), (size_t)(2 * shape.bytes(n)));
-    memcpy(column, pass.ends[0] + atEnd, (size_t)pixel);
+    memset(pass.sideDown[side], ownNeutralByte(pass), (size_t)(2 * n * (pixel / shape.unit)));
     memcpy(column + pixel, pass.sides[side], (size_t)(shape.height * pixel));
-    memcpy(column + end, pass.ends[1] + atEnd, (size_t)pixel);
+    if (shape.bits()) {
+        const ptrdiff_t at = pass.straight.bit + 7 + (side ? shape.width + (ptrdiff_t)1 : 0);
+        for (int i = 0; i < 2; ++i) column[i ? end : 0] = pass.ends[i][at >> 3] >> (7 - (at & 7)) & 1;
+    } else {
+        const ptrdiff_t at = side ? (shape.width + (ptrdiff_t)1) * pixel : 0;
+        memcpy(column, pass.ends[0] + at, (size_t)pixel);
+        memcpy(column + end, pass.ends[1] + at, (size_t)pixel);
+    }
 
-    const OwnBoxPlan plan = ownBoxPlan(2 * (int64_t)shape.yReach + 1, shape.unit, 4);
+    const OwnBoxPlan plan = ownBoxPlan(2 * (int64_t)shape.yReach + 1, shape.unit, false);
     for (int i = 0; i < plan.count; ++i) {
         OwnReach reach = plan.pass[i];
         if (i == plan.count - 1)
             for (int k = 0; k < reach.count; ++k) reach.at[k] += shape.unit; /* the window of row 0 begins at -yReach */
-        pass.box->across(pass.sideDown[side], pass.sideDown[side], reach,
-                         i < plan.count - 1 ? n : shape.height * shape.unit);
+        pass.sideBox->across(pass.sideDown[side], pass.sideDown[side], reach,
+                             i < plan.count - 1 ? n : shape.height * shape.unit);
     }
 }
 
 static void ownStartPlane(OwnMorph& morph, int32_t plane)
 {
+    const OwnBoxShape& shape = morph.shape;
     for (int i = 0; i < morph.nPasses; ++i) {
-        morph.pass[i].filled = 0;
-        for (int end = 0; end < 2; ++end) ownReadEndLine(morph.lines, plane, end, morph.pass[i].ends[end]);
+        OwnBoxPass& pass = morph.pass[i];
+        pass.filled = 0;
+        if (i == 0) pass.straight = ownStraightLines(morph.lines, plane);
+        const int32_t at = shape.bits() && pass.straight.data ? pass.straight.bit + 7 : 0;
+        for (int end = 0; end < 2; ++end) ownReadEndLine(morph.lines, plane, end, pass.ends[end], at);
     }
     OwnBoxPass& pass = morph.pass[0];
-    pass.straight = ownStraightLines(morph.lines, plane, &pass.straightStep);
-    if (!pass.straight) return;
-    for (int side = 0; side < 2; ++side) {
+    for (int side = 0; pass.straight.data && side < 2; ++side) {
         ownReadSideColumn(morph.lines, plane, side, pass.sides[side]);
         ownMakeSideDown(morph, pass, side);
+    }
+}
+
+/* Rows of bits are made whole bytes at a time; the bits around them are put back. */
+static void ownMakeBitRows(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_t y, int32_t n,
+                           const OwnStraight& to)
+{
+    const ptrdiff_t last = (to.bit + shape.width - 1) >> 3;
+    const uint8_t head = (uint8_t)(0xFF >> to.bit), tail = (uint8_t)(0xFF << (7 - ((to.bit + shape.width - 1) & 7)));
+    uint8_t* out = to.data + y * to.widthStep;
+    uint8_t kept[OWN_BOX_MOST_ROWS][2];
+    for (int32_t i = 0; i < n; ++i) {
+        kept[i][0] = out[i * to.widthStep];
+        kept[i][1] = out[i * to.widthStep + last];
+    }
+    ownMakeRows(shape, pass, y, n, -to.bit, [&](int32_t i) { return out + i * to.widthStep; });
+    for (int32_t i = 0; i < n; ++i) {
+        uint8_t &first = out[i * to.widthStep], &end = out[i * to.widthStep + last];
+        first = (uint8_t)((first & head) | (kept[i][0] & ~head));
+        end = (uint8_t)((end & tail) | (kept[i][1] & ~tail));
     }
 }
 
@@ -195,14 +244,17 @@ static void ownMorphPlane(OwnMorph& morph, int32_t plane)
     const OwnBoxShape& shape = morph.shape;
     ownStartPlane(morph, plane);
     OwnBoxPass& pass = morph.pass[morph.nPasses - 1];
-    ptrdiff_t widthStep = morph.outBytes;
-    uint8_t* place = ownPlaceRows(morph.lines, plane, &widthStep);
+    const OwnStraight to = ownStraightRows(morph.lines, plane);
     for (int32_t y = 0, n; y < shape.height; y += n) {
         n = std::min(shape.batch, shape.height - y);
         ownFill(morph, pass, plane, (int32_t)std::min<int64_t>(shape.height, (int64_t)y + n + shape.yReach));
-        uint8_t* out = place ? place + y * widthStep : morph.out;
-        ownMakeRows(shape, pass, y, n, 0, [&](int32_t i) { return out + i * widthStep; });
-        if (!place) ownWriteRows(morph.lines, plane, y, n, out, widthStep);
+        if (to.data && shape.bits()) ownMakeBitRows(shape, pass, y, n, to);
+        else {
+            uint8_t* out = to.data ? to.data + y * to.widthStep : morph.out;
+            const ptrdiff_t step = to.data ? to.widthStep : morph.outBytes;
+            ownMakeRows(shape, pass, y, n, 0, [&](int32_t i) { return out + i * step; });
+            if (!to.data) ownWriteRows(morph.lines, plane, y, n, out, step);
+        }
     }
 }
 
@@ -221,11 +273,11 @@ static OwnBoxShape ownMakeShape(const OwnLines& lines, int32_t nIterations)
     s.yReach = std::min(nIterations, s.height + 1);
     s.unit = lines.step;
     s.sampleBits = lines.sampleBits;
-    s.lead = s.bits() ? ownRoundUp(s.xReach, 8) : s.xReach * s.unit;
-    const ptrdiff_t line = (s.width + (ptrdiff_t)2) * s.unit, all = s.lead + line + s.xReach * s.unit;
-    s.lineBytes = ownRoundUp((line * s.sampleBits + 7) >> 3, 64);
-    s.downBytes = ownRoundUp(((all * s.sampleBits + 7) >> 3) + 2, 64);
-    s.plan = ownBoxPlan(2 * (int64_t)s.xReach + 1, s.unit, s.bits() ? 3 : 4);
+    s.lead = s.bits() ? ownRoundUp(s.xReach + 8, 8) : s.xReach * s.unit;
+    const ptrdiff_t line = (s.width + (ptrdiff_t)2) * s.unit, all = s.lead + line + 7 + s.xReach * s.unit;
+    s.lineBytes = ownRoundUp(((line * s.sampleBits + 7) >> 3) + 2, 64);
+    s.downBytes = ownRoundUp(((all * s.sampleBits + 7) >> 3) + OWN_BITS_SPARE, 64);
+    s.plan = ownBoxPlan(2 * (int64_t)s.xReach + 1, s.unit, s.bits());
 
     /* More rows at a time where lines are short, and where the box is high. */
     s.batch = OWN_BOX_ROWS;
@@ -253,7 +305,7 @@ struct OwnRoom {
 static void ownShareRoom(OwnMorph& morph, OwnRoom& room)
 {
     const OwnBoxShape& s = morph.shape;
-    const int64_t columnBytes = s.bits() ? 0 : (s.height + 2 + 2 * (int64_t)s.yReach) * s.pixel();
+    const int64_t columnBytes = (s.height + 2 + 2 * (int64_t)s.yReach) * s.pixel();
     for (int i = 0; i < morph.nPasses; ++i) {
         OwnBoxPass& pass = morph.pass[i];
         const auto filled = [&](int64_t bytes) {
@@ -317,6 +369,7 @@ static void ownMorphology(const OwnFace& face, const VekImage* srcImage, VekImag
     morph.pass[0].box = first + slot;
     morph.pass[1].box = second ? second + slot : nullptr;
     morph.pass[1].from = &morph.pass[0];
+    morph.pass[0].sideBox = slot == OWN_1U ? first + OWN_8U : first + slot;
     if (!ownTakeRoom(morph)) {
         vekSetErrStatus(VEK_StatusNoMemory);
         return ownDropLines(&morph.lines);

@@ -22,12 +22,14 @@ template <class T> struct OwnMost {
 struct OwnAllBits {
     typedef uint8_t Sample;
     static OwnVec<uint8_t> of(OwnVec<uint8_t> a, OwnVec<uint8_t> b) { return a & b; }
+    static OwnVec<uint64_t> of64(OwnVec<uint64_t> a, OwnVec<uint64_t> b) { return a & b; }
     static uint8_t one(uint8_t a, uint8_t b) { return a & b; }
     static constexpr uint8_t neutral = 0xFF;
 };
 struct OwnAnyBit {
     typedef uint8_t Sample;
     static OwnVec<uint8_t> of(OwnVec<uint8_t> a, OwnVec<uint8_t> b) { return a | b; }
+    static OwnVec<uint64_t> of64(OwnVec<uint64_t> a, OwnVec<uint64_t> b) { return a | b; }
     static uint8_t one(uint8_t a, uint8_t b) { return a | b; }
     static constexpr uint8_t neutral = 0;
 };
@@ -210,8 +212,49 @@ template <class E> static void ownAcrossBitsPlain(void* out, const void* in, con
     for (ptrdiff_t i = 0; i < n; ++i) {
         uint8_t x = byteAt(8 * i + reach.at[0]);
         for (int k = 1; k < reach.count; ++k) x = E::one(x, byteAt(8 * i + reach.at[k]));
+        for (ptrdiff_t at = reach.at[0] + 1; reach.filled && at < reach.at[1]; ++at) x = E::one(x, byteAt(8 * i + at));
         ((uint8_t*)out)[i] = x;
     }
+}
+
+static inline OwnVec<uint64_t> ownShiftBits(OwnVec<uint64_t> a, OwnVec<uint64_t> b, int n)
+{
+    return ownShiftLeft(a, n) | ownShiftRight(ownShiftRight(b, 63 - n), 1); /* n may be 0 */
+}
+
+/* Windows of `span` bits become windows of `most` bits, from each bit of a on; b holds the bits behind a. */
+template <class E, int span, int most> static inline void ownWidenBits(OwnVec<uint64_t>& a, OwnVec<uint64_t>& b)
+{
+    if constexpr (span < most) {
+        a = E::of64(a, ownShiftLeft(a, span) | ownShiftRight(b, 64 - span));
+        b = E::of64(b, ownShiftLeft(b, span));
+        ownWidenBits<E, 2 * span, most>(a, b);
+    }
+}
+
+/* All bits of a window, `most` to 2 most - 1 of them: 128 bits hold them from any bit of a byte on. */
+template <class E, int most>
+[[gnu::flatten]] static void ownAcrossFilled(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
+{
+    const uint8_t* from = (const uint8_t*)in + (reach.at[0] >> 3);
+    const int left = (int)(reach.at[0] & 7), rest = (int)(reach.at[1] - reach.at[0]) + 1 - most;
+    ownFromRow<uint8_t>(out, n, [=](ptrdiff_t i) {
+        OwnVec<uint64_t> a = ownLoadBits(from + i), b = ownLoadBits(from + i + 8);
+        a = ownShiftBits(a, b, left);
+        b = ownShiftLeft(b, left);
+        ownWidenBits<E, 1, most>(a, b);
+        return ownAs<uint8_t>(ownBitsOrder(E::of64(a, ownShiftBits(a, b, rest))));
+    });
+}
+
+template <class E> static void ownAcrossWindow(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
+{
+    const ptrdiff_t side = reach.at[1] - reach.at[0] + 1;
+    if (side < 4) ownAcrossFilled<E, 2>(out, in, reach, n);
+    else if (side < 8) ownAcrossFilled<E, 4>(out, in, reach, n);
+    else if (side < 16) ownAcrossFilled<E, 8>(out, in, reach, n);
+    else if (side < 32) ownAcrossFilled<E, 16>(out, in, reach, n);
+    else ownAcrossFilled<E, 32>(out, in, reach, n);
 }
 
 /* A row of bits seen from bit `at` on: bytes joined of two, shifted in pairs; the bits that cross from byte to byte are
@@ -249,6 +292,7 @@ template <class E, int count>
 template <class E> static void ownAcrossBits(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
 {
     if (n < OWN_VEC_BYTES || reach.count > 4) return ownAcrossBitsPlain<E>(out, in, reach, n);
+    if (reach.filled) return ownAcrossWindow<E>(out, in, reach, n);
     switch (reach.count) {
     case 1: return ownAcrossBitsOf<E, 1>(out, in, reach, n);
     case 2: return ownAcrossBitsOf<E, 2>(out, in, reach, n);
@@ -265,17 +309,18 @@ template <class E> static void ownJoin(void* out, const void* a, const void* b, 
 
 /* ---- The plan of passes -------------------------------------------------------------------------------------- */
 
-OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, int radix)
+OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, bool bits)
 {
     OwnBoxPlan plan = {};
-    if (side == radix + 1) ++radix; /* one pass more would cost more than one sample more */
+    const int64_t radix = side == 5 ? 5 : 4; /* a pass more costs more than a sample more */
     int64_t span = 1;
     do {
         OwnReach& pass = plan.pass[plan.count++];
-        const int64_t next = std::min(side, span * radix);
-        pass.count = (int)((next + span - 1) / span);
+        pass.filled = bits && span == 1 && side > 1;
+        const int64_t next = std::min(side, pass.filled ? (int64_t)OwnReach::MOST_FILLED : span * radix);
+        pass.count = pass.filled ? 2 : (int)((next + span - 1) / span);
         for (int k = 0; k < pass.count; ++k)
-            pass.at[k] = (ptrdiff_t)std::min(k * span, next - span) * unit; /* the last one may overlap */
+            pass.at[k] = (ptrdiff_t)(pass.filled ? k * (next - 1) : std::min(k * span, next - span)) * unit;
         span = next;
     } while (span < side);
     return plan;

@@ -17,13 +17,15 @@ typedef void OwnBoxDown(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* r
 /* Where a pass across takes its samples: out[i] is the extremum of in[i + at[0]], in[i + at[1]], and so on. at[0] is the
  * least. Of 1-bit rows `at` counts bits. */
 struct OwnReach {
-    enum { MOST = 5 };
+    enum { MOST = 5, MOST_FILLED = 56 };
     int count;
     ptrdiff_t at[MOST];
+    bool filled; /* of 1-bit rows: every place from at[0] to at[1], at most MOST_FILLED of them */
 };
 
-/* n samples; out may be in when at[0] is 0. Of 1-bit rows n counts bytes of out, and the byte behind the last one that
- * holds a bit of the result is read as well. */
+/* n samples; out may be in when at[0] is 0. Of 1-bit rows n counts bytes of out, and OWN_BITS_SPARE bytes behind the last
+ * one that holds a bit of the result are read as well. */
+enum { OWN_BITS_SPARE = 16 };
 typedef void OwnBoxAcross(void* out, const void* in, const OwnReach& reach, ptrdiff_t n);
 
 /* out[i] is the extremum of a[i] and b[i], i below n, of 1-bit rows a byte. out may be a or b. */
@@ -41,13 +43,13 @@ struct OwnBox {
 /* By depth; 32F is not served. */
 extern const OwnBox ownBoxMin[OWN_DEPTHS], ownBoxMax[OWN_DEPTHS];
 
-/* The passes whose last one gives windows of `side` pixels, `unit` samples (or bits) apart. Each pass but the last may
+/* The passes whose last one gives windows of `side` pixels, `unit` samples apart, or of bits. Each pass but the last may
  * work in place. */
 struct OwnBoxPlan {
     enum { MOST = 32 };
     int count;
     OwnReach pass[MOST];
 };
-OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, int radix);
+OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, bool bits);
 
 #endif

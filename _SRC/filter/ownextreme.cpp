@@ -64,7 +64,7 @@ static void ownExtremeRow(void* out, const uint8_t* const* rows, const OwnWindow
     };
     const ptrdiff_t line = length(rank.nCols - 1);
     const uint8_t* in = ownDownLines(box, rank, s, rows, row.first, line, line * bytes);
-    const OwnBoxPlan plan = ownBoxPlan(rank.nCols, row.step, bits ? 3 : 4);
+    const OwnBoxPlan plan = ownBoxPlan(rank.nCols, row.step, bits);
     int64_t span = 1;
     for (int i = 0; i < plan.count; ++i) {
         const OwnReach& reach = plan.pass[i];

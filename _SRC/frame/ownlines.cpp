@@ -180,10 +180,10 @@ static void ownReadPart(const OwnLines& lines, const OwnLines::Part& part, int32
     ownCopyPixels(lines, src, ownLineChannels(lines, plane), dst, {0, lines.step, false}, nullptr);
 }
 
-void ownReadEndLine(const OwnLines& lines, int32_t plane, int end, uint8_t* out)
+void ownReadEndLine(const OwnLines& lines, int32_t plane, int end, uint8_t* out, int32_t at)
 {
-    const int64_t bits = ((int64_t)lines.width + 2) * lines.step * lines.sampleBits;
-    ownReadPart(lines, lines.ends[end], plane, 0, 1, 0, out, (ptrdiff_t)((bits + 7) / 8));
+    const int64_t bits = ((int64_t)lines.width + 2 + at) * lines.step * lines.sampleBits;
+    ownReadPart(lines, lines.ends[end], plane, 0, 1, at, out, (ptrdiff_t)((bits + 7) / 8));
 }
 
 /* ---- The pixels at the sides ------------------------------------------------------------------------------------ */
@@ -223,11 +223,17 @@ void ownReadLines(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, ui
 
 void ownReadSideColumn(const OwnLines& lines, int32_t plane, int side, uint8_t* out)
 {
-    const ptrdiff_t pixelBytes = (lines.sampleBits >> 3) * (ptrdiff_t)lines.step;
-    ownReadSide(lines, lines.sides[side], plane, 0, lines.height, 0, out, pixelBytes);
+    const OwnLines::Side& from = lines.sides[side];
+    if (lines.sampleBits > 1)
+        return ownReadSide(lines, from, plane, 0, lines.height, 0, out,
+                           (lines.sampleBits >> 3) * (ptrdiff_t)lines.step);
+    const OwnView view = ownWholeView(&lines.rows.image);
+    const uint8_t* row = view.data + lines.rows.roi.yOffset * view.rowStep;
+    for (int32_t y = 0; y < lines.height; ++y, row += view.rowStep)
+        out[y] = (from.inside ? row[from.column >> 3] >> (7 - (from.column & 7)) : from.value) & 1;
 }
 
-/* ---- Straight from the source ----------------------------------------------------------------------------------- */
+/* ---- Where the samples are --------------------------------------------------------------------------------------- */
 
 /* Whether the images hold their pixels in blocks that lie apart. */
 static bool ownApart(const VekImage* a, const VekImage* b)
@@ -238,15 +244,19 @@ static bool ownApart(const VekImage* a, const VekImage* b)
     return p < q ? (uint64_t)(q - p) >= (uint64_t)aBytes : (uint64_t)(p - q) >= (uint64_t)bBytes;
 }
 
-const uint8_t* ownStraightLines(const OwnLines& lines, int32_t plane, ptrdiff_t* widthStep)
+static OwnStraight ownStraight(const OwnLines& lines, const VekImage* image, VekROI region, int32_t channel)
 {
-    VekImage image = lines.rows.image;
-    VekROI region = lines.rows.roi;
-    image.roi = &region;
-    const OwnView view = ownView(&image);
-    if (lines.sampleBits == 1 || view.pixelStep != lines.step || !ownApart(&image, lines.dst)) return nullptr;
-    *widthStep = view.rowStep;
-    return view.data + (lines.from.first + plane) * view.channelStep;
+    VekImage header = *image;
+    header.roi = &region;
+    const OwnView view = ownView(&header);
+    if (view.pixelStep != lines.step) return {};
+    return {view.data + channel * view.channelStep, view.rowStep, view.bit};
+}
+
+OwnStraight ownStraightLines(const OwnLines& lines, int32_t plane)
+{
+    if (!ownApart(&lines.rows.image, lines.dst)) return {};
+    return ownStraight(lines, &lines.rows.image, lines.rows.roi, lines.from.first + plane);
 }
 
 /* ---- Writing --------------------------------------------------------------------------------------------------- */
@@ -265,18 +275,14 @@ static const VekImage* ownTarget(const OwnLines& lines, VekROI* region, OwnChann
     return lines.dst;
 }
 
-uint8_t* ownPlaceRows(const OwnLines& lines, int32_t plane, ptrdiff_t* widthStep)
+OwnStraight ownStraightRows(const OwnLines& lines, int32_t plane)
 {
     VekROI region;
     OwnChannels to;
-    VekImage image = *ownTarget(lines, &region, &to);
-    image.roi = &region;
-    const bool tiled = lines.result.block != nullptr;
-    const OwnView view = ownView(&image);
-    if ((lines.mask.image && !tiled) || lines.sampleBits == 1 || view.pixelStep != lines.step) return nullptr;
-    if (lines.step > 1 && to.count < lines.step && !tiled) return nullptr; /* alpha is spared */
-    *widthStep = view.rowStep;
-    return view.data + (to.first + plane) * view.channelStep;
+    const VekImage* image = ownTarget(lines, &region, &to);
+    const bool spared = lines.mask.image || (lines.step > 1 && to.count < lines.step);
+    if (spared && !lines.result.block) return {};
+    return ownStraight(lines, image, region, to.first + plane);
 }
 
 void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, const uint8_t* rows, ptrdiff_t rowBytes)

@@ -50,8 +50,15 @@ struct OwnTake {
 static void ownFillPixels(int sampleBits, int32_t samples, uint32_t value, int64_t count, uint8_t* buffer, int64_t at)
 {
     if (sampleBits == 1) {
-        for (int64_t i = at; i < at + count; ++i)
+        const int64_t end = at + count;
+        for (int64_t i = at; i < end; ++i) {
+            if (!(i & 7) && end - i >= 8) { /* whole bytes together */
+                const int64_t bytes = (end - i) >> 3;
+                memset(buffer + (i >> 3), value & 1 ? 0xFF : 0, (size_t)bytes);
+                if ((i += bytes * 8) == end) return;
+            }
             buffer[i >> 3] = (uint8_t)((buffer[i >> 3] & ~(0x80 >> (i & 7))) | (value & 1) << (7 - (i & 7)));
+        }
         return;
     }
     const int bytes = sampleBits >> 3;

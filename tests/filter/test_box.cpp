@@ -51,10 +51,10 @@ TEST(Box, acrossEqualsPlain)
             for (ptrdiff_t n = 1; n <= 140; ++n)
                 for (int count = 1; count <= OwnReach::MOST - (slot == OWN_1U); ++count)
                     for (const bool inPlace : {false, true}) {
-                        OwnReach reach = {count, {}};
+                        OwnReach reach = {count, {}, false};
                         for (int k = 1; k < count; ++k) reach.at[k] = reach.at[k - 1] + draw(random, 1, 21);
                         const ptrdiff_t at = reach.at[count - 1];
-                        const ptrdiff_t all = slot == OWN_1U ? n + (at >> 3) + 1 : n + at;
+                        const ptrdiff_t all = slot == OWN_1U ? n + (at >> 3) + OWN_BITS_SPARE : n + at;
                         const auto rows = drawRows(random, 1, (size_t)(all * sampleBytes[slot]));
                         GuardedBlock plain((size_t)(n * sampleBytes[slot])), packed(plain.bytes);
                         boxes[slot].plainAcross(plain.data, rows[0]->data, reach, n);
@@ -65,22 +65,46 @@ TEST(Box, acrossEqualsPlain)
                     }
 }
 
+/* Every window of bits in one pass, from every bit of a byte on. */
+TEST(Box, filledWindowsEqualPlain)
+{
+    Random random(3);
+    for (const OwnBox* boxes : {ownBoxMin, ownBoxMax})
+        for (ptrdiff_t first = 0; first < 8; ++first)
+            for (ptrdiff_t side = 2; side <= OwnReach::MOST_FILLED; ++side)
+                for (const ptrdiff_t n : {3, 32, 45, 100}) {
+                    const OwnReach reach = {2, {first, first + side - 1}, true};
+                    const auto row = drawRows(random, 1, (size_t)(n + (reach.at[1] >> 3) + OWN_BITS_SPARE));
+                    for (size_t i = 0; i < row[0]->bytes; ++i) /* long runs, so that wide windows differ */
+                        if (random() % 5) row[0]->data[i] = boxes == ownBoxMin ? 0xFF : 0;
+                    GuardedBlock plain((size_t)n), packed((size_t)n);
+                    boxes[OWN_1U].plainAcross(plain.data, row[0]->data, reach, n);
+                    boxes[OWN_1U].across(packed.data, row[0]->data, reach, n);
+                    ASSERT_EQ(memcmp(packed.data, plain.data, plain.bytes), 0)
+                        << first << " side " << side << " n " << n;
+                }
+}
+
 /* A plan's last pass covers each of `side` places, none beyond them, and no pass takes more than the kernels can. */
 TEST(Box, plansCoverTheirWindow)
 {
-    for (int radix = 2; radix <= 4; ++radix)
+    for (const bool bits : {false, true})
         for (int64_t side = 1; side <= 700; ++side) {
-            const OwnBoxPlan plan = ownBoxPlan(side, 3, radix);
+            const ptrdiff_t unit = bits ? 1 : 3;
+            const OwnBoxPlan plan = ownBoxPlan(side, unit, bits);
             std::vector<bool> window = {true};
             for (int i = 0; i < plan.count; ++i) {
                 const OwnReach& reach = plan.pass[i];
-                ASSERT_LE(reach.count, OwnReach::MOST);
-                std::vector<bool> wider(window.size() + (size_t)reach.at[reach.count - 1] / 3);
-                for (int k = 0; k < reach.count; ++k)
-                    for (size_t j = 0; j < window.size(); ++j)
-                        if (window[j]) wider[j + (size_t)reach.at[k] / 3] = true;
+                ASSERT_LE(reach.count, OwnReach::MOST - bits);
+                std::vector<bool> wider(window.size() + (size_t)(reach.at[reach.count - 1] / unit));
+                for (size_t j = 0; j < window.size(); ++j) {
+                    for (int k = 0; window[j] && k < reach.count; ++k) wider[j + (size_t)(reach.at[k] / unit)] = true;
+                    for (ptrdiff_t at = reach.at[0]; reach.filled && at < reach.at[1]; ++at)
+                        wider[j + (size_t)at] = true;
+                }
+                if (reach.filled) ASSERT_LT(reach.at[1] - reach.at[0], (ptrdiff_t)OwnReach::MOST_FILLED);
                 window = wider;
             }
-            ASSERT_EQ(window, std::vector<bool>((size_t)side, true)) << "side " << side << " radix " << radix;
+            ASSERT_EQ(window, std::vector<bool>((size_t)side, true)) << "side " << side << " bits " << bits;
         }
 }
