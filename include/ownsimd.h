@@ -376,7 +376,8 @@ template <> struct OwnWider<int16_t> {
 template <class T> using OwnWide = typename OwnWider<T>::Type;
 
 #ifdef OWN_X86
-/* Interleaves lanes of a and b within each 16 bytes: the low, the high eight bytes of them. */
+/* Interleaves lanes of a and b within each 16 bytes: the low, the high eight bytes of them. (Other backends: of the whole
+ * vector. In any case the lanes of the one word, then those of the other, come in the order of ownUnpack.) */
 template <class T> static inline OwnVec<T> ownZipLow(OwnVec<T> a, OwnVec<T> b)
 {
     if constexpr (sizeof(T) == 1) return ownFromX86<T>(OWN_X86(unpacklo_epi8)(ownX86(a), ownX86(b)));
@@ -390,6 +391,19 @@ template <class T> static inline OwnVec<T> ownZipHigh(OwnVec<T> a, OwnVec<T> b)
     else if constexpr (sizeof(T) == 2) return ownFromX86<T>(OWN_X86(unpackhi_epi16)(ownX86(a), ownX86(b)));
     else if constexpr (sizeof(T) == 4) return ownFromX86<T>(OWN_X86(unpackhi_epi32)(ownX86(a), ownX86(b)));
     else return ownFromX86<T>(OWN_X86(unpackhi_epi64)(ownX86(a), ownX86(b)));
+}
+#else
+template <class T> static inline OwnVec<T> ownZipLow(OwnVec<T> a, OwnVec<T> b)
+{
+    OwnVec<T> r;
+    for (ptrdiff_t i = 0; i < OwnVec<T>::lanes; ++i) r.v[i] = i & 1 ? b.v[i / 2] : a.v[i / 2];
+    return r;
+}
+template <class T> static inline OwnVec<T> ownZipHigh(OwnVec<T> a, OwnVec<T> b)
+{
+    OwnVec<T> r;
+    for (ptrdiff_t i = 0, half = OwnVec<T>::lanes / 2; i < 2 * half; ++i) r.v[i] = i & 1 ? b.v[half + i / 2] : a.v[half + i / 2];
+    return r;
 }
 #endif
 

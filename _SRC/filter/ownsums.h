@@ -1,0 +1,65 @@
+/* ownsums.h: weighted sums of a window's samples, and sums turned into samples.
+ *
+ * A row of sums lies in the order in which ownUnpack widens a vector of samples, vector by vector; steps on single sums
+ * need not know it, and ownSumsToSamples brings the samples back in order. So the kinds of one row agree in their order. */
+#ifndef OWNSUMS_H
+#define OWNSUMS_H
+
+#include "own.h"
+
+enum OwnSumKind { OWN_SUM_16, OWN_SUM_32, OWN_SUM_FLOAT };
+
+/* Room for a row of sums of any kind, for each of lineSamples. */
+enum { OWN_SUM_BYTES = 4 };
+
+/* A tap: its place in the window, counted from the corner, and its weight. */
+struct OwnTap {
+    int32_t row, column;
+    int32_t weight;
+    float real; /* of kind OWN_SUM_FLOAT */
+};
+
+/* sums[i] = start + the sum of a run of taps. at[k]: where the samples of tap k for sum 0 begin. weights: as the kind of
+ * the function wants them. */
+typedef void OwnSumRun(void* sums, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps, int32_t start,
+                       ptrdiff_t n);
+
+/* One weighted sum. Taps whose weight is 0 are left out by its maker. */
+struct OwnSum {
+    OwnSumKind kind;
+    OwnSumRun* run;
+    int32_t start;
+    ptrdiff_t nTaps, nPlaces; /* places come in pairs where the function takes pairs */
+    OwnTap* taps;
+    uint32_t* weights;
+};
+
+/* The row with its samples rounded up to whole blocks of that order: steps on single sums take all of a block. */
+static inline OwnWindowRow ownWholeBlocks(OwnWindowRow row)
+{
+    row.n = (row.n + 63) / 64 * 64;
+    return row;
+}
+
+/* Bytes that a sum of nTaps taps needs beside its record, a multiple of 8. */
+int64_t ownSumRoom(int64_t nTaps);
+
+/* Bytes of the stage's scratch in which ownSumRow keeps its pointers, a multiple of 64. */
+int64_t ownSumPointers(int64_t nTaps);
+
+/* Lays a sum out in `room`; its taps are then to be stored, and finished by ownFinishSum. */
+void ownStartSum(OwnSum* sum, void* room, int64_t nTaps);
+
+/* Chooses the run for taps that are stored. OWN_SUM_16 is asked for where all sums, of whatever taps, fit 16 bits; the
+ * kind becomes OWN_SUM_32 where no run keeps to 16 bits. OWN_SUM_32 wraps. sampleMax: the largest magnitude of a sample. */
+void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMax);
+
+/* A row of sums from the lines of a window. */
+void ownSumRow(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row, void* sums,
+               uint8_t* pointers);
+
+/* Sums to samples of a depth: held to its range, floats rounded to nearest-even before; 32F as they are. Writes whole
+ * vectors. */
+void ownSumsToSamples(void* out, const void* sums, OwnSumKind kind, uint32_t depth, ptrdiff_t n);
+
+#endif
