@@ -402,7 +402,8 @@ template <class T> static inline OwnVec<T> ownZipLow(OwnVec<T> a, OwnVec<T> b)
 template <class T> static inline OwnVec<T> ownZipHigh(OwnVec<T> a, OwnVec<T> b)
 {
     OwnVec<T> r;
-    for (ptrdiff_t i = 0, half = OwnVec<T>::lanes / 2; i < 2 * half; ++i) r.v[i] = i & 1 ? b.v[half + i / 2] : a.v[half + i / 2];
+    for (ptrdiff_t i = 0, half = OwnVec<T>::lanes / 2; i < 2 * half; ++i)
+        r.v[i] = i & 1 ? b.v[half + i / 2] : a.v[half + i / 2];
     return r;
 }
 #endif
@@ -921,6 +922,87 @@ template <class T> static inline void ownStore4(void* pixels, OwnVec<T> a, OwnVe
         out[4 * i + 3] = d.v[i];
     }
     memcpy(pixels, out, sizeof(out));
+#endif
+}
+
+/* Doubles to 32-bit integers, to nearest-even; what is out of their range gives the lowest integer. */
+static inline OwnVec<int32_t> ownNearest(OwnPair<double> a)
+{
+#if OWN_VEC_BYTES == 64
+    return ownFromX86<int32_t>(
+        _mm512_inserti32x8(_mm512_castsi256_si512(_mm512_cvtpd_epi32(a.lo.v)), _mm512_cvtpd_epi32(a.hi.v), 1));
+#elif OWN_VEC_BYTES == 32
+    return ownFromX86<int32_t>(
+        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm256_cvtpd_epi32(a.lo.v)), _mm256_cvtpd_epi32(a.hi.v), 1));
+#elif defined(OWN_X86)
+    return ownFromX86<int32_t>(_mm_unpacklo_epi64(_mm_cvtpd_epi32(a.lo.v), _mm_cvtpd_epi32(a.hi.v)));
+#else
+    OwnVec<int32_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
+        r.v[i] = ownWhole(__builtin_rint(a.lo.v[i]));
+        r.v[OwnVec<double>::lanes + i] = ownWhole(__builtin_rint(a.hi.v[i]));
+    }
+    return r;
+#endif
+}
+
+/* The square root, rounded to nearest. */
+static inline OwnVec<float> ownSqrt(OwnVec<float> a)
+{
+#ifdef OWN_X86
+    return {OWN_X86(sqrt_ps)(a.v)};
+#else
+    OwnVec<float> r;
+    for (ptrdiff_t i = 0; i < OwnVec<float>::lanes; ++i) r.v[i] = __builtin_sqrtf(a.v[i]);
+    return r;
+#endif
+}
+
+/* ---- Sums of products ---------------------------------------------------------------------------------------- */
+
+/* Sums of neighbouring products of bytes: lane i is a[2i] b[2i] + a[2i+1] b[2i+1], held to 16 bits. */
+static inline OwnVec<int16_t> ownMulAddBytes(OwnVec<uint8_t> a, OwnVec<int8_t> b)
+{
+#ifdef OWN_X86
+    return ownFromX86<int16_t>(OWN_X86(maddubs_epi16)(ownX86(a), ownX86(b)));
+#else
+    OwnVec<int16_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<int16_t>::lanes; ++i) {
+        const int p = a.v[2 * i] * b.v[2 * i] + a.v[2 * i + 1] * b.v[2 * i + 1];
+        r.v[i] = (int16_t)(p < -32768 ? -32768 : p > 32767 ? 32767 : p);
+    }
+    return r;
+#endif
+}
+
+/* a b + c, rounded once. */
+static inline float ownMulAddOnce(float a, float b, float c)
+{
+#ifdef __FMA__
+    return __builtin_fmaf(a, b, c);
+#else
+    /* The product is exact in double. Its sum with c is rounded to odd: the last bit is set where the sum was not exact,
+     * so that the step to float sees on which side of a tie the true sum lies. */
+    const double p = (double)a * b, s = p + c, back = s - p, lost = (p - (s - back)) + (c - back);
+    uint64_t bits;
+    memcpy(&bits, &s, 8);
+    if (lost != 0 && s - s == 0 && !(bits & 1)) {
+        bits += (lost > 0) == (s > 0) ? 1 : -1;
+        double odd;
+        memcpy(&odd, &bits, 8);
+        return (float)odd;
+    }
+    return (float)s;
+#endif
+}
+static inline OwnVec<float> ownMulAddOnce(OwnVec<float> a, OwnVec<float> b, OwnVec<float> c)
+{
+#if defined(__FMA__) && defined(OWN_X86)
+    return {OWN_X86(fmadd_ps)(a.v, b.v, c.v)};
+#else
+    OwnVec<float> r;
+    for (ptrdiff_t i = 0; i < OwnVec<float>::lanes; ++i) r.v[i] = ownMulAddOnce(a.v[i], b.v[i], c.v[i]);
+    return r;
 #endif
 }
 
