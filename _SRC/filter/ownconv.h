@@ -36,7 +36,7 @@ struct OwnConvPlan {
 bool ownPlanConv(OwnConvPlan* plan, uint32_t depth, const OwnConvSource* source, int32_t nKernels,
                  int32_t combineMethod);
 
-/* The row stage; k is the plan. Its scratch: pointerBytes, and 2 OWN_SUM_BYTES for each sample. */
+/* The row stage; k is the plan. Its scratch: pointerBytes, and 3 OWN_SUM_BYTES for each sample. */
 void ownConvStage(void* out, const uint8_t* const* rows, const OwnWindowRow& row);
 
 #endif

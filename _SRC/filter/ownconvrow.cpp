@@ -88,13 +88,24 @@ static void ownMergeSums(void* merged, const void* sums, ptrdiff_t n, int32_t me
     else merge([](M m, S v) { return (M)v < m ? (M)v : m; });
 }
 
+/* 16-bit sums in 32 bits, where sums of 32 bits would lie. */
+[[gnu::flatten]] static void ownWidenSums(void* out, const void* sums, ptrdiff_t n)
+{
+    constexpr ptrdiff_t step = OwnVec<int16_t>::lanes;
+    int32_t* wide = (int32_t*)out;
+    for (ptrdiff_t i = 0; i < n; i += step) {
+        const OwnPair<int32_t> pair = ownUnpack(ownLoad<int16_t>((const int16_t*)sums + i));
+        ownStore(wide + i, pair.lo);
+        ownStore(wide + i + step / 2, pair.hi);
+    }
+}
+
 template <class M>
 static void ownMergeKernel(void* merged, const void* sums, ptrdiff_t n, const OwnConvPlan& plan, int32_t i)
 {
     const OwnConvKernelPlan& kernel = plan.kernel[i];
     const int32_t method = plan.combineMethod;
-    if (kernel.sum.kind == OWN_SUM_16) ownMergeSums<M, int16_t>(merged, sums, n, method, kernel.shift, i == 0);
-    else if (kernel.sum.kind == OWN_SUM_32) ownMergeSums<M, int32_t>(merged, sums, n, method, kernel.shift, i == 0);
+    if (kernel.sum.kind != OWN_SUM_FLOAT) ownMergeSums<M, int32_t>(merged, sums, n, method, kernel.shift, i == 0);
     else if constexpr (std::is_same_v<M, float>)
         ownMergeSums<M, float>(merged, sums, n, method, kernel.shift, i == 0);
 }
@@ -135,11 +146,14 @@ static void ownConvMany(void* out, const uint8_t* const* rows, const OwnWindowRo
 {
     const OwnWindowRow row = ownWholeBlocks(asked);
     uint8_t *pointers = row.scratch, *sums = pointers + plan.pointerBytes;
-    uint8_t* merged = sums + OWN_SUM_BYTES * row.lineSamples;
+    uint8_t *wide = sums + OWN_SUM_BYTES * row.lineSamples, *merged = wide + OWN_SUM_BYTES * row.lineSamples;
     for (int32_t i = 0; i < plan.nKernels; ++i) {
-        ownSumRow(plan.kernel[i].sum, plan.depth, rows, row, sums, pointers);
-        if (plan.floatMerge) ownMergeKernel<float>(merged, sums, row.n, plan, i);
-        else ownMergeKernel<int32_t>(merged, sums, row.n, plan, i);
+        const OwnSum& sum = plan.kernel[i].sum;
+        const bool widens = sum.kind == OWN_SUM_16;
+        ownSumRow(sum, plan.depth, rows, row, sums, pointers);
+        if (widens) ownWidenSums(wide, sums, row.n);
+        if (plan.floatMerge) ownMergeKernel<float>(merged, widens ? wide : sums, row.n, plan, i);
+        else ownMergeKernel<int32_t>(merged, widens ? wide : sums, row.n, plan, i);
     }
     if (plan.combineMethod == COMBINE_ROOT_OF_SQUARES) {
         if (plan.floatMerge) ownRootFloat(merged, row.n);

@@ -111,7 +111,7 @@ static void ownConvolve(const OwnFace& face, const VekImage* srcImage, const Vek
     window.stage = ownConvStage;
     window.k = &plan;
     window.scratchBytes = plan.pointerBytes;
-    window.scratchPerSample = 2 * OWN_SUM_BYTES;
+    window.scratchPerSample = 3 * OWN_SUM_BYTES;
     const OwnWindowEnd end = ownWindow(window);
     ownFree(plan.room);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure");

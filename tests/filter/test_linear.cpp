@@ -1,0 +1,463 @@
+/* Convolution, separable convolution, blur and the fixed filters over random headers, held against the naive model:
+ * depths, orders, regions with real neighbours, borders by side, windows larger than the image, channels of interest,
+ * alpha, masks, tiles, in place. */
+#include "filter/linear_model.h"
+
+#include <gtest/gtest.h>
+
+#include <fenv.h>
+#include <math.h>
+
+#include <algorithm>
+
+static const uint32_t depths[] = {VEK_DEPTH_1U,  VEK_DEPTH_8U,  VEK_DEPTH_8S, VEK_DEPTH_16U,
+                                  VEK_DEPTH_16S, VEK_DEPTH_32S, VEK_DEPTH_32F};
+
+/* ---- Random images ------------------------------------------------------------------------------------------------ */
+
+/* Regions begin inside the image: convolution refuses others. */
+static void drawRoi(TestImage& image, Random& random, int32_t coi)
+{
+    const int32_t width = image.image.width, height = image.image.height;
+    image.setRoi(coi, draw(random, 0, width / 2), draw(random, 0, height / 2), draw(random, 1, width + 2),
+                 draw(random, 1, height + 2));
+}
+
+static std::unique_ptr<TestImage> drawMask(const VekImage& image, Random& random)
+{
+    ImageSpec spec;
+    spec.depth = VEK_DEPTH_1U;
+    spec.width = std::max(image.width + draw(random, -3, 9), 1);
+    spec.height = std::max(image.height + draw(random, -3, 9), 1);
+    auto mask = std::make_unique<TestImage>(spec, random);
+    if (draw(random, 0, 2) == 0) memset(mask->block.data, 0xFF, mask->block.bytes);
+    if (draw(random, 0, 1)) drawRoi(*mask, random, 0);
+    return mask;
+}
+
+/* Samples at random, or limits among small ones; of 32 bits such that sums stay finite and no number. */
+static void spice(TestImage& image, Random& random)
+{
+    uint8_t* data = image.block.data;
+    const int kind = draw(random, 0, 3);
+    if (image.image.depth == VEK_DEPTH_32F)
+        for (size_t i = 0; i + 4 <= image.block.bytes; i += 4) {
+            const float value = kind == 3 ? ldexpf((float)draw(random, -999, 999), draw(random, -40, 40))
+                                          : (float)draw(random, -999999, 999999) / 64;
+            memcpy(data + i, &value, 4);
+        }
+    else
+        for (size_t i = 0; kind < 2 && i < image.block.bytes; ++i)
+            data[i] = kind ? (uint8_t)-draw(random, 0, 1) : (uint8_t)(data[i] & 0x83);
+}
+
+static std::unique_ptr<TestImage> drawImage(ImageSpec spec, Random& random, bool sameSize)
+{
+    if (!sameSize) {
+        spec.width = draw(random, 1, 45);
+        spec.height = draw(random, 1, 30);
+    }
+    spec.align = draw(random, 0, 1) ? 4 : 8;
+    spec.moreStep = draw(random, 0, 1) * 4 * draw(random, 0, 3);
+    spec.atEnd = draw(random, 0, 1);
+    auto image = std::make_unique<TestImage>(spec, random);
+    spice(*image, random);
+    for (int side = 0; side < 4; ++side)
+        vekSetBorderMode(&image->image, draw(random, 0, 3), 1 << side,
+                         draw(random, 0, 1) ? draw(random, -70000, 70000) : draw(random, -2, 200));
+    if (draw(random, 0, 2)) drawRoi(*image, random, 0);
+    if (draw(random, 0, 3) == 0) image->setMask(drawMask(image->image, random));
+    return image;
+}
+
+/* A source and a destination, which may be the same, and tiles over them. */
+struct Pair {
+    std::unique_ptr<TestImage> src, other;
+    std::unique_ptr<TiledImage> srcTiles, dstTiles;
+    std::vector<uint8_t> srcBytes, expected;
+
+    TestImage& dst() { return other ? *other : *src; }
+    const VekImage* srcHeader() const { return srcTiles ? &srcTiles->image : &src->image; }
+    VekImage* dstHeader()
+    {
+        if (!other) return srcTiles ? &srcTiles->image : &src->image;
+        return dstTiles ? &dstTiles->image : &other->image;
+    }
+};
+
+enum CoiRule { COI_BOTH, COI_ANY };
+
+static Pair drawPair(Random& random, uint32_t depth, bool mayBeInPlace, CoiRule rule)
+{
+    ImageSpec spec;
+    spec.depth = depth;
+    spec.nChannels = depth == VEK_DEPTH_1U ? 1 : draw(random, 1, 4);
+    spec.hasAlpha = spec.nChannels > 1 && draw(random, 0, 3) == 0;
+    spec.dataOrder = draw(random, 0, 1);
+    spec.width = draw(random, 1, draw(random, 0, 9) ? 45 : 200);
+    spec.height = draw(random, 1, 30);
+
+    Pair pair;
+    pair.src = drawImage(spec, random, true);
+    if (!mayBeInPlace || draw(random, 0, 2)) pair.other = drawImage(spec, random, draw(random, 0, 1));
+    VekROI *from = pair.src->image.roi, *to = pair.dst().image.roi;
+    const int32_t most = spec.nChannels - (rule == COI_ANY && spec.hasAlpha);
+    if (draw(random, 0, 2) == 0 && from && to) {
+        from->coi = draw(random, 1, most);
+        to->coi = pair.other ? draw(random, 1, most) : from->coi;
+        if (rule == COI_ANY && draw(random, 0, 1) && pair.other) (draw(random, 0, 1) ? from : to)->coi = 0;
+    }
+    if (draw(random, 0, 3) == 0)
+        pair.srcTiles = std::make_unique<TiledImage>(*pair.src, 8 * draw(random, 1, 4), 8 * draw(random, 1, 2));
+    if (pair.other && draw(random, 0, 3) == 0)
+        pair.dstTiles = std::make_unique<TiledImage>(*pair.other, 8 * draw(random, 1, 4), 8 * draw(random, 1, 2));
+    pair.srcBytes = pair.src->bytes();
+    pair.expected = pair.dst().bytes();
+    return pair;
+}
+
+/* ---- The model over all pixels ------------------------------------------------------------------------------------ */
+
+/* The area of a convolution: a coi on one image takes the first channel of the other. */
+static SharedArea areaOf(Pair& pair)
+{
+    SharedArea area(pair.src->image, pair.dst().image);
+    const auto hasCoi = [](const VekImage& image) { return image.roi && image.roi->coi > 0; };
+    const bool from = hasCoi(pair.src->image), to = hasCoi(pair.dst().image);
+    if (from && !to) area.dstChannels = {0};
+    if (to && !from) area.srcChannels = {0};
+    return area;
+}
+
+/* Expects what pick makes of each window. clamped: border constants are held to the range, not cut to it. */
+static void expectWindow(Pair& pair, const ModelWindow& window, bool clamped,
+                         const std::function<int64_t(const Samples&)>& pick)
+{
+    SharedArea area = areaOf(pair);
+    VekImage header = pair.src->image;
+    for (int32_t& constant : header.borderConst) {
+        const int bits = (int)(header.depth & 0xFF);
+        const bool isSigned = header.depth & VEK_DEPTH_SIGN;
+        const int64_t wide = constant, high = ((int64_t)1 << (bits - isSigned)) - 1, low = isSigned ? -high - 1 : 0;
+        if (header.depth == VEK_DEPTH_32F) constant = std::bit_cast<int32_t>((float)constant);
+        else if (clamped && bits < 32) constant = (int32_t)std::clamp(wide, low, high);
+    }
+    area.src = &header;
+    modelWindow(area, pair.srcBytes.data(), pair.expected.data(), window, pick);
+}
+
+/* The distance of two floats in units of their last place; infinities and numbers that are none must be alike. */
+static int64_t apart(uint32_t a, uint32_t b)
+{
+    const auto place = [](uint32_t bits) { return bits >> 31 ? -(int64_t)(bits & INT32_MAX) : (int64_t)bits; };
+    return std::abs(place(a) - place(b));
+}
+
+static void checkPair(Pair& pair, int64_t mostApart)
+{
+    const std::vector<uint8_t> now = pair.dst().bytes();
+    if (mostApart && pair.src->image.depth == VEK_DEPTH_32F) {
+        for (size_t i = 0; i + 4 <= now.size(); i += 4) {
+            uint32_t is, shouldBe;
+            memcpy(&is, now.data() + i, 4);
+            memcpy(&shouldBe, pair.expected.data() + i, 4);
+            ASSERT_LE(apart(is, shouldBe), mostApart) << "byte " << i << std::hex << ": " << is << ", not " << shouldBe;
+        }
+    } else {
+        const auto differ = std::mismatch(now.begin(), now.end(), pair.expected.begin());
+        ASSERT_TRUE(differ.first == now.end()) << "byte " << differ.first - now.begin() << ": " << (int)*differ.first
+                                               << ", not " << (int)*differ.second;
+    }
+    if (pair.other) {
+        ASSERT_EQ(pair.src->bytes(), pair.srcBytes);
+    }
+    for (const TiledImage* tiles : {pair.srcTiles.get(), pair.dstTiles.get()}) {
+        if (!tiles) continue;
+        ASSERT_FALSE(tiles->isOpen());
+        ASSERT_EQ(tiles->logText().find("BAD"), std::string::npos) << tiles->logText();
+    }
+    if (!pair.dstTiles) return;
+    std::vector<std::string> log = pair.dstTiles->log; /* each tile once */
+    std::sort(log.begin(), log.end());
+    ASSERT_EQ(std::unique(log.begin(), log.end()), log.end()) << pair.dstTiles->logText();
+}
+
+/* Calls the operation, which must succeed without a trace, and compares. */
+static void checkCall(Pair& pair, const std::function<void()>& call, int64_t mostApart = 0)
+{
+    const int live = heapLive();
+    Recorder recorder;
+    call();
+    ASSERT_EQ(recorder.text(), "");
+    ASSERT_EQ(vekGetErrStatus(), VEK_StatusOk);
+    ASSERT_EQ(heapLive(), live);
+    checkPair(pair, mostApart);
+}
+
+static std::string textOf(Pair& pair)
+{
+    const VekImage &s = pair.src->image, &d = pair.dst().image;
+    return std::to_string(s.nChannels) + "ch a" + std::to_string(s.alphaChannel) + " depth" +
+           std::to_string(s.depth & 0xFF) + (s.depth & VEK_DEPTH_SIGN ? "s" : "") + " order" +
+           std::to_string(s.dataOrder) + " " + std::to_string(s.width) + "x" + std::to_string(s.height) + " to " +
+           std::to_string(d.width) + "x" + std::to_string(d.height) + (pair.other ? "" : " in place") +
+           (s.roi ? " roi" : "") + (s.maskROI ? " mask" : "") + (d.maskROI ? " dst mask" : "") +
+           (pair.srcTiles ? " tiles" : "") + (pair.dstTiles ? " dst tiles" : "");
+}
+
+/* ---- Random kernels ------------------------------------------------------------------------------------------------ */
+
+/* Coefficients from which all accumulator classes come, with many 0, 1 and -1 among them. */
+static ModelKernel drawKernel(Random& random, uint32_t depth)
+{
+    ModelKernel k = {draw(random, 1, 7), draw(random, 1, 7), 0, 0, {}, {}, 0};
+    if (draw(random, 0, 2) == 0) k.nCols = k.nRows = 3;
+    k.anchorX = draw(random, 0, k.nCols - 1);
+    k.anchorY = draw(random, 0, k.nRows - 1);
+    static const int32_t spans[] = {1, 3, 30, 130, 5000, 70000, INT32_MAX / 2};
+    const int32_t span = spans[draw(random, 0, 6)];
+    for (int32_t i = 0; i < k.nCols * k.nRows; ++i) {
+        const int32_t value = draw(random, 0, 2) ? draw(random, -span, span) : draw(random, -1, 1);
+        if (depth == VEK_DEPTH_32F) k.reals.push_back((float)value / 16);
+        else k.values.push_back(value);
+    }
+    if (depth != VEK_DEPTH_32F && draw(random, 0, 1)) k.nShiftR = draw(random, -2, draw(random, 0, 3) ? 9 : 40);
+    return k;
+}
+
+/* Kernel records of both kinds, released at the end. */
+struct Kernels {
+    explicit Kernels(const std::vector<ModelKernel>& kernels)
+    {
+        for (const ModelKernel& k : kernels)
+            if (k.reals.empty())
+                whole.push_back(
+                    vekCreateConvKernel(k.nCols, k.nRows, k.anchorX, k.anchorY, k.values.data(), k.nShiftR));
+            else real.push_back(vekCreateConvKernelFP(k.nCols, k.nRows, k.anchorX, k.anchorY, k.reals.data()));
+    }
+    ~Kernels()
+    {
+        for (VekConvKernel* k : whole) vekDeleteConvKernel(k);
+        for (VekConvKernelFP* k : real) vekDeleteConvKernelFP(k);
+    }
+    Kernels(const Kernels&) = delete;
+    std::vector<VekConvKernel*> whole;
+    std::vector<VekConvKernelFP*> real;
+};
+
+/* ---- Convolution --------------------------------------------------------------------------------------------------- */
+
+/* One 8U kernel of 3 by 3 without masks: the combine method is not looked at. */
+static bool hasNoMethod(Pair& pair, const std::vector<ModelKernel>& kernels)
+{
+    const VekImage &s = pair.src->image, &d = pair.dst().image;
+    if (s.depth != VEK_DEPTH_8U || kernels.size() != 1 || kernels[0].nCols != 3 || kernels[0].nRows != 3) return false;
+    if (classOf(kernels[0], s.depth) != 0 || s.maskROI || d.maskROI) return false;
+    const bool single = areaOf(pair).srcChannels.size() == 1 && (s.roi || d.roi) &&
+                        ((s.roi && s.roi->coi) || (d.roi && d.roi->coi));
+    return single || s.dataOrder == VEK_DATA_ORDER_PLANE_WISE ||
+           (!s.alphaChannel && !d.alphaChannel && (s.nChannels == 1 || s.nChannels == 3));
+}
+
+static void runConvolution(Pair& pair, const std::vector<ModelKernel>& models, int32_t method)
+{
+    const uint32_t depth = pair.src->image.depth;
+    const ModelWindow window = windowOf(models);
+    const bool noMethod = hasNoMethod(pair, models);
+    expectWindow(pair, window, true,
+                 [&](const Samples& s) { return convolved(s, window, depth, models, method, noMethod); });
+    Kernels kernels(models);
+    const int32_t n = (int32_t)models.size();
+    checkCall(pair, [&] {
+        if (depth == VEK_DEPTH_32F) vekConvolve2DFP(pair.srcHeader(), pair.dstHeader(), kernels.real.data(), n, method);
+        else vekConvolve2D(pair.srcHeader(), pair.dstHeader(), kernels.whole.data(), n, method);
+    });
+}
+
+TEST(Convolution, equalsTheNaiveModel)
+{
+    for (uint32_t seed = 1; seed <= 4000 && !HasFatalFailure(); ++seed) {
+        Random random(seed);
+        const uint32_t depth = depths[draw(random, 0, 6)];
+        Pair pair = drawPair(random, depth, true, COI_ANY);
+        std::vector<ModelKernel> kernels;
+        const int32_t n = draw(random, 0, 2) ? 1 : draw(random, 2, 4), method = draw(random, 0, 4);
+        for (int32_t i = 0; i < n; ++i) kernels.push_back(drawKernel(random, depth));
+        std::string text = "seed " + std::to_string(seed) + ": " + textOf(pair) + " method " + std::to_string(method);
+        for (const ModelKernel& k : kernels)
+            text += ", " + std::to_string(k.nCols) + "x" + std::to_string(k.nRows) + " class " +
+                    std::to_string(classOf(k, depth)) + " >> " + std::to_string(k.nShiftR);
+        SCOPED_TRACE(text);
+        /* A root of integers that have wrapped below 0 is not defined. */
+        if (method == COMBINE_ROOT_OF_SQUARES && n > 2 && depth != VEK_DEPTH_32F) continue;
+        runConvolution(pair, kernels, method);
+    }
+}
+
+/* ---- Separable convolution, blur, fixed filters ---------------------------------------------------------------------- */
+
+TEST(SeparableConvolution, equalsTheNaiveModel)
+{
+    for (uint32_t seed = 1; seed <= 3000 && !HasFatalFailure(); ++seed) {
+        Random random(seed);
+        const uint32_t depth = depths[draw(random, 0, 5)];
+        Pair pair = drawPair(random, depth, false, COI_BOTH);
+        ModelKernel x = drawKernel(random, depth), y = drawKernel(random, depth);
+        if (draw(random, 0, 9) == 0) x.nCols = draw(random, 8, 31), y.nRows = draw(random, 8, 31);
+        x.nRows = y.nCols = 1;
+        x.anchorY = y.anchorX = 0;
+        x.values.resize((size_t)x.nCols, draw(random, -3, 3));
+        y.values.resize((size_t)y.nRows, draw(random, -3, 3));
+        SCOPED_TRACE("seed " + std::to_string(seed) + ": " + textOf(pair) + " " + std::to_string(x.nCols) + "+" +
+                     std::to_string(y.nRows));
+        const ModelWindow window = {x.nCols, y.nRows, x.nCols - 1 - x.anchorX, y.nRows - 1 - y.anchorY};
+        expectWindow(pair, window, false, [&](const Samples& s) { return convolvedSep(s, depth, x, y); });
+        Kernels kernels({x, y});
+        checkCall(pair, [&] {
+            vekConvolveSep2D(pair.srcHeader(), pair.dstHeader(), kernels.whole[0], kernels.whole[1]);
+        });
+    }
+}
+
+static void runBlur(Pair& pair, const ModelWindow& w)
+{
+    const uint32_t depth = pair.src->image.depth;
+    expectWindow(pair, w, false, [=](const Samples& s) { return blurred(s, depth); });
+    checkCall(
+        pair, [&] { vekBlur(pair.srcHeader(), pair.dstHeader(), w.nCols, w.nRows, w.anchorX, w.anchorY); }, 1);
+}
+
+TEST(Blur, equalsTheNaiveModel)
+{
+    for (uint32_t seed = 1; seed <= 3000 && !HasFatalFailure(); ++seed) {
+        Random random(seed);
+        const uint32_t depth = depths[draw(random, 0, 6)];
+        Pair pair = drawPair(random, depth, true, COI_BOTH);
+        ModelWindow w = {draw(random, 1, 9), draw(random, 1, 9), 0, 0};
+        if (draw(random, 0, 9) == 0) (draw(random, 0, 1) ? w.nCols : w.nRows) = draw(random, 1, 40);
+        if (depth == VEK_DEPTH_32F) w.nCols = std::min(w.nCols, 6), w.nRows = std::min(w.nRows, 6);
+        w.anchorX = draw(random, 0, w.nCols - 1);
+        w.anchorY = draw(random, 0, w.nRows - 1);
+        SCOPED_TRACE("seed " + std::to_string(seed) + ": " + std::to_string(w.nCols) + "x" + std::to_string(w.nRows) +
+                     " " + textOf(pair));
+        if (depth == VEK_DEPTH_32F) /* sums that double holds exactly */
+            for (size_t i = 0; i + 4 <= pair.src->block.bytes; i += 4) {
+                const float value = (float)draw(random, -99999, 99999) / 32;
+                memcpy(pair.src->block.data + i, &value, 4);
+            }
+        pair.srcBytes = pair.src->bytes();
+        pair.expected = pair.dst().bytes();
+        runBlur(pair, w);
+    }
+}
+
+/* Sums have 16 or 32 bits, means come by factors, singles or doubles, all by the window's size and parity. */
+TEST(Blur, largeWindowsOfExtremeSamples)
+{
+    const ModelWindow windows[] = {{15, 15, 7, 7},  {15, 17, 0, 3},  {16, 16, 8, 8},    {31, 31, 15, 15}, {257, 1, 9, 0},
+                                   {255, 1, 9, 0},  {1, 255, 0, 9},  {300, 300, 1, 99}, {3, 85, 1, 1},    {6, 2, 5, 1},
+                                   {64, 64, 1, 63}, {101, 99, 3, 0}, {2, 1, 0, 0},      {129, 131, 9, 9}};
+    for (const uint32_t depth : {VEK_DEPTH_1U, VEK_DEPTH_8U, VEK_DEPTH_8S, VEK_DEPTH_16U, VEK_DEPTH_16S, VEK_DEPTH_32S})
+        for (const ModelWindow& w : windows) {
+            SCOPED_TRACE("depth " + std::to_string(depth & 0xFF) + " " + std::to_string(w.nCols) + "x" +
+                         std::to_string(w.nRows));
+            Random random(depth + (uint32_t)w.nCols);
+            ImageSpec spec;
+            spec.depth = depth;
+            spec.width = 30;
+            spec.height = 3;
+            Pair pair;
+            pair.src = std::make_unique<TestImage>(spec, random);
+            pair.other = std::make_unique<TestImage>(spec, random);
+            for (size_t i = 0; i < pair.src->block.bytes; ++i)
+                if (i % 7) pair.src->block.data[i] = depth & VEK_DEPTH_SIGN ? 0x7F + (draw(random, 0, 9) == 0) : 0xFF;
+            vekSetBorderMode(&pair.src->image, VEK_BORDER_MIRROR, 15, 0);
+            pair.srcBytes = pair.src->bytes();
+            pair.expected = pair.other->bytes();
+            runBlur(pair, w);
+        }
+}
+
+/* The call rounds to nearest whatever the rounding in force, which it leaves as it was. */
+TEST(Blur, keepsTheRounding)
+{
+    Random random(5);
+    ImageSpec spec;
+    Pair pair;
+    pair.src = std::make_unique<TestImage>(spec, random);
+    pair.other = std::make_unique<TestImage>(spec, random);
+    pair.srcBytes = pair.src->bytes();
+    pair.expected = pair.other->bytes();
+    const ModelWindow w = {4, 2, 1, 1};
+    expectWindow(pair, w, false, [](const Samples& s) { return blurred(s, VEK_DEPTH_8U); });
+    fesetround(FE_UPWARD);
+    vekBlur(&pair.src->image, &pair.other->image, w.nCols, w.nRows, w.anchorX, w.anchorY);
+    const int after = fegetround();
+    fesetround(FE_TONEAREST);
+    EXPECT_EQ(after, FE_UPWARD);
+    checkPair(pair, 0);
+}
+
+/* A window that an infinity has left is as if it had never been there. */
+TEST(Blur, forgetsInfinities)
+{
+    Random random(1);
+    ImageSpec spec;
+    spec.depth = VEK_DEPTH_32F;
+    TestImage src(spec, random), dst(spec, random);
+    for (int i = 0; i < 256; ++i) ((float*)src.block.data)[i] = i == 5 * 16 + 5 ? INFINITY : 1.0f;
+    vekSetBorderMode(&src.image, VEK_BORDER_EDGE, 15, 0);
+    vekBlur(&src.image, &dst.image, 3, 3, 1, 1);
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 16; ++x)
+            EXPECT_EQ(((float*)dst.block.data)[y * 16 + x], abs(x - 5) <= 1 && abs(y - 5) <= 1 ? INFINITY : 1.0f);
+}
+
+TEST(FixedFilter, equalsTheNaiveModel)
+{
+    for (uint32_t seed = 1; seed <= 3000 && !HasFatalFailure(); ++seed) {
+        Random random(seed);
+        const uint32_t depth = depths[draw(random, 0, 6)];
+        Pair pair = drawPair(random, depth, false, COI_BOTH);
+        const int32_t filter = draw(random, 0, 10), size = fixedSize(filter);
+        SCOPED_TRACE("seed " + std::to_string(seed) + ": filter " + std::to_string(filter) + " " + textOf(pair));
+        const ModelWindow w = {size, size, size / 2, size / 2};
+        expectWindow(pair, w, false, [=](const Samples& s) { return fixedFiltered(s, depth, filter); });
+        int32_t result = 1;
+        checkCall(
+            pair, [&] { result = vekFixedFilter(pair.srcHeader(), pair.dstHeader(), filter); }, 4);
+        EXPECT_EQ(result, 0);
+    }
+}
+
+/* ---- Kernel records ------------------------------------------------------------------------------------------------- */
+
+TEST(ConvKernel, isReadBackAsItWasMade)
+{
+    const int8_t given[6] = {1, -2, 3, -4, 5, -128};
+    const float reals[6] = {0.5f, -1, 2, 3, 4, 5};
+    VekConvKernel* kernel = vekCreateConvKernelChar(3, 2, 0, 1, given, -7);
+    VekConvKernelFP* real = vekCreateConvKernelFP(3, 2, 2, 0, reals);
+    ASSERT_TRUE(kernel && real);
+    EXPECT_EQ(kernel->anchorX, 2);
+    EXPECT_EQ(kernel->anchorY, 0);
+    EXPECT_EQ(kernel->values[0], -128);
+
+    int32_t nCols, nRows, x, y, shift, wide[6], *toWide = wide;
+    int8_t narrow[6], *toNarrow = narrow;
+    float single[6], *toSingle = single;
+    vekSetErrStatus(VEK_StatusOk);
+    vekGetConvKernel(kernel, &nCols, &nRows, &x, &y, &toWide, &shift);
+    EXPECT_EQ(std::vector<int32_t>({nCols, nRows, x, y, shift}), std::vector<int32_t>({3, 2, 0, 1, -7}));
+    EXPECT_TRUE(std::equal(given, given + 6, wide));
+    kernel->values[5] = 0x1234; /* the first one given */
+    vekGetConvKernelChar(kernel, &nCols, &nRows, &x, &y, &toNarrow, &shift);
+    EXPECT_EQ(narrow[0], 0x34);
+    EXPECT_TRUE(std::equal(given + 1, given + 6, narrow + 1));
+    vekGetConvKernelFP(real, &nCols, &nRows, &x, &y, &toSingle);
+    EXPECT_EQ(x, 2);
+    EXPECT_EQ(y, 0);
+    EXPECT_TRUE(std::equal(reals, reals + 6, single));
+    vekDeleteConvKernel(kernel);
+    vekDeleteConvKernelFP(real);
+}
