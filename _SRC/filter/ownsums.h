@@ -2,8 +2,7 @@
  *
  * A row of sums lies in the order in which ownUnpack widens a vector of samples, once for sums of 16 bits and down to 32
  * bits for the others; steps on single sums need not know it, and ownSumsToSamples brings the samples back in order. Rows
- * of 16 and of 32 bits meet only after ownUnpack.
- */
+ * of 16 and of 32 bits meet only after ownUnpack. */
 #ifndef OWNSUMS_H
 #define OWNSUMS_H
 
