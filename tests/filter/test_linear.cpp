@@ -70,6 +70,8 @@ static std::unique_ptr<TestImage> drawImage(ImageSpec spec, Random& random, bool
     return image;
 }
 
+namespace {
+
 /* A source and a destination, which may be the same, and tiles over them. */
 struct Pair {
     std::unique_ptr<TestImage> src, other;
@@ -84,6 +86,8 @@ struct Pair {
         return dstTiles ? &dstTiles->image : &other->image;
     }
 };
+
+} // namespace
 
 enum CoiRule { COI_BOTH, COI_ANY };
 
@@ -225,6 +229,8 @@ static ModelKernel drawKernel(Random& random, uint32_t depth)
     return k;
 }
 
+namespace {
+
 /* Kernel records of both kinds, released at the end. */
 struct Kernels {
     explicit Kernels(const std::vector<ModelKernel>& kernels)
@@ -244,6 +250,8 @@ struct Kernels {
     std::vector<VekConvKernel*> whole;
     std::vector<VekConvKernelFP*> real;
 };
+
+} // namespace
 
 /* ---- Convolution --------------------------------------------------------------------------------------------------- */
 

@@ -6,6 +6,8 @@
 
 #include <functional>
 
+namespace {
+
 /* ---- Calls with everything that may be wrong about them ------------------------------------------------------------- */
 
 struct Args {
@@ -146,6 +148,8 @@ static const std::vector<Filter> filters = {
      -2,
      "Error get tile to write"},
 };
+
+} // namespace
 
 static std::string reportOf(const Filter& filter, VekStatus status, const char* text)
 {
