@@ -9,7 +9,6 @@
 /* ---- Shifts ------------------------------------------------------------------------------------------------------ */
 
 /* sum >> shift, by its sign. Floats are rounded to the nearest 32-bit integer for it, held to its range. */
-static int16_t ownShiftSum(int16_t sum, int shift) { return (int16_t)(sum >> shift); }
 static int32_t ownShiftSum(int32_t sum, int shift) { return sum >> shift; }
 static float ownShiftSum(float sum, int shift)
 {
@@ -52,11 +51,16 @@ template <class S> static void ownCombineOne(void* sums, ptrdiff_t n, const OwnC
         ownEachSum<S>(sums, n, [](S v) { return ownMagnitude(v); });
 }
 
-template <class S> static void ownFinishOne(void* sums, ptrdiff_t n, const OwnConvPlan& plan)
+/* Integers are shifted on their way to samples. */
+static void ownFinishOne(void* sums, ptrdiff_t n, const OwnConvPlan& plan)
 {
     const int shift = plan.kernel[0].shift;
-    if (shift == 0) return ownCombineOne<S>(sums, n, plan);
-    ownEachSum<S>(sums, n, [=](S v) { return ownShiftSum(v, shift); });
+    const OwnSumKind kind = plan.kernel[0].sum.kind;
+    if (shift && kind == OWN_SUM_FLOAT) ownEachSum<float>(sums, n, [=](float v) { return ownShiftSum(v, shift); });
+    else if (shift) return;
+    else if (kind == OWN_SUM_16) ownCombineOne<int16_t>(sums, n, plan);
+    else if (kind == OWN_SUM_32) ownCombineOne<int32_t>(sums, n, plan);
+    else ownCombineOne<float>(sums, n, plan);
 }
 
 /* ---- Several kernels --------------------------------------------------------------------------------------------- */
@@ -136,10 +140,8 @@ static void ownConvOne(void* out, const uint8_t* const* rows, const OwnWindowRow
     uint8_t *pointers = row.scratch, *sums = pointers + plan.pointerBytes;
     const OwnSum& sum = plan.kernel[0].sum;
     ownSumRow(sum, plan.depth, rows, row, sums, pointers);
-    if (sum.kind == OWN_SUM_16) ownFinishOne<int16_t>(sums, row.n, plan);
-    else if (sum.kind == OWN_SUM_32) ownFinishOne<int32_t>(sums, row.n, plan);
-    else ownFinishOne<float>(sums, row.n, plan);
-    ownSumsToSamples(out, sums, sum.kind, plan.depth, asked.n);
+    ownFinishOne(sums, row.n, plan);
+    ownSumsToSamples(out, sums, sum.kind, plan.kernel[0].shift, plan.depth, asked.n);
 }
 
 static void ownConvMany(void* out, const uint8_t* const* rows, const OwnWindowRow& asked, const OwnConvPlan& plan)
@@ -159,7 +161,7 @@ static void ownConvMany(void* out, const uint8_t* const* rows, const OwnWindowRo
         if (plan.floatMerge) ownRootFloat(merged, row.n);
         else ownRootWhole(merged, row.n);
     }
-    ownSumsToSamples(out, merged, plan.floatMerge ? OWN_SUM_FLOAT : OWN_SUM_32, plan.depth, asked.n);
+    ownSumsToSamples(out, merged, plan.floatMerge ? OWN_SUM_FLOAT : OWN_SUM_32, 0, plan.depth, asked.n);
 }
 
 void ownConvStage(void* out, const uint8_t* const* rows, const OwnWindowRow& row)

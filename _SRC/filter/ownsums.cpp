@@ -247,36 +247,40 @@ template <class T> static inline OwnVec<T> ownNarrow(const OwnVec<int32_t> v[4])
     return ownPack<T>(ownPack<int16_t>(v[0], v[1]), ownPack<int16_t>(v[2], v[3]));
 }
 
-template <class T> [[gnu::flatten]] static void ownTo8From16(void* out, const void* sums, ptrdiff_t n)
+template <class T> [[gnu::flatten]] static void ownTo8From16(void* out, const void* sums, int shift, ptrdiff_t n)
 {
     constexpr ptrdiff_t step = OwnVec<T>::lanes;
     const int16_t* in = (const int16_t*)sums;
     for (ptrdiff_t i = 0; i < n; i += step)
-        ownStore((T*)out + i, ownPack<T>(ownLoad<int16_t>(in + i), ownLoad<int16_t>(in + i + step / 2)));
+        ownStore((T*)out + i, ownPack<T>(ownShiftRight(ownLoad<int16_t>(in + i), shift),
+                                         ownShiftRight(ownLoad<int16_t>(in + i + step / 2), shift)));
 }
 
 /* 32-bit sums, or floats held to the range of T and rounded. */
-static inline OwnVec<int32_t> ownWholeSum(const int32_t* sums, double, double) { return ownLoad<int32_t>(sums); }
-static inline OwnVec<int32_t> ownWholeSum(const float* sums, double low, double high)
+static inline OwnVec<int32_t> ownWholeSum(const int32_t* sums, int shift, double, double)
+{
+    return ownShiftRight(ownLoad<int32_t>(sums), shift);
+}
+static inline OwnVec<int32_t> ownWholeSum(const float* sums, int, double low, double high)
 {
     return ownNearest(ownMax(ownMin(ownLoad<float>(sums), ownSet((float)high)), ownSet((float)low)));
 }
 
-template <class T, class S> [[gnu::flatten]] static void ownToSamples(void* out, const void* sums, ptrdiff_t n)
+template <class T, class S> [[gnu::flatten]] static void ownToSamples(void* out, const void* sums, int shift, ptrdiff_t n)
 {
     constexpr ptrdiff_t step = OwnVec<T>::lanes, lanes = OwnVec<int32_t>::lanes;
     constexpr double low = std::numeric_limits<T>::min(), high = std::numeric_limits<T>::max();
     const S* in = (const S*)sums;
     for (ptrdiff_t i = 0; i < n; i += step) {
         OwnVec<int32_t> v[sizeof(T) == 1 ? 4 : 2];
-        for (int j = 0; j < (int)(step / lanes); ++j) v[j] = ownWholeSum(in + i + j * lanes, low, high);
+        for (int j = 0; j < (int)(step / lanes); ++j) v[j] = ownWholeSum(in + i + j * lanes, shift, low, high);
         if constexpr (sizeof(T) == 1) ownStore((T*)out + i, ownNarrow<T>(v));
         else ownStore((T*)out + i, ownPack<T>(v[0], v[1]));
     }
 }
 
 /* 32S: the largest float below 2^31 is the last that is converted. */
-[[gnu::flatten]] static void ownTo32SFromFloat(void* out, const void* sums, ptrdiff_t n)
+[[gnu::flatten]] static void ownTo32SFromFloat(void* out, const void* sums, int, ptrdiff_t n)
 {
     constexpr ptrdiff_t step = OwnVec<int32_t>::lanes;
     const float* in = (const float*)sums;
@@ -288,20 +292,24 @@ template <class T, class S> [[gnu::flatten]] static void ownToSamples(void* out,
     }
 }
 
-static void ownToFours(void* out, const void* sums, ptrdiff_t n) { memcpy(out, sums, (size_t)n * 4); }
+static void ownTo32S(void* out, const void* sums, int shift, ptrdiff_t n)
+{
+    for (ptrdiff_t i = 0; i < n; ++i) ((int32_t*)out)[i] = ((const int32_t*)sums)[i] >> shift;
+}
+static void ownToFloats(void* out, const void* sums, int, ptrdiff_t n) { memcpy(out, sums, (size_t)n * sizeof(float)); }
 
-typedef void OwnToSamples(void* out, const void* sums, ptrdiff_t n);
+typedef void OwnToSamples(void* out, const void* sums, int shift, ptrdiff_t n);
 static OwnToSamples* const ownToSamplesRows[OWN_DEPTHS][3] = {
     /*  1U */ {ownTo8From16<uint8_t>, ownToSamples<uint8_t, int32_t>, ownToSamples<uint8_t, float>},
     /*  8U */ {ownTo8From16<uint8_t>, ownToSamples<uint8_t, int32_t>, ownToSamples<uint8_t, float>},
     /*  8S */ {ownTo8From16<int8_t>, ownToSamples<int8_t, int32_t>, ownToSamples<int8_t, float>},
     /* 16U */ {nullptr, ownToSamples<uint16_t, int32_t>, ownToSamples<uint16_t, float>},
     /* 16S */ {nullptr, ownToSamples<int16_t, int32_t>, ownToSamples<int16_t, float>},
-    /* 32S */ {nullptr, ownToFours, ownTo32SFromFloat},
-    /* 32F */ {nullptr, nullptr, ownToFours},
+    /* 32S */ {nullptr, ownTo32S, ownTo32SFromFloat},
+    /* 32F */ {nullptr, nullptr, ownToFloats},
 };
 
-void ownSumsToSamples(void* out, const void* sums, OwnSumKind kind, uint32_t depth, ptrdiff_t n)
+void ownSumsToSamples(void* out, const void* sums, OwnSumKind kind, int shift, uint32_t depth, ptrdiff_t n)
 {
-    ownToSamplesRows[ownSlot(depth)][kind](out, sums, n);
+    ownToSamplesRows[ownSlot(depth)][kind](out, sums, std::min(shift, kind == OWN_SUM_16 ? 15 : 31), n);
 }

@@ -59,8 +59,8 @@ void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMa
 void ownSumRow(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row, void* sums,
                uint8_t* pointers);
 
-/* Sums to samples of a depth: held to its range, floats rounded to nearest-even before; 32F as they are. Writes whole
- * vectors. */
-void ownSumsToSamples(void* out, const void* sums, OwnSumKind kind, uint32_t depth, ptrdiff_t n);
+/* Sums to samples of a depth: integers shifted right, by their sign, floats rounded to nearest-even, and held to its range;
+ * 32F as they are. Writes whole vectors. */
+void ownSumsToSamples(void* out, const void* sums, OwnSumKind kind, int shift, uint32_t depth, ptrdiff_t n);
 
 #endif

@@ -20,31 +20,44 @@ struct OwnBlurPlan {
     int32_t n;
 };
 
-/* ---- Means ------------------------------------------------------------------------------------------------------- */
+/* ---- Columns and means ------------------------------------------------------------------------------------------- */
 
-/* Sums to means, whole vectors at a time. */
-typedef void OwnMeans(void* out, const void* sums, ptrdiff_t n, const OwnBlurPlan& plan);
+/* One row further: column += entering - leaving, and the means of the columns' sums; whole vectors at a time. Columns are
+ * kept in an order of the function's own. */
+typedef void OwnTurn(void* out, void* columns, const void* entering, const void* leaving, ptrdiff_t n,
+                     const OwnBlurPlan& plan);
 
 /* 16-bit sums of 8-bit samples. Signed samples are counted from -128 on. */
-template <class T> [[gnu::flatten]] static void ownMeans16(void* out, const void* sums, ptrdiff_t n, const OwnBlurPlan& plan)
+template <class T>
+[[gnu::flatten]] static void ownTurn16(void* out, void* columns, const void* entering, const void* leaving, ptrdiff_t n,
+                                       const OwnBlurPlan& plan)
 {
     constexpr ptrdiff_t lanes = OwnVec<uint16_t>::lanes;
-    const uint16_t* in = (const uint16_t*)sums;
-    const OwnVec<uint16_t> half = ownSet((uint16_t)(plan.n / 2 + (std::is_signed_v<T> ? 128 * plan.n : 0)));
+    constexpr bool isSigned = std::is_signed_v<T>;
+    uint16_t* column = (uint16_t*)columns;
+    const OwnVec<uint16_t> half = ownSet((uint16_t)(plan.n / 2 + (isSigned ? 128 * plan.n : 0)));
     const OwnVec<uint16_t> factor = ownSet(plan.factor);
-    const OwnVec<uint8_t> flip = ownSet((uint8_t)(std::is_signed_v<T> ? 128 : 0));
+    const OwnVec<uint8_t> flip = ownSet((uint8_t)(isSigned ? 128 : 0));
+    const auto turn = [&](ptrdiff_t at) {
+        const OwnVec<uint16_t> s = ownLoad<uint16_t>(column + at) + ownLoad<uint16_t>((const uint16_t*)entering + at) -
+                                   ownLoad<uint16_t>((const uint16_t*)leaving + at);
+        ownStore(column + at, s);
+        return ownAs<int16_t>(ownShiftRight(ownMulHigh(s + half, factor), plan.shift));
+    };
     for (ptrdiff_t i = 0; i < n; i += 2 * lanes) {
         const auto mean = [&](ptrdiff_t at) {
             return ownAs<int16_t>(ownShiftRight(ownMulHigh(ownLoad<uint16_t>(in + at) + half, factor), plan.shift));
         };
         ownStore((uint8_t*)out + i, ownNarrow<uint8_t>(mean(i), mean(i + lanes)) ^ flip);
+        const OwnVec<int16_t> low = turn(i), high = turn(i + lanes);
+        ownStore((uint8_t*)out + i, ownPackRuns<uint8_t>(low, high) ^ flip);
     }
 }
 
-/* One vector of means from 32-bit sums: in single precision where it is known to be enough, else in double. */
-template <bool single> static inline OwnVec<int32_t> ownMeanOf(const int32_t* sums, const OwnBlurPlan& plan)
+/* One vector of means: in single precision where it is known to be enough, else in double. */
+template <bool single> static inline OwnVec<int32_t> ownMeanOf(OwnVec<uint32_t> sums, const OwnBlurPlan& plan)
 {
-    const OwnVec<int32_t> s = ownLoad<int32_t>(sums);
+    const OwnVec<int32_t> s = ownAs<int32_t>(sums);
     if constexpr (single) return ownNearest(OwnVec<float>{ownToFloat(s).v * plan.rFloat});
     else {
         const OwnPair<double> wide = ownToDouble(s);
@@ -52,53 +65,78 @@ template <bool single> static inline OwnVec<int32_t> ownMeanOf(const int32_t* su
     }
 }
 
-template <class T, bool single>
-[[gnu::flatten]] static void ownMeans32(void* out, const void* sums, ptrdiff_t n, const OwnBlurPlan& plan)
+/* 32-bit sums from 16-bit ones, S, along the rows of 8-bit samples; in the order of ownUnpack. */
+template <class T, class S, bool single>
+[[gnu::flatten]] static void ownTurnWide(void* out, void* columns, const void* entering, const void* leaving, ptrdiff_t n,
+                                         const OwnBlurPlan& plan)
 {
-    constexpr ptrdiff_t step = OwnVec<T>::lanes, lanes = OwnVec<int32_t>::lanes;
-    const int32_t* in = (const int32_t*)sums;
+    constexpr ptrdiff_t lanes = OwnVec<S>::lanes, half = lanes / 2;
+    uint32_t* column = (uint32_t*)columns;
+    const auto turn = [&](ptrdiff_t at) {
+        const auto in = ownUnpack(ownLoad<S>((const S*)entering + at)), gone = ownUnpack(ownLoad<S>((const S*)leaving + at));
+        const OwnVec<uint32_t> low = ownLoad<uint32_t>(column + at) + ownAs<uint32_t>(in.lo - gone.lo);
+        const OwnVec<uint32_t> high = ownLoad<uint32_t>(column + at + half) + ownAs<uint32_t>(in.hi - gone.hi);
+        ownStore(column + at, low);
+        ownStore(column + at + half, high);
+        return ownPack<int16_t>(ownMeanOf<single>(low, plan), ownMeanOf<single>(high, plan));
+    };
+    for (ptrdiff_t i = 0; i < n; i += 2 * lanes) {
+        const OwnVec<int16_t> low = turn(i), high = turn(i + lanes);
+        ownStore((T*)out + i, ownPackRuns<T>(low, high));
+    }
+}
+
+/* 32-bit sums all through. */
+template <class T, bool single>
+[[gnu::flatten]] static void ownTurn32(void* out, void* columns, const void* entering, const void* leaving, ptrdiff_t n,
+                                       const OwnBlurPlan& plan)
+{
+    constexpr ptrdiff_t step = OwnVec<T>::lanes, lanes = OwnVec<uint32_t>::lanes;
+    uint32_t* column = (uint32_t*)columns;
+    const auto turn = [&](ptrdiff_t at) {
+        const OwnVec<uint32_t> s = ownLoad<uint32_t>(column + at) + ownLoad<uint32_t>((const uint32_t*)entering + at) -
+                                   ownLoad<uint32_t>((const uint32_t*)leaving + at);
+        ownStore(column + at, s);
+        return ownMeanOf<single>(s, plan);
+    };
     for (ptrdiff_t i = 0; i < n; i += step) {
-        const auto mean = [&](int j) { return ownMeanOf<single>(in + i + j * lanes, plan); };
+        OwnVec<int32_t> mean[4];
+        for (int j = 0; j < (int)(step / lanes); ++j) mean[j] = turn(i + j * lanes);
         if constexpr (sizeof(T) == 1)
             ownStore((T*)out + i, ownNarrow<T>(ownNarrow<int16_t>(mean(0), mean(1)),
                                                  ownNarrow<int16_t>(mean(2), mean(3))));
         else if constexpr (sizeof(T) == 2) ownStore((T*)out + i, ownNarrow<T>(mean(0), mean(1)));
         else ownStore((T*)out + i, mean(0));
+            ownStore((T*)out + i, ownPackRuns<T>(ownPackRuns<int16_t>(mean[0], mean[1]),
+                                                 ownPackRuns<int16_t>(mean[2], mean[3])));
+        else if constexpr (sizeof(T) == 2) ownStore((T*)out + i, ownPackRuns<T>(mean[0], mean[1]));
+        else ownStore((T*)out + i, mean[0]);
     }
 }
 
 /* ---- The row stage of integers ----------------------------------------------------------------------------------- */
 
-/* column += entering - leaving */
-template <class C, class S>
-static void ownTurnColumns(C* __restrict column, const S* __restrict entering, const S* __restrict leaving, ptrdiff_t n)
-{
-    for (ptrdiff_t i = 0; i < n; ++i) column[i] = (C)(column[i] + (C)entering[i] - (C)leaving[i]);
-}
-
 /* S: sums along a row, C: sums of the window. The ring has one row more than the window: of zeros at first, then free. */
-template <class T, class S, class C, OwnMeans* means>
+template <class T, class S, class C, OwnTurn* turn>
 static void ownBlurStage(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
 {
     const OwnBlurPlan& plan = *(const OwnBlurPlan*)row.k;
     const int64_t ringRows = (int64_t)plan.nRows + 1;
-    int64_t& turn = *(int64_t*)row.scratch; /* the place of the row that enters */
-    C* column = (C*)(row.scratch + 64);
-    S* levels = (S*)(column + row.lineSamples);
+    int64_t& place = *(int64_t*)row.scratch; /* of the row that enters */
+    C* columns = (C*)(row.scratch + 64);
+    S* levels = (S*)(columns + row.lineSamples);
     S* ring = levels + ownBoxLevels(plan.nCols) * row.lineSamples;
-    const ptrdiff_t n = (row.n + 63) / 64 * 64;
     if (row.first) {
-        turn = 0;
-        memset(column, 0, (size_t)row.lineSamples * sizeof(C));
+        place = 0;
+        memset(columns, 0, (size_t)row.lineSamples * sizeof(C));
         memset(ring, 0, (size_t)(ringRows * row.lineSamples) * sizeof(S));
     }
     for (int32_t i = row.first ? 0 : plan.nRows - 1; i < plan.nRows; ++i) {
-        S *entering = ring + turn * row.lineSamples, *leaving = ring + (turn + 1) % ringRows * row.lineSamples;
+        S *entering = ring + place * row.lineSamples, *leaving = ring + (place + 1) % ringRows * row.lineSamples;
         ownBoxRow(entering, (const T*)rows[i], plan.nCols, row, levels);
-        ownTurnColumns(column, entering, leaving, n);
-        turn = (turn + 1) % ringRows;
+        turn(out, columns, entering, leaving, row.n, plan);
+        place = (place + 1) % ringRows;
     }
-    means(out, column, row.n, plan);
 }
 
 /* ---- The row stage of floats ------------------------------------------------------------------------------------- */
@@ -156,13 +194,13 @@ struct OwnBlurForms {
 };
 template <class T, class S>
 constexpr OwnBlurForms ownBlurForms8 = {
-    ownBlurStage<T, S, uint16_t, ownMeans16<T>>, ownBlurStage<T, S, uint32_t, ownMeans32<T, true>>,
-    ownBlurStage<T, S, uint32_t, ownMeans32<T, false>>, ownBlurStage<T, uint32_t, uint32_t, ownMeans32<T, true>>,
-    ownBlurStage<T, uint32_t, uint32_t, ownMeans32<T, false>>};
+    ownBlurStage<T, S, uint16_t, ownTurn16<T>>, ownBlurStage<T, S, uint32_t, ownTurnWide<T, S, true>>,
+    ownBlurStage<T, S, uint32_t, ownTurnWide<T, S, false>>, ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, true>>,
+    ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, false>>};
 template <class T>
 constexpr OwnBlurForms ownBlurForms32 = {nullptr, nullptr, nullptr,
-                                         ownBlurStage<T, uint32_t, uint32_t, ownMeans32<T, true>>,
-                                         ownBlurStage<T, uint32_t, uint32_t, ownMeans32<T, false>>};
+                                         ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, true>>,
+                                         ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, false>>};
 
 static const OwnBlurForms ownBlurForms[OWN_DEPTHS] = {
     /*  1U */ ownBlurForms8<uint8_t, uint16_t>,
@@ -170,7 +208,7 @@ static const OwnBlurForms ownBlurForms[OWN_DEPTHS] = {
     /*  8S */ ownBlurForms8<int8_t, int16_t>,
     /* 16U */ ownBlurForms32<uint16_t>,
     /* 16S */ ownBlurForms32<int16_t>,
-    /* 32S */ {nullptr, nullptr, nullptr, nullptr, ownBlurStage<int32_t, uint32_t, uint32_t, ownMeans32<int32_t, false>>},
+    /* 32S */ {nullptr, nullptr, nullptr, nullptr, ownBlurStage<int32_t, uint32_t, uint32_t, ownTurn32<int32_t, false>>},
     /* 32F */ {nullptr, nullptr, nullptr, nullptr, ownBlurFloatStage},
 };
 

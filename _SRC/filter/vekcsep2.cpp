@@ -92,11 +92,6 @@ static void ownStartRing(OwnSepRing& ring, int32_t nRows)
     for (int32_t i = 0; i < 2 * nRows; ++i) ring.rows[i] = ring.lines + i % nRows * ring.lineBytes;
 }
 
-static void ownShiftSums(int32_t* sums, int shift, ptrdiff_t n)
-{
-    for (ptrdiff_t i = 0; i < n; ++i) sums[i] >>= shift;
-}
-
 static void ownSepStage(void* out, const uint8_t* const* rows, const OwnWindowRow& asked)
 {
     const OwnWindowRow row = ownWholeBlocks(asked);
@@ -110,8 +105,7 @@ static void ownSepStage(void* out, const uint8_t* const* rows, const OwnWindowRo
         ownSumRow(plan.alongRow, plan.depth, rows + i, row, line, ring.pointers);
     }
     ownSumRow(plan.alongColumn, plan.columnDepth, ring.rows + *ring.turn, row, ring.sums, ring.pointers);
-    if (plan.shift) ownShiftSums((int32_t*)ring.sums, plan.shift, row.n);
-    ownSumsToSamples(out, ring.sums, OWN_SUM_32, plan.depth, asked.n);
+    ownSumsToSamples(out, ring.sums, OWN_SUM_32, plan.shift, plan.depth, asked.n);
 }
 
 /* ---- The call ---------------------------------------------------------------------------------------------------- */

@@ -49,24 +49,33 @@ static float ownOver571(int32_t weight)
 
 /* ---- From sums to results ---------------------------------------------------------------------------------------- */
 
-/* sum / 2^bits to the nearest, ties to even; of 1-bit samples ties up. */
-template <class S> static void ownDivideEven(S* sums, int bits, bool tiesUp, ptrdiff_t n)
+/* sum / 2^bits to the nearest, ties to even: (sum + half - 1 + the quotient's last bit) >> bits; of 1-bit samples ties up.
+ * 64-bit sums one by one. */
+template <class S> [[gnu::flatten]] static void ownDivideEven(S* sums, int bits, bool tiesUp, ptrdiff_t n)
 {
-    const int below = (1 << bits >> 1) - 1;
-    for (ptrdiff_t i = 0; i < n; ++i) {
-        const S last = tiesUp ? 1 : (S)((sums[i] >> bits) & 1);
-        sums[i] = (S)((S)(sums[i] + below + last) >> bits);
+    constexpr ptrdiff_t lanes = OwnVec<S>::lanes;
+    const OwnVec<S> half = ownSet((S)((1 << bits >> 1) - !tiesUp)), lowest = ownSet((S)!tiesUp);
+    for (ptrdiff_t i = 0; i < n; i += lanes) {
+        const OwnVec<S> s = ownLoad<S>(sums + i);
+        ownStore(sums + i, ownShiftRight(s + half + (ownShiftRight(s, bits) & lowest), bits));
     }
 }
+static void ownDivideEven64(int64_t* sums, int bits, ptrdiff_t n)
+{
+    for (ptrdiff_t i = 0; i < n; ++i) sums[i] = (sums[i] + (1 << bits >> 1) - 1 + ((sums[i] >> bits) & 1)) >> bits;
+}
 
-/* sum / 571 to the nearest; there are no ties, and double is far more than exact enough. */
-[[gnu::flatten]] static void ownDivide571(int32_t* sums, ptrdiff_t n)
+/* sum / 571 to the nearest; there are no ties. Single precision is exact enough for 8 bits, double for 16. */
+[[gnu::flatten]] static void ownDivide571(int32_t* sums, bool single, ptrdiff_t n)
 {
     constexpr ptrdiff_t lanes = OwnVec<int32_t>::lanes;
-    for (ptrdiff_t i = 0; i < n; i += lanes) {
+    const OwnVec<float> one = ownSet(1.0f / 571);
+    const OwnVec<double> two = ownSet(1.0 / 571);
+    for (ptrdiff_t i = 0; single && i < n; i += lanes)
+        ownStore(sums + i, ownNearest(OwnVec<float>{ownToFloat(ownLoad<int32_t>(sums + i)).v * one.v}));
+    for (ptrdiff_t i = 0; !single && i < n; i += lanes) {
         const OwnPair<double> s = ownToDouble(ownLoad<int32_t>(sums + i));
-        const OwnVec<double> r = ownSet(1.0 / 571);
-        ownStore(sums + i, ownNearest(OwnPair<double>{{s.lo.v * r.v}, {s.hi.v * r.v}}));
+        ownStore(sums + i, ownNearest(OwnPair<double>{{s.lo.v * two.v}, {s.hi.v * two.v}}));
     }
 }
 
@@ -89,7 +98,7 @@ static void ownEndSums(uint8_t* sums, const OwnFixedPlan& plan, ptrdiff_t n)
 {
     const int bits = plan.end == OWN_FIXED_BY_16 ? 4 : 3;
     if (plan.end == OWN_FIXED_BY_571) {
-        if (plan.sum.kind == OWN_SUM_32) ownDivide571((int32_t*)sums, n); /* float weights are divided already */
+        if (plan.sum.kind == OWN_SUM_32) ownDivide571((int32_t*)sums, ownSampleBits(plan.depth) <= 8, n); /* float weights are divided already */
     } else if (plan.end != OWN_FIXED_PLAIN) {
         const bool tiesUp = plan.depth == VEK_DEPTH_1U;
         if (plan.sum.kind == OWN_SUM_16) ownDivideEven((int16_t*)sums, bits, tiesUp, n);
@@ -105,7 +114,7 @@ static void ownFixedStage(void* out, const uint8_t* const* rows, const OwnWindow
     uint8_t *pointers = row.scratch, *sums = pointers + plan.pointerBytes;
     ownSumRow(plan.sum, plan.depth, rows, row, sums, pointers);
     ownEndSums(sums, plan, row.n);
-    ownSumsToSamples(out, sums, plan.sum.kind, plan.depth, asked.n);
+    ownSumsToSamples(out, sums, plan.sum.kind, 0, plan.depth, asked.n);
 }
 
 /* 32S: sums of 64 bits, saturated at the end. */
@@ -119,7 +128,7 @@ static void ownFixedStage32S(void* out, const uint8_t* const* rows, const OwnWin
         const int32_t* __restrict in = (const int32_t*)rows[tap.row] + tap.column * row.step;
         for (ptrdiff_t i = 0; i < row.n; ++i) sums[i] += (int64_t)tap.weight * in[i];
     }
-    if (plan.end != OWN_FIXED_PLAIN) ownDivideEven(sums, plan.end == OWN_FIXED_BY_16 ? 4 : 3, false, row.n);
+    if (plan.end != OWN_FIXED_PLAIN) ownDivideEven64(sums, plan.end == OWN_FIXED_BY_16 ? 4 : 3, row.n);
     int32_t* results = (int32_t*)out;
     for (ptrdiff_t i = 0; i < row.n; ++i) results[i] = ownClamp<int32_t>(sums[i]);
 }
