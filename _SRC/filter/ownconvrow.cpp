@@ -139,6 +139,10 @@ static void ownConvOne(void* out, const uint8_t* const* rows, const OwnWindowRow
     const OwnWindowRow row = ownWholeBlocks(asked);
     uint8_t *pointers = row.scratch, *sums = pointers + plan.pointerBytes;
     const OwnSum& sum = plan.kernel[0].sum;
+    const bool isPlain = plan.combineMethod != COMBINE_SQUARES && plan.combineMethod != COMBINE_ROOT_OF_SQUARES;
+    const int shift = std::min(plan.kernel[0].shift, 15);
+    if (sum.kind == OWN_SUM_16 && (isPlain || shift))
+        return ownSumRowToSamples(sum, plan.depth, rows, asked, out, OWN_END_SHIFT, shift, pointers);
     ownSumRow(sum, plan.depth, rows, row, sums, pointers);
     ownFinishOne(sums, row.n, plan);
     ownSumsToSamples(out, sums, sum.kind, plan.kernel[0].shift, plan.depth, asked.n);

@@ -19,13 +19,13 @@ template <class T, class As> static constexpr int32_t ownFlipped()
     return std::is_signed_v<T> == std::is_signed_v<As> ? 0 : std::is_signed_v<As> ? 1 << (sizeof(T) * 8 - 1) : -(1 << (sizeof(T) * 8 - 1));
 }
 
-/* 16 bits: pairs of bytes times pairs of signed bytes. */
-template <class T>
-[[gnu::flatten]] static void ownSum16(void* sums, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps,
-                                      int32_t start, ptrdiff_t n)
+/* 16 bits: pairs of bytes times pairs of signed bytes. `take` gets the place of the first sample and the sums of two
+ * vectors of samples, each in two. */
+template <class T, class F>
+[[gnu::flatten]] static inline void ownEachSum16(const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps,
+                                                 int32_t start, ptrdiff_t n, F take)
 {
-    constexpr ptrdiff_t step = OwnVec<uint8_t>::lanes, half = step / 2;
-    int16_t* out = (int16_t*)sums;
+    constexpr ptrdiff_t step = OwnVec<uint8_t>::lanes;
     for (ptrdiff_t i = 0; i < n; i += 2 * step) {
         OwnVec<int16_t> s0 = ownSet((int16_t)start), s1 = s0, s2 = s0, s3 = s0;
         for (ptrdiff_t k = 0; k < nTaps; k += 2) {
@@ -38,11 +38,58 @@ template <class T>
             s2 = s2 + ownMulAddBytes(ownZipLow(c, d), w);
             s3 = s3 + ownMulAddBytes(ownZipHigh(c, d), w);
         }
-        ownStore(out + i, s0);
-        ownStore(out + i + half, s1);
-        ownStore(out + i + step, s2);
-        ownStore(out + i + step + half, s3);
+        take(i, s0, s1, s2, s3);
     }
+}
+
+template <class T>
+static void ownSum16(void* sums, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps, int32_t start,
+                     ptrdiff_t n)
+{
+    typedef OwnVec<int16_t> V;
+    int16_t* out = (int16_t*)sums;
+    ownEachSum16<T>(at, weights, nTaps, start, n, [=](ptrdiff_t i, V s0, V s1, V s2, V s3) {
+        ownStore(out + i, s0);
+        ownStore(out + i + V::lanes, s1);
+        ownStore(out + i + 2 * V::lanes, s2);
+        ownStore(out + i + 3 * V::lanes, s3);
+    });
+}
+
+/* The same as samples, after `end`. */
+template <class T, class F>
+static inline void ownSum16Ended(void* samples, const OwnSum& sum, const uint8_t* const* at, ptrdiff_t n, F end)
+{
+    typedef OwnVec<int16_t> V;
+    T* out = (T*)samples;
+    const ptrdiff_t room = (n + OWN_OUT_UNIT - 1) / OWN_OUT_UNIT * OWN_OUT_UNIT;
+    ownEachSum16<T>(at, sum.weights, sum.nPlaces, sum.start, n, [=](ptrdiff_t i, V s0, V s1, V s2, V s3) {
+        ownStore(out + i, ownPack<T>(end(s0), end(s1)));
+        if (i + 2 * V::lanes < room) ownStore(out + i + 2 * V::lanes, ownPack<T>(end(s2), end(s3)));
+    });
+}
+
+/* (sum + half - 1 + the quotient's last bit) >> bits: ties to even. */
+template <class T, int bits>
+static void ownSum16Even(void* samples, const OwnSum& sum, const uint8_t* const* at, ptrdiff_t n)
+{
+    const OwnVec<int16_t> below = ownSet((int16_t)((1 << bits >> 1) - 1)), last = ownSet((int16_t)1);
+    ownSum16Ended<T>(samples, sum, at, n, [=](OwnVec<int16_t> s) {
+        return ownShiftRight(s + below + (ownShiftRight(s, bits) & last), bits);
+    });
+}
+
+template <class T>
+static void ownSum16ToSamples(void* samples, const OwnSum& sum, const uint8_t* const* at, OwnSumEnd end, int shift,
+                              ptrdiff_t n)
+{
+    typedef OwnVec<int16_t> V;
+    const V half = ownSet((int16_t)(1 << shift >> 1));
+    if (end == OWN_END_EVEN && shift == 4) ownSum16Even<T, 4>(samples, sum, at, n);
+    else if (end == OWN_END_EVEN) ownSum16Even<T, 3>(samples, sum, at, n);
+    else if (end == OWN_END_UP)
+        ownSum16Ended<T>(samples, sum, at, n, [=](V s) { return ownShiftRight(s + half, shift); });
+    else ownSum16Ended<T>(samples, sum, at, n, [=](V s) { return ownShiftRight(s, shift); });
 }
 
 /* 32 bits: pairs of 16-bit samples times pairs of 16-bit weights; bytes are widened first. */
@@ -230,13 +277,28 @@ void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMa
     }
 }
 
-void ownSumRow(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row, void* sums,
-               uint8_t* pointers)
+/* Where the samples of each tap begin. */
+static const uint8_t** ownPlaces(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row,
+                                 uint8_t* pointers)
 {
     const ptrdiff_t bytes = std::max(ownSampleBits(depth) >> 3, 1) * row.step;
     const uint8_t** at = (const uint8_t**)pointers;
     for (ptrdiff_t k = 0; k < sum.nPlaces; ++k) at[k] = rows[sum.taps[k].row] + sum.taps[k].column * bytes;
-    sum.run(sums, at, sum.weights, sum.nPlaces, sum.start, row.n);
+    return at;
+}
+
+void ownSumRow(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row, void* sums,
+               uint8_t* pointers)
+{
+    sum.run(sums, ownPlaces(sum, depth, rows, row, pointers), sum.weights, sum.nPlaces, sum.start, row.n);
+}
+
+void ownSumRowToSamples(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row, void* out,
+                        OwnSumEnd end, int shift, uint8_t* pointers)
+{
+    const uint8_t** at = ownPlaces(sum, depth, rows, row, pointers);
+    if (depth == VEK_DEPTH_8S) ownSum16ToSamples<int8_t>(out, sum, at, end, shift, row.n);
+    else ownSum16ToSamples<uint8_t>(out, sum, at, end, shift, row.n);
 }
 
 /* ---- Sums to samples --------------------------------------------------------------------------------------------- */

@@ -55,6 +55,14 @@ void ownStartSum(OwnSum* sum, void* room, int64_t nTaps);
  * kind becomes OWN_SUM_32 where no run keeps to 16 bits. OWN_SUM_32 wraps. sampleMax: the largest magnitude of a sample. */
 void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMax);
 
+/* How 16-bit sums become samples at once, without a row of sums between: shifted right, or divided by 2^shift to the
+ * nearest, ties to even (shift 3 or 4), or up. */
+enum OwnSumEnd { OWN_END_SHIFT, OWN_END_EVEN, OWN_END_UP };
+
+/* A row of samples straight from the lines of a window, for sums of kind OWN_SUM_16. */
+void ownSumRowToSamples(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row, void* out,
+                        OwnSumEnd end, int shift, uint8_t* pointers);
+
 /* A row of sums from the lines of a window. */
 void ownSumRow(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row, void* sums,
                uint8_t* pointers);

@@ -49,14 +49,16 @@ static float ownOver571(int32_t weight)
 
 /* ---- From sums to results ---------------------------------------------------------------------------------------- */
 
-/* sum / 2^bits to the nearest, ties to even: (sum + half - 1 + the quotient's last bit) >> bits; of 1-bit samples ties up.
- * 64-bit sums one by one. */
-template <class S> [[gnu::flatten]] static void ownDivideEven(S* sums, int bits, bool tiesUp, ptrdiff_t n)
+/* The power of two that a filter divides by; 16-bit sums are divided on their way to samples. */
+static int ownFixedBits(OwnFixedEnd end) { return end == OWN_FIXED_BY_16 ? 4 : end == OWN_FIXED_BY_8 ? 3 : 0; }
+
+/* sum / 2^bits to the nearest, ties to even: (sum + half - 1 + the quotient's last bit) >> bits. */
+[[gnu::flatten]] static void ownDivideEven(int32_t* sums, int bits, ptrdiff_t n)
 {
-    constexpr ptrdiff_t lanes = OwnVec<S>::lanes;
-    const OwnVec<S> half = ownSet((S)((1 << bits >> 1) - !tiesUp)), lowest = ownSet((S)!tiesUp);
+    constexpr ptrdiff_t lanes = OwnVec<int32_t>::lanes;
+    const OwnVec<int32_t> half = ownSet((1 << bits >> 1) - 1), lowest = ownSet<int32_t>(1);
     for (ptrdiff_t i = 0; i < n; i += lanes) {
-        const OwnVec<S> s = ownLoad<S>(sums + i);
+        const OwnVec<int32_t> s = ownLoad<int32_t>(sums + i);
         ownStore(sums + i, ownShiftRight(s + half + (ownShiftRight(s, bits) & lowest), bits));
     }
 }
@@ -65,17 +67,14 @@ static void ownDivideEven64(int64_t* sums, int bits, ptrdiff_t n)
     for (ptrdiff_t i = 0; i < n; ++i) sums[i] = (sums[i] + (1 << bits >> 1) - 1 + ((sums[i] >> bits) & 1)) >> bits;
 }
 
-/* sum / 571 to the nearest; there are no ties. Single precision is exact enough for 8 bits, double for 16. */
-[[gnu::flatten]] static void ownDivide571(int32_t* sums, bool single, ptrdiff_t n)
+/* sum / 571 to the nearest; there are no ties, and double is far more than exact enough. */
+[[gnu::flatten]] static void ownDivide571(int32_t* sums, ptrdiff_t n)
 {
     constexpr ptrdiff_t lanes = OwnVec<int32_t>::lanes;
-    const OwnVec<float> one = ownSet(1.0f / 571);
-    const OwnVec<double> two = ownSet(1.0 / 571);
-    for (ptrdiff_t i = 0; single && i < n; i += lanes)
-        ownStore(sums + i, ownNearest(OwnVec<float>{ownToFloat(ownLoad<int32_t>(sums + i)).v * one.v}));
-    for (ptrdiff_t i = 0; !single && i < n; i += lanes) {
+    const OwnVec<double> r = ownSet(1.0 / 571);
+    for (ptrdiff_t i = 0; i < n; i += lanes) {
         const OwnPair<double> s = ownToDouble(ownLoad<int32_t>(sums + i));
-        ownStore(sums + i, ownNearest(OwnPair<double>{{s.lo.v * two.v}, {s.hi.v * two.v}}));
+        ownStore(sums + i, ownNearest(OwnPair<double>{{s.lo.v * r.v}, {s.hi.v * r.v}}));
     }
 }
 
@@ -86,25 +85,23 @@ static void ownScaleFloats(float* sums, float scale, ptrdiff_t n)
 
 /* ---- The plan and the row stages --------------------------------------------------------------------------------- */
 
+enum { OWN_FIXED_ROOM = 27 * (sizeof(OwnTap) + sizeof(uint32_t)) + 16 };
+
 struct OwnFixedPlan {
     uint32_t depth;
     OwnFixedEnd end;
-    OwnSum sum;
+    OwnSum sum, parts[3]; /* parts: of filter 7 on 8-bit samples */
     int64_t pointerBytes;
-    alignas(8) uint8_t room[26 * (sizeof(OwnTap) + sizeof(uint32_t)) + 16];
+    alignas(8) uint8_t room[OWN_FIXED_ROOM], partRoom[3][OWN_FIXED_ROOM];
 };
 
 static void ownEndSums(uint8_t* sums, const OwnFixedPlan& plan, ptrdiff_t n)
 {
-    const int bits = plan.end == OWN_FIXED_BY_16 ? 4 : 3;
-    if (plan.end == OWN_FIXED_BY_571) {
-        if (plan.sum.kind == OWN_SUM_32) ownDivide571((int32_t*)sums, ownSampleBits(plan.depth) <= 8, n); /* float weights are divided already */
-    } else if (plan.end != OWN_FIXED_PLAIN) {
-        const bool tiesUp = plan.depth == VEK_DEPTH_1U;
-        if (plan.sum.kind == OWN_SUM_16) ownDivideEven((int16_t*)sums, bits, tiesUp, n);
-        else if (plan.sum.kind == OWN_SUM_32) ownDivideEven((int32_t*)sums, bits, tiesUp, n);
-        else ownScaleFloats((float*)sums, 1.0f / (float)(1 << bits), n);
-    }
+    const int bits = ownFixedBits(plan.end);
+    if (plan.sum.kind == OWN_SUM_FLOAT) {
+        if (bits) ownScaleFloats((float*)sums, 1.0f / (float)(1 << bits), n); /* those of filter 7 are divided already */
+    } else if (bits) ownDivideEven((int32_t*)sums, bits, n);
+    else if (plan.end == OWN_FIXED_BY_571) ownDivide571((int32_t*)sums, n);
 }
 
 static void ownFixedStage(void* out, const uint8_t* const* rows, const OwnWindowRow& asked)
@@ -112,9 +109,39 @@ static void ownFixedStage(void* out, const uint8_t* const* rows, const OwnWindow
     const OwnWindowRow row = ownWholeBlocks(asked);
     const OwnFixedPlan& plan = *(const OwnFixedPlan*)row.k;
     uint8_t *pointers = row.scratch, *sums = pointers + plan.pointerBytes;
+    if (plan.sum.kind == OWN_SUM_16) {
+        const OwnSumEnd end = plan.end == OWN_FIXED_PLAIN ? OWN_END_SHIFT : plan.depth == VEK_DEPTH_1U ? OWN_END_UP : OWN_END_EVEN;
+        return ownSumRowToSamples(plan.sum, plan.depth, rows, asked, out, end, ownFixedBits(plan.end), pointers);
+    }
     ownSumRow(plan.sum, plan.depth, rows, row, sums, pointers);
     ownEndSums(sums, plan, row.n);
     ownSumsToSamples(out, sums, plan.sum.kind, 0, plan.depth, asked.n);
+}
+
+/* Filter 7 on 8-bit samples: its weights are dealt out to three sums that fit 16 bits, of the sign of the samples; added
+ * up they are divided in single precision, which is exact enough for 8 bits. A sum of T's wider type. */
+template <class T>
+[[gnu::flatten]] static void ownFixedStage571(void* out, const uint8_t* const* rows, const OwnWindowRow& asked)
+{
+    typedef OwnWide<T> W;
+    constexpr ptrdiff_t lanes = OwnVec<W>::lanes;
+    const OwnWindowRow row = ownWholeBlocks(asked);
+    const OwnFixedPlan& plan = *(const OwnFixedPlan*)row.k;
+    uint8_t* pointers = row.scratch;
+    W* sums[3];
+    for (int part = 0; part < 3; ++part) {
+        sums[part] = (W*)(pointers + plan.pointerBytes) + part * row.lineSamples;
+        ownSumRow(plan.parts[part], plan.depth, rows, row, sums[part], pointers);
+    }
+    const OwnVec<float> r = ownSet(1.0f / 571);
+    const auto mean = [=](ptrdiff_t i) {
+        const auto a = ownUnpack(ownLoad<W>(sums[0] + i)), b = ownUnpack(ownLoad<W>(sums[1] + i)),
+                   c = ownUnpack(ownLoad<W>(sums[2] + i));
+        const auto low = ownAs<int32_t>(a.lo + b.lo + c.lo), high = ownAs<int32_t>(a.hi + b.hi + c.hi);
+        return ownPack<int16_t>(ownNearest(ownToFloat(low) * r), ownNearest(ownToFloat(high) * r));
+    };
+    for (ptrdiff_t i = 0; i < asked.n; i += 2 * lanes)
+        ownStore((uint8_t*)out + i, ownAs<uint8_t>(ownPack<T>(mean(i), mean(i + lanes))));
 }
 
 /* 32S: sums of 64 bits, saturated at the end. */
@@ -128,9 +155,31 @@ static void ownFixedStage32S(void* out, const uint8_t* const* rows, const OwnWin
         const int32_t* __restrict in = (const int32_t*)rows[tap.row] + tap.column * row.step;
         for (ptrdiff_t i = 0; i < row.n; ++i) sums[i] += (int64_t)tap.weight * in[i];
     }
-    if (plan.end != OWN_FIXED_PLAIN) ownDivideEven64(sums, plan.end == OWN_FIXED_BY_16 ? 4 : 3, row.n);
+    if (plan.end != OWN_FIXED_PLAIN) ownDivideEven64(sums, ownFixedBits(plan.end), row.n);
     int32_t* results = (int32_t*)out;
     for (ptrdiff_t i = 0; i < row.n; ++i) results[i] = ownClamp<int32_t>(sums[i]);
+}
+
+/* The three parts: weights of 255, 256 and 60 in all, so that no sum leaves 16 bits; and two by two of 128 at most, for
+ * which the centre is paired with no weight. */
+static void ownPlanParts(OwnFixedPlan* plan, const OwnFixedFilter& fixed)
+{
+    static constexpr int8_t weights[3][6] = {{127, 0, 52, 12}, {52, 31, 7}, {7, 12, 2}};
+    static constexpr int8_t counts[3][6] = {{1, 1, 2, 2}, {2, 4, 4}, {4, 2, 4}};
+    bool isTaken[25] = {};
+    for (int part = 0; part < 3; ++part) {
+        OwnSum& sum = plan->parts[part];
+        ownStartSum(&sum, plan->partRoom[part], 26);
+        for (int k = 0; k < 6; ++k)
+            for (int32_t i = 0, left = counts[part][k]; left > 0; ++i) {
+                const int8_t weight = weights[part][k];
+                if (weight && (isTaken[i] || fixed.weights[i] != weight)) continue;
+                if (weight) isTaken[i] = true;
+                sum.taps[sum.nTaps++] = {i / 5, i % 5, weight, 0};
+                --left;
+            }
+        ownFinishSum(&sum, OWN_SUM_16, plan->depth, plan->depth == VEK_DEPTH_1U ? 1 : 255);
+    }
 }
 
 static void ownPlanFixed(OwnFixedPlan* plan, uint32_t depth, uint32_t filter)
@@ -139,7 +188,7 @@ static void ownPlanFixed(OwnFixedPlan* plan, uint32_t depth, uint32_t filter)
     const bool over571 = fixed.end == OWN_FIXED_BY_571;
     plan->depth = depth;
     plan->end = fixed.end;
-    plan->pointerBytes = ownSumPointers(25);
+    plan->pointerBytes = ownSumPointers(26);
     ownStartSum(&plan->sum, plan->room, 25);
     for (int32_t i = 0; i < fixed.size * fixed.size; ++i) {
         const int32_t weight = fixed.weights[i];
@@ -151,6 +200,14 @@ static void ownPlanFixed(OwnFixedPlan* plan, uint32_t depth, uint32_t filter)
     const bool fits16 = ownSampleBits(depth) <= 8 && !over571;
     ownFinishSum(&plan->sum, isFloat ? OWN_SUM_FLOAT : fits16 ? OWN_SUM_16 : OWN_SUM_32, depth,
                  depth == VEK_DEPTH_1U ? 1 : 255);
+    if (over571 && ownSampleBits(depth) <= 8) ownPlanParts(plan, fixed);
+}
+
+static OwnWindowStage* ownStageOf(const OwnFixedPlan& plan)
+{
+    if (plan.depth == VEK_DEPTH_32S && plan.sum.kind != OWN_SUM_FLOAT) return ownFixedStage32S;
+    if (plan.end != OWN_FIXED_BY_571 || ownSampleBits(plan.depth) > 8) return ownFixedStage;
+    return plan.depth == VEK_DEPTH_8S ? ownFixedStage571<int8_t> : ownFixedStage571<uint8_t>;
 }
 
 /* ---- The call ---------------------------------------------------------------------------------------------------- */
@@ -181,7 +238,6 @@ int32_t vekFixedFilter(const VekImage* srcImage, VekImage* dstImage, int32_t fil
 
     OwnFixedPlan plan;
     ownPlanFixed(&plan, srcImage->depth, (uint32_t)filter);
-    const bool wide = srcImage->depth == VEK_DEPTH_32S && plan.sum.kind != OWN_SUM_FLOAT;
     OwnWindow window = {};
     window.srcImage = srcImage;
     window.dstImage = dstImage;
@@ -189,10 +245,10 @@ int32_t vekFixedFilter(const VekImage* srcImage, VekImage* dstImage, int32_t fil
     window.to = to;
     window.left = window.right = window.top = window.bottom = ownFixedFilters[filter].size / 2;
     window.borderConst = srcImage->borderConst;
-    window.stage = wide ? ownFixedStage32S : ownFixedStage;
+    window.stage = ownStageOf(plan);
     window.k = &plan;
     window.scratchBytes = plan.pointerBytes;
-    window.scratchPerSample = wide ? (int64_t)sizeof(int64_t) : (int64_t)OWN_SUM_BYTES;
+    window.scratchPerSample = sizeof(int64_t);
     const OwnWindowEnd end = ownWindow(window);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure", -1);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_TILE, VEK_StatusFailed, "Error get tile to write", -1);
