@@ -165,7 +165,10 @@ static std::string runOperation(Chain* chain, const Operation& operation, const 
     Numbers numbers;
     const std::string rest = step.substr(std::string(operation.name).size());
     if (!isOnTwo && !parseNumbers(splitAtColons(rest), (size_t)operation.nNumbers, &numbers))
-        return operation.nNumbers ? "takes one number of 32 bits after a colon" : "takes nothing after its name";
+        return operation.nNumbers > 1
+                   ? "takes " + std::to_string(operation.nNumbers) + " numbers of 32 bits, each after a colon"
+               : operation.nNumbers ? "takes one number of 32 bits after a colon"
+                                    : "takes nothing after its name";
     Frame frame = makeFrame(*chain);
     if (chain->mask != Chain::NO_MASK && !frame.mask) return "needs more memory than there is";
     VekImage* image = chain->image;

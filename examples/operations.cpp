@@ -46,6 +46,34 @@ template <class ToBits> static void throughBits(In src, Out dst, int32_t zero, i
     }
 }
 
+/* One 3 by 3 kernel, its sums shifted; two of them, and the length of what they give. */
+static void convolve(Out picture, const int32_t values[9], int32_t shift)
+{
+    VekConvKernel* kernel = vekCreateConvKernel(3, 3, 1, 1, values, shift);
+    if (!kernel) return;
+    vekConvolve2D(picture, picture, &kernel, 1, COMBINE_ADD);
+    vekDeleteConvKernel(kernel);
+}
+static void sharpen(In, In, Out picture, N)
+{
+    const int32_t values[9] = {-1, -1, -1, -1, 16, -1, -1, -1, -1};
+    convolve(picture, values, 3);
+}
+static void convolveGiven(In, In, Out picture, N n)
+{
+    int32_t values[9];
+    for (int i = 0; i < 9; ++i) values[i] = (int32_t)n.values[(size_t)i];
+    convolve(picture, values, 0);
+}
+static void findEdges(In, In, Out picture, N)
+{
+    const int32_t across[9] = {1, 0, -1, 2, 0, -2, 1, 0, -1}, down[9] = {1, 2, 1, 0, 0, 0, -1, -2, -1};
+    VekConvKernel* kernel[2] = {vekCreateConvKernel(3, 3, 1, 1, across, 0), vekCreateConvKernel(3, 3, 1, 1, down, 0)};
+    if (kernel[0] && kernel[1]) vekConvolve2D(picture, picture, kernel, 2, COMBINE_ROOT_OF_SQUARES);
+    for (VekConvKernel* made : kernel)
+        if (made) vekDeleteConvKernel(made);
+}
+
 /* clang-format off */
 const Operation operations[] = {
     {"invert",   ONE_PICTURE,  0, "NOT src",           "invert",        [](In a, In, Out d, N) { vekNot(a, d); }},
@@ -88,6 +116,10 @@ const Operation operations[] = {
     {"dilate",   ONE_PICTURE,  1, "max, side 2n + 1",  "dilate:2",      [](In a, In, Out d, N n) { vekDilate(a, d, n.whole()); }},
     {"open",     ONE_PICTURE,  1, "erode, dilate",     "open:3",        [](In a, In, Out d, N n) { vekOpen(a, d, n.whole()); }},
     {"close",    ONE_PICTURE,  1, "dilate, erode",     "close:3",       [](In a, In, Out d, N n) { vekClose(a, d, n.whole()); }},
+    {"blur",     ONE_PICTURE,  1, "mean of n x n",     "blur:9",        [](In a, In, Out d, N n) { vekBlur(a, d, n.whole(), n.whole(), n.whole() / 2, n.whole() / 2); }},
+    {"sharpen",  ONE_PICTURE,  0, "16 amid -1s, / 8",  "sharpen",       sharpen},
+    {"edges",    ONE_PICTURE,  0, "length of gradient", "edges",        findEdges},
+    {"conv",     ONE_PICTURE,  9, "3 x 3 kernel",      "conv:2:1:0:1:1:-1:0:-1:-2", convolveGiven},
 };
 /* clang-format on */
 

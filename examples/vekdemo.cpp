@@ -23,7 +23,8 @@ static void printUsage(FILE* stream)
     fputs(usage, stream);
     for (int i = 0; i < nOperations; ++i) {
         const Operation& operation = operations[i];
-        const std::string call = operation.name + std::string(operation.nNumbers                ? ":n"
+        const std::string call = operation.name + std::string(operation.nNumbers > 1            ? ":n:n..."
+                                                              : operation.nNumbers              ? ":n"
                                                               : operation.shape == TWO_PICTURES ? "[:second]"
                                                                                                 : "");
         fprintf(stream, "  %-16s  %s\n", call.c_str(), operation.formula);
