@@ -458,149 +458,6 @@ VEK_API void vekSquare(const VekImage* srcImage, VekImage* dstImage);
  *            -5 "(srcImage->tileInfo->tileData != ((void*)(0)))" or dstImage, after a release */
 VEK_API void vekAbs(const VekImage* srcImage, VekImage* dstImage);
 
-/* ---- Filters: convolution ------------------------------------------------------------------------- */
-
-/* A convolution kernel. The coefficients are stored rotated by 180 degrees, index i holding the given index
- * nCols nRows - 1 - i, and the anchor with them: anchorX is nCols - 1 - the given column, anchorY alike. */
-typedef struct VekConvKernel {
-    int32_t nCols;
-    int32_t nRows;
-    int32_t anchorX;
-    int32_t anchorY;
-    int32_t* values;
-    int32_t nShiftR; /* bits by which each sum is shifted right, by its sign; below 0 as 0 */
-} VekConvKernel;
-
-typedef struct VekConvKernelFP {
-    int32_t nCols;
-    int32_t nRows;
-    int32_t anchorX;
-    int32_t anchorY;
-    float* values;
-} VekConvKernelFP;
-
-/* How the results v1 .. vn of several kernels become one. */
-enum {
-    COMBINE_ADD = 0,             /* v1 + ... + vn */
-    COMBINE_SQUARES = 1,         /* v1 v1 + ... + vn vn */
-    COMBINE_ROOT_OF_SQUARES = 2, /* the square root of that */
-    COMBINE_GREATEST = 3,
-    COMBINE_LEAST = 4
-};
-
-/* vekCreateConvKernel, vekCreateConvKernelChar, vekCreateConvKernelFP: a new kernel from coefficients in rows from top
- * to bottom, of 32-bit integers, 8-bit integers, floats.
- *   anchorX, anchorY  the coefficient that falls on the pixel itself, from 0
- *   nShiftR  stored as it is
- *   returns  the kernel, to be released by vekDeleteConvKernel (vekDeleteConvKernelFP); null on failure
- *   refuses  -5 "(values == 0)"; -5 "(nRows<=0 || nCols<=0)"; -5 "(anchorX<0 ||anchorY<0 ||nRows<=anchorY ||
- *            nCols<=anchorX)", in one line; -4 "Allocation failure" */
-VEK_API VekConvKernel* vekCreateConvKernel(int32_t nCols, int32_t nRows, int32_t anchorX, int32_t anchorY,
-                                           const int32_t* values, int32_t nShiftR);
-VEK_API VekConvKernel* vekCreateConvKernelChar(int32_t nCols, int32_t nRows, int32_t anchorX, int32_t anchorY,
-                                               const int8_t* values, int32_t nShiftR);
-VEK_API VekConvKernelFP* vekCreateConvKernelFP(int32_t nCols, int32_t nRows, int32_t anchorX, int32_t anchorY,
-                                               const float* values);
-
-/* vekGetConvKernel, vekGetConvKernelChar, vekGetConvKernelFP: what the kernel was made of, unrotated. Nothing is written
- * unless everything is; a negative stored status, whatever left it there, ends the call silently.
- *   values   the caller's pointer to its own array, which gets nCols nRows coefficients (Char: their low 8 bits)
- *   refuses  -5 "kernel==0"; -5 "ownBadKernel((OwnConvKernel*)kernel)"; -5 "nRows==0" and "nCols==0", both when both are;
- *            -5 "anchorX==0" and "anchorY==0"; -5 "values==0"; -5 "nShiftR==0" */
-VEK_API void vekGetConvKernel(const VekConvKernel* kernel, int32_t* nCols, int32_t* nRows, int32_t* anchorX,
-                              int32_t* anchorY, int32_t** values, int32_t* nShiftR);
-VEK_API void vekGetConvKernelChar(const VekConvKernel* kernel, int32_t* nCols, int32_t* nRows, int32_t* anchorX,
-                                  int32_t* anchorY, int8_t** values, int32_t* nShiftR);
-VEK_API void vekGetConvKernelFP(const VekConvKernelFP* kernel, int32_t* nCols, int32_t* nRows, int32_t* anchorX,
-                                int32_t* anchorY, float** values);
-
-/* vekDeleteConvKernel, vekDeleteConvKernelFP: frees a kernel and its coefficients.
- *   refuses  -5 "kernel==0"; -5 "kernel->values==0", the record being left as it is */
-VEK_API void vekDeleteConvKernel(VekConvKernel* kernel);
-VEK_API void vekDeleteConvKernelFP(VekConvKernelFP* kernel);
-
-/* vekConvolve2D, vekConvolve2DFP: dst(x, y) = the sum over r, c of K[r][c] src(x + anchorX - c, y + anchorY - r), with the
- * kernel as it was given at creation (a true convolution: the kernel is mirrored), shifted right by nShiftR, by its sign,
- * and held to the range of the depth; of several kernels, these results merged. 32F is neither rounded nor held.
- *   srcImage, dstImage  same depth and data order; may be the same image
- *   kernel, nKernels    1 to 10 kernels
- *   combineMethod       COMBINE_*, tested with several kernels only. With one kernel whose nShiftR is 0 the sum is squared by
- *            COMBINE_SQUARES and made positive by COMBINE_ROOT_OF_SQUARES (not in the 3 by 3 case below)
- *   sums     in 16 bits where no sum can leave them, else in 32 bits with coefficients of 16, else in floats that are
- *            rounded once after each coefficient; squares of one kernel's sum are cut to the width of the sum. Several
- *            kernels merge in 32-bit integers that wrap when all sums have 16 bits, otherwise in floats
- *   3 by 3   one 8U kernel of 3 by 3 with sums of 16 bits, without masks, on images of one or three channels without alpha,
- *            on planes and on a coi: combineMethod plays no part
- *   1U       a result above 0 is 1
- *   borders  real pixels as far as the image reaches, whatever the region; then by the source's border settings, with the
- *            constants held to the range of the depth
- *   writes   [W], without its one run over whole blocks. A coi on one image only reads or writes channel 1 of the other;
- *            a coi on the alpha channel ends the call silently
- *   depths   1U 8U 8S 16U 16S 32S; vekConvolve2DFP 32F
- *   refuses  the headers; -11 "Bad ROI offsets"; -5 "kernel==0"; -5 "(nKernels<=0 || nKernels>10)"; -5 "Inadmissible
- *            method"; -5 "kernel[i]==0"; -5 "Bad kernel structure"; -5 "Uncompatible images" on depth, data order, and later
- *            channels; -5 "32F images can be processed only with FP kernel" ("FP kernel can be used only for 32F
- *            images"); -4 "Allocation failure"; -5 "(dstImage->tileInfo->tileData == ((void*)(0)))" */
-VEK_API void vekConvolve2D(const VekImage* srcImage, VekImage* dstImage, VekConvKernel** kernel, int32_t nKernels,
-                           int32_t combineMethod);
-VEK_API void vekConvolve2DFP(const VekImage* srcImage, VekImage* dstImage, VekConvKernelFP** kernel, int32_t nKernels,
-                             int32_t combineMethod);
-
-/* vekConvolveSep2D: convolves the rows with the first row of Xkernel and the columns with the first column's worth of
- * Ykernel: dst = (the sum over i of Y[i] (the sum over j of X[j] src)) >> the shifts of both, held to the range of the
- * depth. Sums have 32 bits and wrap; the shift comes once, at the end.
- *   srcImage, dstImage  same depth, origin and data order; in place is not supported
- *   Xkernel  its nCols, anchorX, nShiftR and its first nCols stored coefficients count
- *   Ykernel  its nRows, anchorY, nShiftR and its first nRows stored coefficients count
- *   shift    the sum of both; above 31 as 31, below 0 as 0
- *   1U, borders, writes  as vekConvolve2D, the border constants by their low bits
- *   depths   1U 8U 8S 16U 16S 32S
- *   refuses  the headers; -5 "Xkernel==0"; -5 "Ykernel==0"; after it a negative stored status ends the call, whatever left
- *            it there; -5 "srcImage->depth != dstImage->depth"; -5 "srcImage->origin != dstImage->origin";
- *            -5 "srcImage->dataOrder != dstImage->dataOrder"; -5 "nCsrc != nCdst"; -5 "nChannels in srcImage ROI !=
- *            nChannels in dstImage ROI", for a coi on one side; -5 "Xkernel->nCols <= 0"; -5 "Ykernel->nRows <= 0";
- *            -5 "Unknown srcImage->depth" (32F); -4 "Allocation failure";
- *            -5 "(dstImage->tileInfo->tileData == ((void*)(0)))" */
-VEK_API void vekConvolveSep2D(const VekImage* srcImage, VekImage* dstImage, const VekConvKernel* Xkernel,
-                              const VekConvKernel* Ykernel);
-
-/* ---- Filters: blur and fixed filters --------------------------------------------------------------- */
-
-/* vekBlur: the mean of a window of nCols by nRows pixels, rounded to the nearest integer, ties to even; 32F not rounded.
- * The window of a pixel begins anchorX columns to its left and anchorY rows above it.
- *   srcImage, dstImage  same depth and data order; may be the same image
- *   nCols, nRows        0 for either: a copy by vekCopy, whose tests then hold
- *   1U       the mean of the bits: a tie gives 0
- *   32S      the sum wraps in 32 bits
- *   cost     independent of the window's size
- *   borders, writes  as vekConvolveSep2D
- *   depths   1U 8U 8S 16U 16S 32S 32F
- *   refuses  the headers; -5 "(nRows<0||nCols<0)"; -5 "(anchorX<0||anchorY<0)"; -5 "(anchorX>=nCols||anchorY>=nRows)";
- *            -18 "bad alpha channel's number"; -15 "bad channel's number"; -5 "srcImage->depth!=dstImage->depth";
- *            -5 "srcImage->dataOrder!=dstImage->dataOrder"; -4 "Allocation failure";
- *            -5 "(dstImage->tileInfo->tileData == ((void*)(0)))" */
-VEK_API void vekBlur(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
-                     int32_t anchorY);
-
-/* vekFixedFilter: one of eleven built-in filters, centred on the pixel; kernels are given as they lie on the image.
- *   srcImage, dstImage  different images of same depth, nChannels, alphaChannel, data order (1U: any order)
- *   filter   0  -1 0 1 turned about: left column minus right column, weights 1 1 1     1  the same, top minus bottom row
- *            2  left column minus right column, weights 1 2 1                          3  the same, top minus bottom row
- *            4  8 in the centre of -1s, 3 by 3                     8  the same as 4
- *            5  -1 -3 -4 -3 -1 / -3 0 6 0 -3 / -4 6 20 6 -4 / and mirrored             9  24 in the centre of -1s, 5 by 5
- *            6  1 2 1 / 2 4 2 / 1 2 1, over 16, ties to even
- *            7  2 7 12 7 2 / 7 31 52 31 7 / 12 52 127 52 12 / and mirrored, over 571
- *            10 16 in the centre of -1s, 3 by 3, over 8, ties to even
- *   results  held to the range of the depth; 32F not; 1U: above 0 is 1 (filter 6: from 8 of 16)
- *   borders, writes  as vekConvolveSep2D
- *   depths   1U 8U 8S 16U 16S 32S 32F
- *   returns  0; -1 after a failure
- *   refuses  the headers; -5 "(srcImage==dstImage)"; -5 "srcImage->depth!=dstImage->depth";
- *            -5 "srcImage->nChannels!=dstImage->nChannels"; -5 "srcImage->alphaChannel!=dstImage->alphaChannel";
- *            -5 "srcImage->dataOrder!=dstImage->dataOrder"; -5 "Number of interset channel input and output Image is not
- *            equal."; then a negative stored status ends the call, whatever left it there; -5 "Unknow filter.";
- *            -4 "Allocation failure"; -2 "Error get tile to write" */
-VEK_API int32_t vekFixedFilter(const VekImage* srcImage, VekImage* dstImage, int32_t filter);
 /* ---- Movement ------------------------------------------------------------------------------------ */
 
 /* vekCopy: dst = src. vekExchange: A and B change places.
@@ -761,6 +618,150 @@ enum {
  *   memory    tables and scratch are kept for the thread until VEK_DCT_RELEASE or its end, about 4 bytes a pixel */
 VEK_API void vekDCT2D(const VekImage* src, VekImage* dst, int32_t flags);
 
+/* ---- Filters: convolution ------------------------------------------------------------------------- */
+
+/* A convolution kernel. The coefficients are stored rotated by 180 degrees, index i holding the given index
+ * nCols nRows - 1 - i, and the anchor with them: anchorX is nCols - 1 - the given column, anchorY alike. */
+typedef struct VekConvKernel {
+    int32_t nCols;
+    int32_t nRows;
+    int32_t anchorX;
+    int32_t anchorY;
+    int32_t* values;
+    int32_t nShiftR; /* bits by which each sum is shifted right, by its sign; below 0 as 0 */
+} VekConvKernel;
+
+typedef struct VekConvKernelFP {
+    int32_t nCols;
+    int32_t nRows;
+    int32_t anchorX;
+    int32_t anchorY;
+    float* values;
+} VekConvKernelFP;
+
+/* How the results v1 .. vn of several kernels become one. */
+enum {
+    COMBINE_ADD = 0,             /* v1 + ... + vn */
+    COMBINE_SQUARES = 1,         /* v1 v1 + ... + vn vn */
+    COMBINE_ROOT_OF_SQUARES = 2, /* the square root of that */
+    COMBINE_GREATEST = 3,
+    COMBINE_LEAST = 4
+};
+
+/* vekCreateConvKernel, vekCreateConvKernelChar, vekCreateConvKernelFP: a new kernel from coefficients in rows from top
+ * to bottom, of 32-bit integers, 8-bit integers, floats.
+ *   anchorX, anchorY  the coefficient that falls on the pixel itself, from 0
+ *   nShiftR  stored as it is
+ *   returns  the kernel, to be released by vekDeleteConvKernel (vekDeleteConvKernelFP); null on failure
+ *   refuses  -5 "(values == 0)"; -5 "(nRows<=0 || nCols<=0)"; -5 "(anchorX<0 ||anchorY<0 ||nRows<=anchorY ||
+ *            nCols<=anchorX)", in one line; -4 "Allocation failure" */
+VEK_API VekConvKernel* vekCreateConvKernel(int32_t nCols, int32_t nRows, int32_t anchorX, int32_t anchorY,
+                                           const int32_t* values, int32_t nShiftR);
+VEK_API VekConvKernel* vekCreateConvKernelChar(int32_t nCols, int32_t nRows, int32_t anchorX, int32_t anchorY,
+                                               const int8_t* values, int32_t nShiftR);
+VEK_API VekConvKernelFP* vekCreateConvKernelFP(int32_t nCols, int32_t nRows, int32_t anchorX, int32_t anchorY,
+                                               const float* values);
+
+/* vekGetConvKernel, vekGetConvKernelChar, vekGetConvKernelFP: what the kernel was made of, unrotated. Nothing is written
+ * unless everything is; a negative stored status, whatever left it there, ends the call silently.
+ *   values   the caller's pointer to its own array, which gets nCols nRows coefficients (Char: their low 8 bits)
+ *   refuses  -5 "kernel==0"; -5 "ownBadKernel((OwnConvKernel*)kernel)"; -5 "nRows==0" and "nCols==0", both when both are;
+ *            -5 "anchorX==0" and "anchorY==0"; -5 "values==0"; -5 "nShiftR==0" */
+VEK_API void vekGetConvKernel(const VekConvKernel* kernel, int32_t* nCols, int32_t* nRows, int32_t* anchorX,
+                              int32_t* anchorY, int32_t** values, int32_t* nShiftR);
+VEK_API void vekGetConvKernelChar(const VekConvKernel* kernel, int32_t* nCols, int32_t* nRows, int32_t* anchorX,
+                                  int32_t* anchorY, int8_t** values, int32_t* nShiftR);
+VEK_API void vekGetConvKernelFP(const VekConvKernelFP* kernel, int32_t* nCols, int32_t* nRows, int32_t* anchorX,
+                                int32_t* anchorY, float** values);
+
+/* vekDeleteConvKernel, vekDeleteConvKernelFP: frees a kernel and its coefficients.
+ *   refuses  -5 "kernel==0"; -5 "kernel->values==0", the record being left as it is */
+VEK_API void vekDeleteConvKernel(VekConvKernel* kernel);
+VEK_API void vekDeleteConvKernelFP(VekConvKernelFP* kernel);
+
+/* vekConvolve2D, vekConvolve2DFP: dst(x, y) = the sum over r, c of K[r][c] src(x + anchorX - c, y + anchorY - r), with the
+ * kernel as it was given at creation (a true convolution: the kernel is mirrored), shifted right by nShiftR, by its sign,
+ * and held to the range of the depth; of several kernels, these results merged. 32F is neither rounded nor held.
+ *   srcImage, dstImage  same depth and data order; may be the same image
+ *   kernel, nKernels    1 to 10 kernels
+ *   combineMethod       COMBINE_*, tested with several kernels only. With one kernel whose nShiftR is 0 the sum is squared by
+ *            COMBINE_SQUARES and made positive by COMBINE_ROOT_OF_SQUARES (not in the 3 by 3 case below)
+ *   sums     in 16 bits where no sum can leave them, else in 32 bits with coefficients of 16, else in floats that are
+ *            rounded once after each coefficient; squares of one kernel's sum are cut to the width of the sum. Several
+ *            kernels merge in 32-bit integers that wrap when all sums have 16 bits, otherwise in floats
+ *   3 by 3   one 8U kernel of 3 by 3 with sums of 16 bits, without masks, on images of one or three channels without alpha,
+ *            on planes and on a coi: combineMethod plays no part
+ *   1U       a result above 0 is 1
+ *   borders  real pixels as far as the image reaches, whatever the region; then by the source's border settings, with the
+ *            constants held to the range of the depth
+ *   writes   [W], without its one run over whole blocks. A coi on one image only reads or writes channel 1 of the other;
+ *            a coi on the alpha channel ends the call silently
+ *   depths   1U 8U 8S 16U 16S 32S; vekConvolve2DFP 32F
+ *   refuses  the headers; -11 "Bad ROI offsets"; -5 "kernel==0"; -5 "(nKernels<=0 || nKernels>10)"; -5 "Inadmissible
+ *            method"; -5 "kernel[i]==0"; -5 "Bad kernel structure"; -5 "Uncompatible images" on depth, data order, and later
+ *            channels; -5 "32F images can be processed only with FP kernel" ("FP kernel can be used only for 32F
+ *            images"); -4 "Allocation failure"; -5 "(dstImage->tileInfo->tileData == ((void*)(0)))" */
+VEK_API void vekConvolve2D(const VekImage* srcImage, VekImage* dstImage, VekConvKernel** kernel, int32_t nKernels,
+                           int32_t combineMethod);
+VEK_API void vekConvolve2DFP(const VekImage* srcImage, VekImage* dstImage, VekConvKernelFP** kernel, int32_t nKernels,
+                             int32_t combineMethod);
+
+/* vekConvolveSep2D: convolves the rows with the first row of Xkernel and the columns with the first column's worth of
+ * Ykernel: dst = (the sum over i of Y[i] (the sum over j of X[j] src)) >> the shifts of both, held to the range of the
+ * depth. Sums have 32 bits and wrap; the shift comes once, at the end.
+ *   srcImage, dstImage  same depth, origin and data order; in place is not supported
+ *   Xkernel  its nCols, anchorX, nShiftR and its first nCols stored coefficients count
+ *   Ykernel  its nRows, anchorY, nShiftR and its first nRows stored coefficients count
+ *   shift    the sum of both; above 31 as 31, below 0 as 0
+ *   1U, borders, writes  as vekConvolve2D, the border constants by their low bits
+ *   depths   1U 8U 8S 16U 16S 32S
+ *   refuses  the headers; -5 "Xkernel==0"; -5 "Ykernel==0"; after it a negative stored status ends the call, whatever left
+ *            it there; -5 "srcImage->depth != dstImage->depth"; -5 "srcImage->origin != dstImage->origin";
+ *            -5 "srcImage->dataOrder != dstImage->dataOrder"; -5 "nCsrc != nCdst"; -5 "nChannels in srcImage ROI !=
+ *            nChannels in dstImage ROI", for a coi on one side; -5 "Xkernel->nCols <= 0"; -5 "Ykernel->nRows <= 0";
+ *            -5 "Unknown srcImage->depth" (32F); -4 "Allocation failure";
+ *            -5 "(dstImage->tileInfo->tileData == ((void*)(0)))" */
+VEK_API void vekConvolveSep2D(const VekImage* srcImage, VekImage* dstImage, const VekConvKernel* Xkernel,
+                              const VekConvKernel* Ykernel);
+
+/* ---- Filters: blur and fixed filters --------------------------------------------------------------- */
+
+/* vekBlur: the mean of a window of nCols by nRows pixels, rounded to the nearest integer, ties to even; 32F not rounded.
+ * The window of a pixel begins anchorX columns to its left and anchorY rows above it.
+ *   srcImage, dstImage  same depth and data order; may be the same image
+ *   nCols, nRows        0 for either: a copy by vekCopy, whose tests then hold
+ *   1U       the mean of the bits: a tie gives 0
+ *   32S      the sum wraps in 32 bits
+ *   cost     independent of the window's size
+ *   borders, writes  as vekConvolveSep2D
+ *   depths   1U 8U 8S 16U 16S 32S 32F
+ *   refuses  the headers; -5 "(nRows<0||nCols<0)"; -5 "(anchorX<0||anchorY<0)"; -5 "(anchorX>=nCols||anchorY>=nRows)";
+ *            -18 "bad alpha channel's number"; -15 "bad channel's number"; -5 "srcImage->depth!=dstImage->depth";
+ *            -5 "srcImage->dataOrder!=dstImage->dataOrder"; -4 "Allocation failure";
+ *            -5 "(dstImage->tileInfo->tileData == ((void*)(0)))" */
+VEK_API void vekBlur(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
+                     int32_t anchorY);
+
+/* vekFixedFilter: one of eleven built-in filters, centred on the pixel; kernels are given as they lie on the image.
+ *   srcImage, dstImage  different images of same depth, nChannels, alphaChannel, data order (1U: any order)
+ *   filter   0  left column minus right column, 3 by 3, weights 1 1 1     1  the same, top row minus bottom row
+ *            2  left column minus right column, weights 1 2 1             3  the same, top row minus bottom row
+ *            4  8 in the centre of -1s, 3 by 3                            8  the same as 4
+ *            5  -1 -3 -4 -3 -1 / -3 0 6 0 -3 / -4 6 20 6 -4 / and mirrored
+ *            9  24 in the centre of -1s, 5 by 5
+ *            6  1 2 1 / 2 4 2 / 1 2 1, over 16, ties to even
+ *            7  2 7 12 7 2 / 7 31 52 31 7 / 12 52 127 52 12 / and mirrored, over 571
+ *            10 16 in the centre of -1s, 3 by 3, over 8, ties to even
+ *   results  held to the range of the depth; 32F not; 1U: above 0 is 1 (filter 6: from 8 of 16)
+ *   borders, writes  as vekConvolveSep2D
+ *   depths   1U 8U 8S 16U 16S 32S 32F
+ *   returns  0; -1 after a failure
+ *   refuses  the headers; -5 "(srcImage==dstImage)"; -5 "srcImage->depth!=dstImage->depth";
+ *            -5 "srcImage->nChannels!=dstImage->nChannels"; -5 "srcImage->alphaChannel!=dstImage->alphaChannel";
+ *            -5 "srcImage->dataOrder!=dstImage->dataOrder"; -5 "Number of interset channel input and output Image is not
+ *            equal."; then a negative stored status ends the call, whatever left it there; -5 "Unknow filter.";
+ *            -4 "Allocation failure"; -2 "Error get tile to write" */
+VEK_API int32_t vekFixedFilter(const VekImage* srcImage, VekImage* dstImage, int32_t filter);
 /* ---- Filters: ranks -------------------------------------------------------------------------------- */
 
 /* vekMaxFilter, vekMinFilter, vekMedianFilter: dst = the largest, smallest, middle sample of the window of nCols by nRows

@@ -304,7 +304,7 @@ void ownSumRowToSamples(const OwnSum& sum, uint32_t depth, const uint8_t* const*
 /* ---- Sums to samples --------------------------------------------------------------------------------------------- */
 
 /* Integer lanes, four vectors of 32 bits or two of 16, to one vector of bytes. */
-template <class T> static inline OwnVec<T> ownNarrow(const OwnVec<int32_t> v[4])
+template <class T> static inline OwnVec<T> ownNarrowFour(const OwnVec<int32_t> v[4])
 {
     return ownPack<T>(ownPack<int16_t>(v[0], v[1]), ownPack<int16_t>(v[2], v[3]));
 }
@@ -336,7 +336,7 @@ template <class T, class S> [[gnu::flatten]] static void ownToSamples(void* out,
     for (ptrdiff_t i = 0; i < n; i += step) {
         OwnVec<int32_t> v[sizeof(T) == 1 ? 4 : 2];
         for (int j = 0; j < (int)(step / lanes); ++j) v[j] = ownWholeSum(in + i + j * lanes, shift, low, high);
-        if constexpr (sizeof(T) == 1) ownStore((T*)out + i, ownNarrow<T>(v));
+        if constexpr (sizeof(T) == 1) ownStore((T*)out + i, ownNarrowFour<T>(v));
         else ownStore((T*)out + i, ownPack<T>(v[0], v[1]));
     }
 }

@@ -45,12 +45,8 @@ template <class T>
         return ownAs<int16_t>(ownShiftRight(ownMulHigh(s + half, factor), plan.shift));
     };
     for (ptrdiff_t i = 0; i < n; i += 2 * lanes) {
-        const auto mean = [&](ptrdiff_t at) {
-            return ownAs<int16_t>(ownShiftRight(ownMulHigh(ownLoad<uint16_t>(in + at) + half, factor), plan.shift));
-        };
-        ownStore((uint8_t*)out + i, ownNarrow<uint8_t>(mean(i), mean(i + lanes)) ^ flip);
         const OwnVec<int16_t> low = turn(i), high = turn(i + lanes);
-        ownStore((uint8_t*)out + i, ownPackRuns<uint8_t>(low, high) ^ flip);
+        ownStore((uint8_t*)out + i, ownNarrow<uint8_t>(low, high) ^ flip);
     }
 }
 
@@ -82,7 +78,7 @@ template <class T, class S, bool single>
     };
     for (ptrdiff_t i = 0; i < n; i += 2 * lanes) {
         const OwnVec<int16_t> low = turn(i), high = turn(i + lanes);
-        ownStore((T*)out + i, ownPackRuns<T>(low, high));
+        ownStore((T*)out + i, ownNarrow<T>(low, high));
     }
 }
 
@@ -103,13 +99,9 @@ template <class T, bool single>
         OwnVec<int32_t> mean[4];
         for (int j = 0; j < (int)(step / lanes); ++j) mean[j] = turn(i + j * lanes);
         if constexpr (sizeof(T) == 1)
-            ownStore((T*)out + i, ownNarrow<T>(ownNarrow<int16_t>(mean(0), mean(1)),
-                                                 ownNarrow<int16_t>(mean(2), mean(3))));
-        else if constexpr (sizeof(T) == 2) ownStore((T*)out + i, ownNarrow<T>(mean(0), mean(1)));
-        else ownStore((T*)out + i, mean(0));
-            ownStore((T*)out + i, ownPackRuns<T>(ownPackRuns<int16_t>(mean[0], mean[1]),
-                                                 ownPackRuns<int16_t>(mean[2], mean[3])));
-        else if constexpr (sizeof(T) == 2) ownStore((T*)out + i, ownPackRuns<T>(mean[0], mean[1]));
+            ownStore((T*)out + i, ownNarrow<T>(ownNarrow<int16_t>(mean[0], mean[1]),
+                                                 ownNarrow<int16_t>(mean[2], mean[3])));
+        else if constexpr (sizeof(T) == 2) ownStore((T*)out + i, ownNarrow<T>(mean[0], mean[1]));
         else ownStore((T*)out + i, mean[0]);
     }
 }
@@ -248,15 +240,6 @@ static OwnWindowStage* ownPlanBlur(OwnBlurPlan* plan, uint32_t depth, int32_t nC
 
 static bool ownBadAlpha(const VekImage* image) { return image->alphaChannel < 0 || image->alphaChannel > image->nChannels; }
 
-/* A window without pixels: the source as it is. */
-static void ownBlurCopy(const OwnFace& face, const VekImage* srcImage, VekImage* dstImage)
-{
-    static constexpr OwnRow rows[OWN_DEPTHS] = {ownCopyRow<1>, ownCopyRow<1>, ownCopyRow<1>, ownCopyRow<2>,
-                                                ownCopyRow<2>, ownCopyRow<4>, ownCopyRow<4>};
-    OWN_REFUSE_HEADERS2(srcImage, dstImage);
-    ownPoint2(face, srcImage, dstImage, rows);
-}
-
 void vekBlur(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
              int32_t anchorY)
 {
@@ -265,7 +248,7 @@ void vekBlur(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_
     OWN_REFUSE_HEADER(dstImage);
     OWN_REFUSE_IF((nRows<0||nCols<0));
     OWN_REFUSE_IF((anchorX<0||anchorY<0));
-    if (nCols == 0 || nRows == 0) return ownBlurCopy(face, srcImage, dstImage);
+    if (nCols == 0 || nRows == 0) return vekCopy(srcImage, dstImage);
     OWN_REFUSE_IF((anchorX>=nCols||anchorY>=nRows));
     OWN_FAIL_IF(ownBadAlpha(srcImage) || ownBadAlpha(dstImage), VEK_StatusBadAlpha, "bad alpha channel's number");
     const OwnChannels from = ownChannels(srcImage), to = ownChannels(dstImage);
