@@ -405,6 +405,9 @@ void ownPlanePass(const OwnPlanePass& pass);
 /* Visits the common rectangle of the point's images piece by piece, with private headers, and traverses each piece. */
 void ownTileWalk(const OwnPoint& point, const VekImage* mask);
 
+/* Makes of a tiled image's header that of one tile, still without pixels. False when no header can describe it. */
+bool ownTileHeader(const VekImage* image, VekImage* header);
+
 /* ---- Pieces -------------------------------------------------------------------------------------------------- */
 
 /* One image of a walk by pieces: the corner of its rectangle, how its tiles are opened, and what is reported when one does
@@ -444,6 +447,85 @@ void ownClosePiece(OwnPieces& walk);
 enum OwnStaged { OWN_STAGED, OWN_STAGE_NO_HEADER, OWN_STAGE_NO_PIXELS, OWN_STAGE_NO_TILE };
 OwnStaged ownStage(const OwnPart& part, const OwnFace& face, int32_t width, int32_t height, VekImage** staged);
 void ownReleaseStaged(VekImage* staged);
+
+/* ---- Groups of images ---------------------------------------------------------------------------------------- */
+
+/* Several images walked together, block by block, for operations of more images than a point operation has. Their regions
+ * are laid corner to corner. Where an image is tiled, blocks end on the grid of the first tiled one; an image of which a
+ * block touches several tiles is shown through a private copy of the block, which a writer gets back tile by tile. So at
+ * most one tile of an image is open at any time. Tiled images have samples of whole bytes. */
+enum { OWN_GROUP_MOST = 7 };
+
+/* One image of a group: how it is used, and the view of the current block. */
+struct OwnMember {
+    const VekImage* image;
+    int32_t access;  /* VEK_TILE_READ, VEK_TILE_WRITE: a writer is read, too */
+    int32_t x, y;    /* the corner of its region */
+    VekImage header; /* the view: a header without tiles, whose region is the block */
+    VekROI roi;
+    void* copy;          /* the block's private pixels, or null */
+    int32_t column, row; /* the tile that is open */
+    bool isOpen;
+};
+
+struct OwnGroup {
+    int count;
+    int32_t width, height; /* the rectangle: what all regions share */
+    OwnMember member[OWN_GROUP_MOST];
+    VekStatus status; /* of the walk: 0; -2 no tile; -4 no memory; -1 a tile that no header can describe */
+};
+
+void ownGroupBegin(OwnGroup* group);
+
+/* Adds an image, or raises its access when it is there already, and cuts the rectangle by its region. The number to ask
+ * for it by, from 1; 0 for a null image. */
+int ownGroupAdd(OwnGroup* group, const VekImage* image, int32_t access);
+
+/* The view of a member in the current block; null for number 0. */
+static inline const VekImage* ownGroupView(const OwnGroup& group, int number)
+{
+    return number ? &group.member[number - 1].header : nullptr;
+}
+
+/* Calls `work` once for each block, with all views in place. The first failure ends the walk, and is the status that
+ * is returned; the block is not worked on, and nothing stays open. */
+typedef void OwnGroupWork(const OwnGroup& group, const void* k);
+VekStatus ownGroupWalk(OwnGroup* group, OwnGroupWork* work, const void* k);
+
+/* ---- Compositions -------------------------------------------------------------------------------------------- */
+
+/* A run of a composition: out[i] = f(a[i], b[i], alphaA[i], alphaB[i]) for n samples; where write is given, out keeps its
+ * value at the samples of which it has zeros (elsewhere it has ones in all bits). What f does not use may be null. out may
+ * be any of the others. Samples need no alignment. */
+struct OwnBlendRow {
+    void* out;
+    const void *a, *b, *alphaA, *alphaB, *write;
+    ptrdiff_t n;
+};
+typedef void OwnBlendRun(const OwnBlendRow& row);
+
+/* Where an alpha comes from: a channel of a member, or, for member 0, a constant. */
+struct OwnAlpha {
+    bool isUsed;
+    int member;
+    int32_t channel; /* from 0 */
+    uint32_t constant;
+};
+
+/* A composition of images of depth 8U or 16U. */
+struct OwnBlend {
+    int dst, a, b; /* numbers in the group; b may be 0 */
+    int mask;      /* or 0 */
+    OwnAlpha alphaA, alphaB;
+    bool complementB; /* alphaB is what alphaA leaves of the whole */
+    OwnBlendRun* run;
+    int alphaDst; /* or 0; alphaRun gets the alphas as a and b, and as alphaA and alphaB */
+    int32_t alphaDstChannel;
+    OwnBlendRun* alphaRun;
+};
+
+/* Every pixel of the group's current block: an OwnGroupWork whose k is the OwnBlend. */
+void ownBlendBlock(const OwnGroup& group, const void* k);
 
 /* ---- Borders ------------------------------------------------------------------------------------------------- */
 

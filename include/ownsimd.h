@@ -1006,6 +1006,42 @@ static inline OwnVec<float> ownMulAddOnce(OwnVec<float> a, OwnVec<float> b, OwnV
 #endif
 }
 
+/* ---- Fractions of the whole ---------------------------------------------------------------------------------- */
+
+/* a times b, where the highest value stands for 1: (x + (x >> n) + 1) >> n, with x = a * b and n the bits of a sample.
+ * 8 bits: the same as (x + 1) * 257 >> 16, since x never reaches 65535. 16 bits: the high half of x, and the carry of
+ * low + high + 1. */
+static inline OwnVec<uint8_t> ownMulScaled(OwnVec<uint8_t> a, OwnVec<uint8_t> b)
+{
+    const OwnPair<uint16_t> x = ownUnpack(a), y = ownUnpack(b);
+    const OwnVec<uint16_t> one = ownSet<uint16_t>(1), factor = ownSet<uint16_t>(257);
+    return ownPack<uint8_t>(ownAs<int16_t>(ownMulHigh(x.lo * y.lo + one, factor)),
+                            ownAs<int16_t>(ownMulHigh(x.hi * y.hi + one, factor)));
+}
+static inline OwnVec<uint16_t> ownMulScaled(OwnVec<uint16_t> a, OwnVec<uint16_t> b)
+{
+    const OwnVec<uint16_t> high = ownMulHigh(a, b), low = a * b;
+    return high - ownEqual(ownMax(low, ~high), low);
+}
+
+/* In each four lanes the last of them, four times. */
+template <class T> static inline OwnVec<T> ownLastOfFour(OwnVec<T> a)
+{
+    static_assert(sizeof(T) < 4);
+#ifdef OWN_X86
+    if constexpr (sizeof(T) == 2)
+        return ownFromX86<T>(OWN_X86(shufflelo_epi16)(OWN_X86(shufflehi_epi16)(ownX86(a), 0xFF), 0xFF));
+    else {
+        const OwnVec<uint32_t> spread = ownShiftRight(ownAs<uint32_t>(a), 24) * ownSet<uint32_t>(0x01010101);
+        return ownAs<T>(spread);
+    }
+#else
+    OwnVec<T> r;
+    for (ptrdiff_t i = 0; i < OwnVec<T>::lanes; ++i) r.v[i] = a.v[i | 3];
+    return r;
+#endif
+}
+
 /* ---- Bits ---------------------------------------------------------------------------------------------------- */
 
 /* One lane for each bit from the top bit of the first byte on: all ones for a 1, zeros for a 0. Reads lanes / 8 bytes

@@ -519,6 +519,75 @@ VEK_API void vekBitonalToGray(const VekImage* srcImage, VekImage* dstImage, int3
  *            the counts of channels differ; -4 "Out of memory", but none in place; tiles as vekConvert */
 VEK_API void vekMirror(const VekImage* srcImage, VekImage* dstImage, int32_t flipAxis);
 
+/* ---- Compositing ----------------------------------------------------------------------------------- */
+
+/* Samples stand for fractions: the highest value of the depth is 1. m(a, b) is the product in that sense, without a
+ * division: (x + (x >> n) + 1) >> n, where x = a * b and n is 8 or 16; m(highest, b) is b.
+ *
+ * These functions differ from [W] and [T] in this: data order and origin are not compared, each image is read and written
+ * by its own; padding is never written; a call on an image that has nothing but alpha, or whose coi is its alpha channel,
+ * does nothing; blocks of tiled images are laid on the tiles of the first tiled image, destination first, and a block of
+ * another image that touches several tiles goes through a private copy. Their refusals, in this order:
+ *   - each image, destination first: -5 "dstImage==0"; its header's status, "Incorrect Image";
+ *     -5 "dstImage->alphaChannel > 0 && dstImage->alphaChannel != dstImage->nChannels" (so for each by its name);
+ *   - -5 "dstImage->depth != 8 && dstImage->depth != 16"; -5 "srcImage->depth != dstImage->depth";
+ *   - a coi on one side alone: -5 "dstImage->roi->coi > 0 && srcImage->roi == 0" and its three siblings; without a coi
+ *     -5 on the channel counts less alpha;
+ *   - -4 "No working memory", -1 "Bad masks for images" when several masks cannot be merged;
+ *   - later: -2 "ERROR in Tiling callBack" for a tile that is not delivered, and nothing stays open; -4 "No working
+ *     memory" and -3 "Internal tiling error" for the private copies. Blocks before the failure stay written. */
+
+/* vekMultiplyScale: dst = m(A, B). vekMultiplySScale: dst = m(src, value).
+ *   srcImage, dstImage  same depth; may be the same image
+ *   value               held to 0 .. 255, 0 .. 65535
+ *   depths   8U 16U */
+VEK_API void vekMultiplyScale(const VekImage* srcImageA, const VekImage* srcImageB, VekImage* dstImage);
+VEK_API void vekMultiplySScale(const VekImage* srcImage, VekImage* dstImage, int32_t value);
+
+/* vekPreMultiplyAlpha: colour = m(colour, alpha), in place; the alpha channel keeps its value.
+ *   alphaValue  0 or more: a constant alpha, held to the depth's range; negative: the pixel's own alpha
+ *   depths   8U 16U
+ *   refuses  as above, under the name image; -5 "image->depth != 8 && image->depth != 16"; with a negative alphaValue
+ *            -5 "image->alphaChannel < 1" */
+VEK_API void vekPreMultiplyAlpha(VekImage* image, int32_t alphaValue);
+
+/* The operators, for premultiplied A and B; sums are held to the range of the depth. The alpha of the result is the same
+ * formula with the alphas in the place of A and B.
+ *   over   A + B - m(B, aA)              atop  m(A, aB) + B - m(B, aA)
+ *   in     m(A, aB)                      xor   A - m(aB, A) + B - m(B, aA)
+ *   out    A - m(aB, A)                  plus  A + B */
+enum {
+    COMPOSITE_OVER = 0,
+    COMPOSITE_IN = 1,
+    COMPOSITE_OUT = 2,
+    COMPOSITE_ATOP = 3,
+    COMPOSITE_XOR = 4,
+    COMPOSITE_PLUS = 5
+};
+
+/* vekAlphaCompositeC, vekAlphaComposite: dst = A operator B, colour by colour; the alpha channel of dst keeps its value.
+ *   srcImageA, srcImageB, dstImage  same depth; dst may be A or B
+ *   compositeType  one of the six operators
+ *   aA, aB         constant alphas, held to the depth's range; negative: the source's own alpha channel
+ *   alphaImageA    an image with A's alpha in its alpha channel, or in its first one if it has none; null: A's own
+ *   alphaImageB    the same for B; null: what aA leaves of the whole
+ *   alphaImageDst  gets the alpha of the result in its alpha channel; may be null. It may be any of the others
+ *   premulAlpha    1: A and B are premultiplied; 0: they are multiplied by their alphas first
+ *   divideMode     0: as computed, without a division; 1: computed in single precision and divided by the result's alpha,
+ *                  where that is above 7.689351e-06, rounded to nearest
+ *   depths   8U 16U
+ *   writes   the rectangle that all regions share, those of alpha images included; masks of alpha images count
+ *   refuses  as above for dstImage, srcImageA, srcImageB; where an alpha is read from a source -5
+ *            "srcImageA->alphaChannel < 1"; for each alpha image its header, its alphaChannel,
+ *            -5 "alphaImageA->depth != dstImage->depth"; -5 "alphaImageDst->alphaChannel < 1"; -5 "compositeType != 0 &&
+ *            compositeType != 1 && ..."; -5 "premulAlpha != 0 && premulAlpha != 1"; -5 "divideMode != 0 && divideMode != 1"
+ *   source   T. Porter, T. Duff, Compositing Digital Images, 1984 */
+VEK_API void vekAlphaCompositeC(const VekImage* srcImageA, const VekImage* srcImageB, VekImage* dstImage,
+                                int32_t compositeType, int32_t aA, int32_t aB, int32_t premulAlpha, int32_t divideMode);
+VEK_API void vekAlphaComposite(const VekImage* srcImageA, const VekImage* srcImageB, VekImage* dstImage,
+                               int32_t compositeType, const VekImage* alphaImageA, const VekImage* alphaImageB,
+                               VekImage* alphaImageDst, int32_t premulAlpha, int32_t divideMode);
+
 /* ---- Tone ---------------------------------------------------------------------------------------- */
 
 /* vekThreshold: dst = src >= threshold ? the highest value of dst's depth : the lowest; for 1U a bit that is set or cleared.

@@ -70,6 +70,18 @@ static void ownPlace(OwnWalker& w, const VekImage* image, int64_t& width, int64_
     w.header.roi = &w.roi;
 }
 
+bool ownTileHeader(const VekImage* image, VekImage* header)
+{
+    header->tileInfo = nullptr;
+    header->width = image->tileInfo->width;
+    header->height = image->tileInfo->height;
+    header->widthStep = ownTileRowBytes(image);
+    const int64_t rowCount = ownRowCount(image, header->height);
+    const bool fits = header->widthStep > 0 && rowCount <= INT32_MAX / header->widthStep;
+    header->imageSize = fits ? (int32_t)(rowCount * header->widthStep) : 0;
+    return fits;
+}
+
 /* Puts the cursor on the tile of the walker's first pixel. False when the image has no such tile. */
 static bool ownStartCursor(OwnWalker& w)
 {
@@ -82,13 +94,7 @@ static bool ownStartCursor(OwnWalker& w)
     const int32_t column = (int32_t)(w.x / tile.width), row = (int32_t)(w.y / tile.height);
     w.cursor = {tile.width, tile.height, column, row, column, 0, ((int64_t)row + 1) * tile.height};
 
-    w.header.tileInfo = nullptr;
-    w.header.width = tile.width;
-    w.header.height = tile.height;
-    w.header.widthStep = ownTileRowBytes(w.image);
-    const int64_t rowCount = ownRowCount(w.image, tile.height);
-    const bool fits = w.header.widthStep > 0 && rowCount <= INT32_MAX / w.header.widthStep;
-    w.header.imageSize = fits ? (int32_t)(rowCount * w.header.widthStep) : 0;
+    (void)ownTileHeader(w.image, &w.header);
     return true;
 }
 
