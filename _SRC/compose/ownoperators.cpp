@@ -125,70 +125,105 @@ template <class T, class F> static void ownBlendPlain(const OwnBlendRow& row)
 
 /* ---- With a division --------------------------------------------------------------------------------------------- */
 
-/* The operators on real numbers, for colour; with the alphas in the place of a and b, for the result's alpha. */
-template <int type> static inline float ownRealOperator(float a, float b, float fa, float fb)
+/* A constant; the smaller of two; one of two by a comparison: for single floats and for vectors of them. */
+template <class V> static inline V ownReal(float x);
+template <> inline float ownReal(float x) { return x; }
+template <> inline OwnVec<float> ownReal(float x) { return ownSet(x); }
+static inline float ownMin(float a, float b) { return a < b ? a : b; }
+static inline float ownIfGreater(float x, float y, float a, float b) { return x > y ? a : b; }
+static inline OwnVec<float> ownIfGreater(OwnVec<float> x, OwnVec<float> y, OwnVec<float> a, OwnVec<float> b)
 {
-    if constexpr (type == COMPOSITE_OVER) return a + b * (1 - fa);
+    return ownSelect(ownGreater(x, y), a, b);
+}
+
+/* The operators on real numbers, for colour; with the alphas in the place of a and b, for the result's alpha. */
+template <int type, class V> static inline V ownRealOperator(V a, V b, V fa, V fb)
+{
+    const V one = ownReal<V>(1);
+    if constexpr (type == COMPOSITE_OVER) return a + b * (one - fa);
     else if constexpr (type == COMPOSITE_IN) return a * fb;
-    else if constexpr (type == COMPOSITE_OUT) return a * (1 - fb);
-    else if constexpr (type == COMPOSITE_ATOP) return a * fb + b * (1 - fa);
-    else if constexpr (type == COMPOSITE_XOR) return a * (1 - fb) + b * (1 - fa);
+    else if constexpr (type == COMPOSITE_OUT) return a * (one - fb);
+    else if constexpr (type == COMPOSITE_ATOP) return a * fb + b * (one - fa);
+    else if constexpr (type == COMPOSITE_XOR) return a * (one - fb) + b * (one - fa);
     else return a + b;
 }
-template <int type> static inline float ownRealAlpha(float fa, float fb)
+template <int type, class V> static inline V ownRealAlpha(V fa, V fb)
 {
     if constexpr (type == COMPOSITE_OVER) return fa + fb - fa * fb;
     else if constexpr (type == COMPOSITE_IN) return fa * fb;
     else if constexpr (type == COMPOSITE_OUT) return fa - fb * fa;
     else if constexpr (type == COMPOSITE_ATOP) return fb;
-    else if constexpr (type == COMPOSITE_XOR) return fa + fb - 2 * (fa * fb);
+    else if constexpr (type == COMPOSITE_XOR) return fa + fb - ownReal<V>(2) * (fa * fb);
     else return fa + fb;
 }
 
-/* The colour over the result's alpha, rounded: adding 2^23 leaves the whole number in the float's low bits. */
-template <class T, int type, bool isPremul> static inline T ownDivideOne(T a, T b, T alphaA, T alphaB)
+/* The colour over the result's alpha, plus 2^23: that leaves the rounded number in the float's low bits. */
+template <int type, bool isPremul, class V> static inline V ownDivideOf(V a, V b, V fa, V fb, float most)
 {
-    constexpr float most = std::numeric_limits<T>::max(), unit = 1 / most;
-    const float fa = alphaA * unit, fb = alphaB * unit;
-    const float value = isPremul ? ownRealOperator<type>(a, b, fa, fb) : ownRealOperator<type>(a * fa, b * fb, fa, fb);
-    const float alpha = ownRealAlpha<type>(fa, fb), quotient = value / alpha;
-    const float held = quotient < most ? quotient : most;
-    const float result = alpha > 7.689351e-06f ? held : value;
-    const uint32_t rounded = std::bit_cast<uint32_t>(result + 8388608.0f) & 0x7FFFFF;
-    return (T)std::min<uint32_t>(rounded, std::numeric_limits<T>::max());
+    const V value = isPremul ? ownRealOperator<type>(a, b, fa, fb) : ownRealOperator<type>(a * fa, b * fb, fa, fb);
+    const V alpha = ownRealAlpha<type>(fa, fb), held = ownMin(value / alpha, ownReal<V>(most));
+    return ownIfGreater(alpha, ownReal<V>(7.689351e-06f), held, value) + ownReal<V>(8388608.0f);
 }
+
+/* The rounded number of such a float, held to the range. */
+template <class T> static inline T ownRounded(uint32_t bits)
+{
+    return (T)std::min<uint32_t>(bits & 0x7FFFFF, std::numeric_limits<T>::max());
+}
+
+template <class T> static constexpr float ownWhole = std::numeric_limits<T>::max();
 
 template <class T, int type, bool isPremul> static void ownDividePlain(const OwnBlendRow& row)
 {
-    for (ptrdiff_t i = 0; i < row.n; ++i)
-        ownPut<T>(row, i,
-                  ownDivideOne<T, type, isPremul>(ownAt<T, true>(row.a, i), ownAt<T, ownReadsB(type)>(row.b, i),
-                                                  ownAt<T, true>(row.alphaA, i), ownAt<T, true>(row.alphaB, i)));
+    constexpr float unit = 1 / ownWhole<T>;
+    for (ptrdiff_t i = 0; i < row.n; ++i) {
+        const float a = ownAt<T, true>(row.a, i), b = ownAt<T, ownReadsB(type)>(row.b, i),
+                    fa = ownAt<T, true>(row.alphaA, i) * unit, fb = ownAt<T, true>(row.alphaB, i) * unit;
+        const float sum = ownDivideOf<type, isPremul>(a, b, fa, fb, ownWhole<T>);
+        ownPut<T>(row, i, ownRounded<T>(std::bit_cast<uint32_t>(sum)));
+    }
 }
 
-/* The same in pieces, whose results lie apart from all operands: so compilers find the loop's packed form. */
-template <class T, int type, bool isPremul> static void ownDivideRun(const OwnBlendRow& row)
+/* Packed it goes in pieces: samples to floats, the arithmetic, floats to samples. */
+enum { OWN_PIECE = 256 };
+
+template <class T> static void ownToFloats(float* out, const void* run, ptrdiff_t from, ptrdiff_t n, float unit)
 {
-    enum { PIECE = 256 };
+    T in[OWN_PIECE];
+    memcpy(in, (const char*)run + from * (ptrdiff_t)sizeof(T), (size_t)n * sizeof(T));
+    for (ptrdiff_t i = 0; i < n; ++i) out[i] = in[i] * unit;
+}
+
+template <class T> static void ownStoreRounded(const OwnBlendRow& row, ptrdiff_t from, ptrdiff_t n, const uint32_t* sums)
+{
     constexpr ptrdiff_t size = (ptrdiff_t)sizeof(T);
-    for (ptrdiff_t x = 0; x < row.n; x += PIECE) {
-        const ptrdiff_t n = std::min<ptrdiff_t>(PIECE, row.n - x);
-        const auto from = [=](const void* run) { return run ? (const char*)run + x * size : nullptr; };
-        const char *a = from(row.a), *b = from(row.b), *alphaA = from(row.alphaA), *alphaB = from(row.alphaB);
-        T result[PIECE];
-        for (ptrdiff_t i = 0; i < n; ++i)
-            result[i] = ownDivideOne<T, type, isPremul>(ownAt<T, true>(a, i), ownAt<T, ownReadsB(type)>(b, i),
-                                                        ownAt<T, true>(alphaA, i), ownAt<T, true>(alphaB, i));
-        char* out = (char*)row.out + x * size;
-        if (row.write) {
-            T kept[PIECE];
-            memcpy(kept, out, (size_t)(n * size));
-            for (ptrdiff_t i = 0; i < n; ++i) {
-                const T write = ownAt<T, true>(from(row.write), i);
-                result[i] = (T)((result[i] & write) | (kept[i] & ~write));
-            }
-        }
-        memcpy(out, result, (size_t)(n * size));
+    T result[OWN_PIECE];
+    for (ptrdiff_t i = 0; i < n; ++i) result[i] = ownRounded<T>(sums[i]);
+    char* out = (char*)row.out + from * size;
+    if (row.write) {
+        T kept[OWN_PIECE], write[OWN_PIECE];
+        memcpy(kept, out, (size_t)(n * size));
+        memcpy(write, (const char*)row.write + from * size, (size_t)(n * size));
+        for (ptrdiff_t i = 0; i < n; ++i) result[i] = (T)((result[i] & write[i]) | (kept[i] & ~write[i]));
+    }
+    memcpy(out, result, (size_t)(n * size));
+}
+
+template <class T, int type, bool isPremul> [[gnu::flatten]] static void ownDivideRun(const OwnBlendRow& row)
+{
+    constexpr float unit = 1 / ownWhole<T>;
+    alignas(64) float a[OWN_PIECE] = {}, b[OWN_PIECE] = {}, fa[OWN_PIECE] = {}, fb[OWN_PIECE] = {};
+    alignas(64) uint32_t sums[OWN_PIECE];
+    for (ptrdiff_t x = 0; x < row.n; x += OWN_PIECE) {
+        const ptrdiff_t n = std::min<ptrdiff_t>(OWN_PIECE, row.n - x);
+        ownToFloats<T>(a, row.a, x, n, 1);
+        if (ownReadsB(type)) ownToFloats<T>(b, row.b, x, n, 1);
+        ownToFloats<T>(fa, row.alphaA, x, n, unit);
+        ownToFloats<T>(fb, row.alphaB, x, n, unit);
+        for (ptrdiff_t i = 0; i < n; i += OwnVec<float>::lanes)
+            ownStore(sums + i, ownDivideOf<type, isPremul>(ownLoad<float>(a + i), ownLoad<float>(b + i),
+                                                           ownLoad<float>(fa + i), ownLoad<float>(fb + i), ownWhole<T>));
+        ownStoreRounded<T>(row, x, n, sums);
     }
 }
 
