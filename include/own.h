@@ -316,6 +316,12 @@ struct OwnPoint {
      * texts for a tile that was not delivered, one an image. */
     void (*piece)(const OwnPoint& point, const VekImage* const image[], const VekImage* mask) = nullptr;
     const char* const* missing = nullptr;
+
+    /* Where an operation differs from the others: what is done with a piece of a tile walk, instead of ownTraverse; the
+     * texts for a tile that was not delivered, one an image, and the status. */
+    void (*piece)(const OwnPoint& point, const VekImage* const image[], const VekImage* mask) = nullptr;
+    const char* const* missing = nullptr;
+    VekStatus missingStatus = VEK_StatusBadArg;
 };
 
 /* dst = f(src), dst = f(A, B): the channel tests, the merge of masks, the choice of the row by the destination's depth,
@@ -402,8 +408,9 @@ void ownPlanePass(const OwnPlanePass& pass);
 
 /* ---- Tiles --------------------------------------------------------------------------------------------------- */
 
-/* Visits the common rectangle of the point's images piece by piece, with private headers, and traverses each piece. */
-void ownTileWalk(const OwnPoint& point, const VekImage* mask);
+/* Visits the common rectangle of the point's images piece by piece, with private headers, and traverses each piece. False
+ * when a tile did not come, which has been reported. */
+bool ownTileWalk(const OwnPoint& point, const VekImage* mask);
 
 /* Makes of a tiled image's header that of one tile, still without pixels. False when no header can describe it. */
 bool ownTileHeader(const VekImage* image, VekImage* header);

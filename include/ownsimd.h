@@ -1006,6 +1006,27 @@ static inline OwnVec<float> ownMulAddOnce(OwnVec<float> a, OwnVec<float> b, OwnV
 #endif
 }
 
+/* The sixteen bytes from p on, as often as a vector has room for them. */
+static inline OwnVec<uint8_t> ownRepeat16(const void* p)
+{
+    OwnVec<uint8_t> r;
+    for (ptrdiff_t i = 0; i < OWN_VEC_BYTES; i += 16) memcpy((char*)&r + i, p, 16);
+    return r;
+}
+
+/* In each sixteen lanes: of a's lanes the one that the low four bits of place name; 0 where place is negative. */
+static inline OwnVec<uint8_t> ownPick16(OwnVec<uint8_t> a, OwnVec<int8_t> place)
+{
+#ifdef OWN_X86
+    return ownFromX86<uint8_t>(OWN_X86(shuffle_epi8)(ownX86(a), ownX86(place)));
+#else
+    OwnVec<uint8_t> r;
+    for (ptrdiff_t i = 0; i < OWN_VEC_BYTES; ++i)
+        r.v[i] = place.v[i] < 0 ? 0 : a.v[(i & ~(ptrdiff_t)15) + (place.v[i] & 15)];
+    return r;
+#endif
+}
+
 /* ---- Fractions of the whole ---------------------------------------------------------------------------------- */
 
 /* a times b, where the highest value stands for 1: (x + (x >> n) + 1) >> n, with x = a * b and n the bits of a sample.

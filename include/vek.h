@@ -601,6 +601,46 @@ VEK_API void vekAlphaComposite(const VekImage* srcImageA, const VekImage* srcIma
  *              out of range, as "((srcImage->depth == 8) && (Threshold > 255))"; -4 "Out of memory" as in [T] */
 VEK_API void vekThreshold(const VekImage* srcImage, VekImage* dstImage, int32_t threshold);
 
+/* A table of one channel. Bin i holds the levels from key[i] on, below key[i + 1]. */
+typedef struct VekLUT {
+    int32_t num;          /* of keys, at least 2; the bins are one fewer */
+    int32_t* key;         /* rising, from 0 to the number of levels (2, 256, 65536); equal keys make an empty bin */
+    int32_t* value;       /* of a bin: its count, or its level in a map */
+    int32_t* factor;      /* of a bin: the slope of a line; may be null when interpolated is 0 */
+    int32_t interpolated; /* 0: a bin maps to its value; otherwise along a line */
+} VekLUT;
+
+/* The three operations on tone take an array of tables, one for each channel that takes part, from lut[0] on; with a coi
+ * (of the source) lut[coi - 1] alone is looked at. The tests of the tables, for each channel in turn, all -5: "lut[k]==0";
+ * "lut[k]->key==0"; "lut[k]->value==0"; "lut[k]->num < 2"; "lut[k]->key[0] < 0";
+ * "lut[k]->key[lut[k]->num-1] > histSize"; "lut[k]->key[i] > lut[k]->key[i+1]". */
+
+/* vekComputeHisto: value[i] of each table = the samples of the region whose level lies in bin i. A mask plays no part.
+ *   depths   1U 8U 16U
+ *   refuses  the header's status, "Incorrect Image"; -5 "lut==0" and -5 "(srcImage->depth & VEK_DEPTH_SIGN) ||
+ *            (srcImage->depth == VEK_DEPTH_32F)", both told; the tests of the tables; -4 "" when memory is short;
+ *            -2 "Error get tile to read", followed by -1 "" */
+VEK_API void vekComputeHisto(const VekImage* srcImage, VekLUT** lut);
+
+/* vekContrastStretch: dst = value[i], or (src - key[i]) * factor[i] + value[i] cut to the low bits of the depth, where i is
+ * the sample's bin; levels outside all bins stay themselves.
+ *   srcImage, dstImage  same depth, origin and data order; may be the same image
+ *   depths   8U 16U
+ *   writes   [W], but never padding
+ *   refuses  the headers; -5 "srcImage->depth != dstImage->depth", "srcImage->origin != dstImage->origin",
+ *            "srcImage->dataOrder != dstImage->dataOrder", "srcImage->depth != VEK_DEPTH_8U && srcImage->depth !=
+ *            VEK_DEPTH_16U", "lut==0", all that hold; -24 "srcImage COI != dstImage COI" for differing channel counts; the
+ *            tests of the tables; -4 "", -1 "" when memory is short; -2 "Error get tile to read", "Error get tile to write" */
+VEK_API void vekContrastStretch(const VekImage* srcImage, VekImage* dstImage, VekLUT** lut);
+
+/* vekHistoEqualize: a map that makes the distribution in the tables even: level g becomes the highest level times the
+ * share that the levels up to g have of all counts. A bin's count is spread evenly over its levels. On return the tables
+ * hold the histogram of the result, as the source's samples and the map give it.
+ *   lut      counts by bins, as vekComputeHisto leaves them
+ *   refuses  as vekContrastStretch; -2 "Error get tile to read", followed by -1 "", when the source can't be counted;
+ *            -3 "All values in histogram are zeroes" */
+VEK_API void vekHistoEqualize(const VekImage* srcImage, VekImage* dstImage, VekLUT** lut);
+
 /* ---- Statistics ---------------------------------------------------------------------------------- */
 
 /* Norms: of the samples' absolute values, or of the differences of two images. */

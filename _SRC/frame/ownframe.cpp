@@ -145,7 +145,7 @@ void ownReleaseMask(OwnMask* mask) { vekDeallocate(mask->owned, VEK_IMAGE_HEADER
 static void ownRunPoint(const OwnPoint& point, const VekImage* mask)
 {
     for (int i = 0; i < point.nImages; ++i)
-        if (point.image[i]->tileInfo) return ownTileWalk(point, mask);
+        if (point.image[i]->tileInfo) return (void)ownTileWalk(point, mask);
     ownTraverse(point, point.image, mask);
 }
 

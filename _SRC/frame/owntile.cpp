@@ -148,7 +148,7 @@ static bool ownOpen(const OwnWalk& walk, OwnWalker& w)
     w.header.imageData = w.image->tileInfo->tileData;
     c.x1 = ((int64_t)c.column + 1) * c.width;
     const OwnFace& face = *walk.point->face;
-    OWN_REFUSE_TEXT_IF(w.header.imageData == nullptr, w.missing, false);
+    OWN_FAIL_IF(w.header.imageData == nullptr, walk.point->missingStatus, w.missing, false);
     return true;
 }
 
@@ -218,21 +218,22 @@ static bool ownWalkBand(OwnWalk& walk, int64_t height)
     return true;
 }
 
-void ownTileWalk(const OwnPoint& point, const VekImage* mask)
+bool ownTileWalk(const OwnPoint& point, const VekImage* mask)
 {
     OwnWalk walk;
-    if (!ownStartWalk(walk, point, mask)) return;
+    if (!ownStartWalk(walk, point, mask)) return true;
     while (walk.walker[0].y < walk.walker[0].y1) {
         int64_t height = walk.walker[0].y1 - walk.walker[0].y;
         for (int i = 0; i < walk.nImages; ++i) {
             OwnWalker& w = walk.walker[i];
             if (w.standIn != i || !w.tiled) continue;
-            if (!ownOpenBand(walk, w)) return;
+            if (!ownOpenBand(walk, w)) return false;
             height = std::min(height, w.cursor.y1 - w.y);
         }
-        if (!ownWalkBand(walk, height)) return;
+        if (!ownWalkBand(walk, height)) return false;
         for (int i = 0; i < walk.nImages; ++i)
-            if (walk.walker[i].standIn == i && walk.walker[i].tiled && !ownRelease(walk, walk.walker[i])) return;
+            if (walk.walker[i].standIn == i && walk.walker[i].tiled && !ownRelease(walk, walk.walker[i])) return false;
         for (int i = 0; i < walk.nWalkers; ++i) walk.walker[i].y += height;
     }
+    return true;
 }
