@@ -1063,6 +1063,25 @@ template <class T> static inline OwnVec<T> ownLastOfFour(OwnVec<T> a)
 #endif
 }
 
+/* ---- Four lanes of floats -------------------------------------------------------------------------------------- */
+
+/* Exactly four, on every processor: for sums whose order is stated by fours. */
+struct OwnFour {
+    typedef float Raw __attribute__((vector_size(16)));
+    Raw v;
+};
+
+static inline OwnFour operator+(OwnFour a, OwnFour b) { return {a.v + b.v}; }
+static inline OwnFour operator*(OwnFour a, OwnFour b) { return {a.v * b.v}; }
+static inline OwnFour ownSetFour(float a, float b, float c, float d) { return {OwnFour::Raw{a, b, c, d}}; }
+
+/* Four samples as floats, rounded to nearest where a float can't hold them. */
+template <class T> static inline OwnFour ownLoadFour(const void* p)
+{
+    typedef T Samples __attribute__((vector_size(4 * sizeof(T)), aligned(1), may_alias));
+    return {__builtin_convertvector(*(const Samples*)p, OwnFour::Raw)};
+}
+
 /* ---- Bits ---------------------------------------------------------------------------------------------------- */
 
 /* One lane for each bit from the top bit of the first byte on: all ones for a 1, zeros for a 0. Reads lanes / 8 bytes

@@ -1036,6 +1036,43 @@ VEK_API void vekDeleteColorTwist(VekColorTwist* cTwist);
  *            "(srcImage->tileInfo->tileData == ((void *)0))" or dstImage */
 VEK_API void vekApplyColorTwist(const VekImage* srcImage, VekImage* dstImage, const VekColorTwist* cTwist, int32_t offset);
 
+/* One spatial moment, and what normalizes it: 1 / (width^m height^n) of the working rectangle. */
+typedef struct VekMoment {
+    double scale;
+    double value;
+} VekMoment;
+
+/* Moments by the powers [m] of x and [n] of y; only those with m + n of at most 3 are written or read. */
+typedef VekMoment VekMomentState[4][4];
+
+/* vekMoments: the ten moments up to order 3, the sums of x^m y^n p over the pixels p of the region that its mask lets through.
+ * x and y count from the image's corner, not from the region's. Sums along a row are kept in single precision.
+ *   image    one channel, or a coi; an alpha channel counts as a channel
+ *   state    the caller's; an empty rectangle and every failure leave it as it was
+ *   depths   all seven; 1U samples are 0 and 1
+ *   refuses  the header's status, "Incorrect Image"; -5 "Only one channel can be proceed"; for a tile that is not delivered
+ *            -5 "(srcImage->tileInfo->tileData == ((void*)(0)))" */
+VEK_API void vekMoments(const VekImage* image, VekMomentState state);
+
+/* vekGetSpatialMoment, vekGetCentralMoment: a moment of a filled state, counted from the corner, from the centroid (that
+ * of an image without mass is the middle of its rectangle); vekGetNormalizedSpatialMoment and vekGetNormalizedCentralMoment:
+ * the same times its scale.
+ *   m, n     powers of x and y, together at most 3
+ *   refuses  -5 "Illegal order of moment", and returns 0 */
+VEK_API double vekGetSpatialMoment(VekMomentState state, int32_t m, int32_t n);
+VEK_API double vekGetNormalizedSpatialMoment(VekMomentState state, int32_t m, int32_t n);
+VEK_API double vekGetCentralMoment(VekMomentState state, int32_t m, int32_t n);
+VEK_API double vekGetNormalizedCentralMoment(VekMomentState state, int32_t m, int32_t n);
+
+/* vekSpatialMoment, vekNormalizedSpatialMoment, vekCentralMoment, vekNormalizedCentralMoment: the same straight from an
+ * image; the first two compute no other moment.
+ *   returns  the moment; 0 for an empty rectangle and after a failure
+ *   refuses  as vekMoments; then -5 "Illegal order of moment" */
+VEK_API double vekSpatialMoment(const VekImage* image, int32_t m, int32_t n);
+VEK_API double vekNormalizedSpatialMoment(const VekImage* image, int32_t m, int32_t n);
+VEK_API double vekCentralMoment(const VekImage* image, int32_t m, int32_t n);
+VEK_API double vekNormalizedCentralMoment(const VekImage* image, int32_t m, int32_t n);
+
 /* ---- Test images ---------------------------------------------------------------------------------- */
 
 /* vekCreateImageJaehne: a new one-channel image of rings, sin(r^2 * 2 pi / (4 height)) around its centre, whose
