@@ -1073,6 +1073,48 @@ VEK_API double vekNormalizedSpatialMoment(const VekImage* image, int32_t m, int3
 VEK_API double vekCentralMoment(const VekImage* image, int32_t m, int32_t n);
 VEK_API double vekNormalizedCentralMoment(const VekImage* image, int32_t m, int32_t n);
 
+/* ---- Geometry: plane mappings --------------------------------------------------------------------- */
+
+/* A mapping carries a source point (x, y) to a result point (x', y'). It is described by a matrix of coefficients, row by
+ * row, or by the quadrangle onto which it carries the image's region:
+ *   affine, coeffs[6]       x' = c0 x + c1 y + c2                       y' = c3 x + c4 y + c5
+ *   bilinear, coeffs[8]     x' = c0 x y + c1 x + c2 y + c3              y' = c4 x y + c5 x + c6 y + c7
+ *   perspective, coeffs[9]  x' = (c0 x + c1 y + c2) / (c6 x + c7 y + c8)   y' = (c3 x + c4 y + c5) / (same)
+ *   quad[8]  x0, y0, ... x3, y3: where the region's top-left, top-right, bottom-right and bottom-left pixel come to lie
+ *   rect[4]  least x, least y, greatest x, greatest y
+ * Points are pixel centres: the region's corners are its first and last columns and rows, in the coordinates of the image,
+ * and only what lies in the image counts. Images are consulted for header and region alone. An array that is null is not
+ * refused. On failure the result keeps its values. */
+
+/* vekGetAffineQuad, vekGetBilinearQuad, vekGetPerspectiveQuad: quad = the region's corners, each through the mapping. A
+ * matrix without an inverse and a denominator of 0 are not refused.
+ *   refuses  the header, "Incorrect Image"; -5 "Bad rect ROI", a region outside the image */
+VEK_API void vekGetAffineQuad(const VekImage* image, const double coeffs[6], double quad[8]);
+VEK_API void vekGetBilinearQuad(const VekImage* image, const double coeffs[8], double quad[8]);
+VEK_API void vekGetPerspectiveQuad(const VekImage* image, const double coeffs[9], double quad[8]);
+
+/* vekGetAffineBound, vekGetBilinearBound, vekGetPerspectiveBound: rect = the bounding box of that quadrangle, not rounded.
+ *   refuses  as the Quad operation, under its name; then -1 "". A negative status from before the call counts as a
+ *            failure too */
+VEK_API void vekGetAffineBound(const VekImage* image, const double coeffs[6], double rect[4]);
+VEK_API void vekGetBilinearBound(const VekImage* image, const double coeffs[8], double rect[4]);
+VEK_API void vekGetPerspectiveBound(const VekImage* image, const double coeffs[9], double rect[4]);
+
+/* vekGetAffineTransform, vekGetBilinearTransform, vekGetPerspectiveTransform: coeffs = the matrix that carries the region
+ * onto the quadrangle, which may run either way round. The perspective one has the denominator 1 at the region's first
+ * pixel.
+ *   refuses  the header, "Incorrect Image"; -5 "Quadrangle is degenerate to triangle or length or point";
+ *            -5 "Quadrangle is concave"; affine: -5 "Quadrangle is not parallelogram", cross products of opposite edges
+ *            above 1e-7; -5 "Bad rect ROI"; a region one pixel wide or high: -5 "srcImage Rectangle ROI is degenerate to
+ *            length or point", for the other two "image Rectangle ROI is degenerate to length or point" */
+VEK_API void vekGetAffineTransform(const VekImage* image, double coeffs[6], const double quad[8]);
+VEK_API void vekGetBilinearTransform(const VekImage* image, double coeffs[8], const double quad[8]);
+VEK_API void vekGetPerspectiveTransform(const VekImage* image, double coeffs[9], const double quad[8]);
+
+/* vekGetRotateShift: adds to xShift and yShift what makes vekRotate by `angle` degrees turn about (xCenter, yCenter). The
+ * caller sets them to 0 first for that alone. Cannot fail. */
+VEK_API void vekGetRotateShift(double xCenter, double yCenter, double angle, double* xShift, double* yShift);
+
 /* ---- Test images ---------------------------------------------------------------------------------- */
 
 /* vekCreateImageJaehne: a new one-channel image of rings, sin(r^2 * 2 pi / (4 height)) around its centre, whose
