@@ -406,6 +406,19 @@ template <class T> static inline OwnVec<T> ownZipHigh(OwnVec<T> a, OwnVec<T> b)
         r.v[i] = i & 1 ? b.v[half + i / 2] : a.v[half + i / 2];
     return r;
 }
+#else
+template <class T> static inline OwnVec<T> ownZipLow(OwnVec<T> a, OwnVec<T> b)
+{
+    OwnVec<T> r;
+    for (ptrdiff_t i = 0; i < OwnVec<T>::lanes; ++i) r.v[i] = i & 1 ? b.v[i / 2] : a.v[i / 2];
+    return r;
+}
+template <class T> static inline OwnVec<T> ownZipHigh(OwnVec<T> a, OwnVec<T> b)
+{
+    OwnVec<T> r;
+    for (ptrdiff_t i = 0, half = OwnVec<T>::lanes / 2; i < 2 * half; ++i) r.v[i] = i & 1 ? b.v[half + i / 2] : a.v[half + i / 2];
+    return r;
+}
 #endif
 
 /* Lanes of a and b in turn, in an order of the backend's own that ownPack of what is made of neighbours undoes. */
@@ -1082,6 +1095,126 @@ template <class T> static inline OwnFour ownLoadFour(const void* p)
     return {__builtin_convertvector(*(const Samples*)p, OwnFour::Raw)};
 }
 
+/* ---- Integers and floating point ------------------------------------------------------------------------------- */
+
+/* 32-bit integers as floats, rounded to nearest-even. */
+static inline OwnVec<float> ownToFloat(OwnVec<int32_t> a)
+{
+#ifdef OWN_X86
+    return ownFromX86<float>(OWN_X86(cvtepi32_ps)(ownX86(a)));
+#else
+    return {__builtin_convertvector(a.v, OwnVec<float>::Raw)};
+#endif
+}
+
+#ifndef OWN_X86
+/* A number without a fraction as an integer; beyond the range, and for what is no number, the lowest one. */
+static inline int32_t ownWhole(double a) { return a >= -2147483648.0 && a <= 2147483647.0 ? (int32_t)a : INT32_MIN; }
+#endif
+
+/* Floats to 32-bit integers: to nearest-even by the rounding in force, or toward zero. Numbers beyond the range, and what
+ * is no number, give the lowest integer. */
+static inline OwnVec<int32_t> ownNearest(OwnVec<float> a)
+{
+#ifdef OWN_X86
+    return ownFromX86<int32_t>(OWN_X86(cvtps_epi32)(a.v));
+#else
+    OwnVec<int32_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<int32_t>::lanes; ++i) r.v[i] = ownWhole(__builtin_rintf(a.v[i]));
+    return r;
+#endif
+}
+static inline OwnVec<int32_t> ownChop(OwnVec<float> a)
+{
+#ifdef OWN_X86
+    return ownFromX86<int32_t>(OWN_X86(cvttps_epi32)(a.v));
+#else
+    OwnVec<int32_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<int32_t>::lanes; ++i) r.v[i] = ownWhole(__builtin_truncf(a.v[i]));
+    return r;
+#endif
+}
+
+/* The lower and the upper half of the lanes as doubles. */
+static inline OwnPair<double> ownToDouble(OwnVec<int32_t> a)
+{
+    OwnPair<double> r;
+#if OWN_VEC_BYTES == 64
+    r.lo.v = _mm512_cvtepi32_pd(_mm512_castsi512_si256((__m512i)ownX86(a)));
+    r.hi.v = _mm512_cvtepi32_pd(_mm512_extracti32x8_epi32((__m512i)ownX86(a), 1));
+#elif OWN_VEC_BYTES == 32
+    r.lo.v = _mm256_cvtepi32_pd(_mm256_castsi256_si128((__m256i)ownX86(a)));
+    r.hi.v = _mm256_cvtepi32_pd(_mm256_extracti128_si256((__m256i)ownX86(a), 1));
+#elif defined(OWN_X86)
+    r.lo.v = _mm_cvtepi32_pd((__m128i)ownX86(a));
+    r.hi.v = _mm_cvtepi32_pd(_mm_unpackhi_epi64((__m128i)ownX86(a), (__m128i)ownX86(a)));
+#else
+    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
+        r.lo.v[i] = a.v[i];
+        r.hi.v[i] = a.v[OwnVec<double>::lanes + i];
+    }
+#endif
+    return r;
+}
+static inline OwnPair<double> ownToDouble(OwnVec<float> a)
+{
+    OwnPair<double> r;
+#if OWN_VEC_BYTES == 64
+    r.lo.v = _mm512_cvtps_pd(_mm512_castps512_ps256(a.v));
+    r.hi.v = _mm512_cvtps_pd(_mm512_extractf32x8_ps(a.v, 1));
+#elif OWN_VEC_BYTES == 32
+    r.lo.v = _mm256_cvtps_pd(_mm256_castps256_ps128(a.v));
+    r.hi.v = _mm256_cvtps_pd(_mm256_extractf128_ps(a.v, 1));
+#elif defined(OWN_X86)
+    r.lo.v = _mm_cvtps_pd(a.v);
+    r.hi.v = _mm_cvtps_pd(_mm_movehl_ps(a.v, a.v));
+#else
+    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
+        r.lo.v[i] = a.v[i];
+        r.hi.v[i] = a.v[OwnVec<double>::lanes + i];
+    }
+#endif
+    return r;
+}
+
+/* And back: rounded to the nearest float; toward zero, as above. */
+static inline OwnVec<float> ownToFloat(OwnPair<double> a)
+{
+#if OWN_VEC_BYTES == 64
+    return {_mm512_insertf32x8(_mm512_castps256_ps512(_mm512_cvtpd_ps(a.lo.v)), _mm512_cvtpd_ps(a.hi.v), 1)};
+#elif OWN_VEC_BYTES == 32
+    return {_mm256_insertf128_ps(_mm256_castps128_ps256(_mm256_cvtpd_ps(a.lo.v)), _mm256_cvtpd_ps(a.hi.v), 1)};
+#elif defined(OWN_X86)
+    return {_mm_movelh_ps(_mm_cvtpd_ps(a.lo.v), _mm_cvtpd_ps(a.hi.v))};
+#else
+    OwnVec<float> r;
+    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
+        r.v[i] = (float)a.lo.v[i];
+        r.v[OwnVec<double>::lanes + i] = (float)a.hi.v[i];
+    }
+    return r;
+#endif
+}
+static inline OwnVec<int32_t> ownChop(OwnPair<double> a)
+{
+#if OWN_VEC_BYTES == 64
+    return ownFromX86<int32_t>(
+        _mm512_inserti32x8(_mm512_castsi256_si512(_mm512_cvttpd_epi32(a.lo.v)), _mm512_cvttpd_epi32(a.hi.v), 1));
+#elif OWN_VEC_BYTES == 32
+    return ownFromX86<int32_t>(
+        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm256_cvttpd_epi32(a.lo.v)), _mm256_cvttpd_epi32(a.hi.v), 1));
+#elif defined(OWN_X86)
+    return ownFromX86<int32_t>(_mm_unpacklo_epi64(_mm_cvttpd_epi32(a.lo.v), _mm_cvttpd_epi32(a.hi.v)));
+#else
+    OwnVec<int32_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
+        r.v[i] = ownWhole(__builtin_trunc(a.lo.v[i]));
+        r.v[OwnVec<double>::lanes + i] = ownWhole(__builtin_trunc(a.hi.v[i]));
+    }
+    return r;
+#endif
+}
+
 /* ---- Bits ---------------------------------------------------------------------------------------------------- */
 
 /* One lane for each bit from the top bit of the first byte on: all ones for a 1, zeros for a 0. Reads lanes / 8 bytes
@@ -1339,6 +1472,35 @@ static inline int ownBinsBelow(OwnBins16 sums, int k, int* last)
 #endif
     *last = from[n];
     return n;
+}
+
+/* ---- Bytes picked by place --------------------------------------------------------------------------------------- */
+
+/* Within each 16 bytes: byte i becomes the byte at place[i] of them, 0 when the top bit of place[i] is set; places are
+ * below 16 otherwise. */
+static inline OwnVec<uint8_t> ownPickBytes(OwnVec<uint8_t> a, OwnVec<uint8_t> place)
+{
+#ifdef OWN_X86
+    return ownFromX86<uint8_t>(OWN_X86(shuffle_epi8)(ownX86(a), ownX86(place)));
+#else
+    OwnVec<uint8_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<uint8_t>::lanes; ++i)
+        r.v[i] = place.v[i] & 0x80 ? 0 : a.v[(i & ~15) + (place.v[i] & 15)];
+    return r;
+#endif
+}
+
+/* Each 16 bytes of the vector from an address of their own: p + at[0], p + at[1], ... */
+static inline OwnVec<uint8_t> ownLoadChunks(const uint8_t* p, const int32_t* at)
+{
+#if OWN_VEC_BYTES == 32
+    const __m128i low = _mm_loadu_si128((const __m128i*)(p + at[0])), high = _mm_loadu_si128((const __m128i*)(p + at[1]));
+    return ownFromX86<uint8_t>(_mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1));
+#else
+    OwnVec<uint8_t> r;
+    for (ptrdiff_t i = 0; i < OWN_VEC_BYTES / 16; ++i) memcpy((uint8_t*)&r + 16 * i, p + at[i], 16);
+    return r;
+#endif
 }
 
 /* ---- Loops over runs ----------------------------------------------------------------------------------------- */

@@ -1115,6 +1115,61 @@ VEK_API void vekGetPerspectiveTransform(const VekImage* image, double coeffs[9],
  * caller sets them to 0 first for that alone. Cannot fail. */
 VEK_API void vekGetRotateShift(double xCenter, double yCenter, double angle, double* xShift, double* yShift);
 
+/* ---- Geometry: other sizes ------------------------------------------------------------------------ */
+
+/* How a sample between samples is found. */
+enum {
+    VEK_INTER_NN = 0,     /* the nearest sample (resampling: the one before) */
+    VEK_INTER_LINEAR = 1, /* between two on each axis */
+    VEK_INTER_CUBIC = 2,  /* the cubic polynomial through four on each axis */
+    VEK_INTER_SUPER = 3   /* the mean of the area that a smaller pixel covers */
+};
+
+/* vekZoom, vekResize: the source's region scaled by xDst / xSrc and yDst / ySrc into the destination's region, from their
+ * top-left pixels on. Destination pixel j lies at source position j * xSrc / xDst. vekZoom enlarges; vekResize does both,
+ * and hands VEK_INTER_SUPER to vekDecimate.
+ *   srcImage, dstImage  different headers, same depth and data order
+ *   interpolate  0 to 2, vekResize 0 to 3; with fewer than 4 columns or rows in the source image cubic becomes linear, with
+ *            fewer than 2, for 1U, and where both factors are whole-number decimations, it becomes nearest. Linear and
+ *            cubic chop. Cubic reads pixels of the image beside the region, linear does not
+ *   depths   1U 8U 16U
+ *   writes   as far as the source reaches, at most the destination's region; channels as in [W], but a coi that names the
+ *            alpha channel, or an image of alpha alone, ends the call silently. A mask lowers its image's region to its own
+ *            region's size; the source's mask is scaled with the source, and both decide
+ *   tiles    the destination tile by tile, fetching what each needs; a source tile that is not delivered:
+ *            -5 "(srcImage->tileInfo->tileData == ((void*)(0)))", a destination's: -2 "Error get tile to write"
+ *   refuses  vekZoom: -5 "xDst < xSrc || yDst < ySrc"; vekResize: -5 "(interpolate == VEK_INTER_SUPER) &&
+ *            (xDst > xSrc || yDst > ySrc)"; then the headers, "Incorrect Image"; then all of these that hold, -5:
+ *            "interpolate != VEK_INTER_NN && interpolate != VEK_INTER_LINEAR && interpolate != VEK_INTER_CUBIC",
+ *            "srcImage->depth != dstImage->depth", "srcImage->depth != VEK_DEPTH_1U && srcImage->depth != VEK_DEPTH_8U
+ *            && srcImage->depth != VEK_DEPTH_16U", "srcImage->dataOrder != dstImage->dataOrder", "xDst <= 0 || xSrc <= 0",
+ *            "yDst <= 0 || ySrc <= 0"; a negative status, an old one too, then ends the call;
+ *            -5 "This function isn`t in-plase function"; -2 "srcImage COI != dstImage COI"; -1 "" when memory is short.
+ *            vekResize adds -1 "" when the status is negative at the end */
+VEK_API void vekZoom(const VekImage* srcImage, VekImage* dstImage, int32_t xDst, int32_t xSrc, int32_t yDst, int32_t ySrc,
+                     int32_t interpolate);
+VEK_API void vekResize(const VekImage* srcImage, VekImage* dstImage, int32_t xDst, int32_t xSrc, int32_t yDst,
+                       int32_t ySrc, int32_t interpolate);
+
+/* vekDecimate: the same for smaller images, with positions in steps of 256 xSrc / xDst (chopped) 1/256 of a sample, linear
+ * rounded half up once, and super-sampling: the mean of the box of samples that a pixel covers, cut at the region's end.
+ * Masks play no part.
+ *   srcImage, dstImage  different headers, same depth, origin and data order
+ *   interpolate  0 to 3; nearest for a source image below 4 columns or rows, and, but for super-sampling, where both
+ *            factors are whole numbers, and for 1U
+ *   depths   1U 8U 16U
+ *   writes   as far as the scaled source reaches, at most the destination's region; channels as in [W]
+ *   refuses  null headers, -9 "Incorrect Image"; then all of these that hold: the headers, "Incorrect Image"; -5
+ *            "srcImage == dstImage", "srcImage->depth != dstImage->depth", "srcImage->origin != dstImage->origin",
+ *            "srcImage->dataOrder != dstImage->dataOrder", "nChannelsSrc == 0", "nChannelsDst == 0",
+ *            "nChannelsSrc != nChannelsDst", "interpolate != VEK_INTER_NN, VEK_INTER_LINEAR, VEK_INTER_CUBIC or
+ *            VEK_INTER_SUPER", "xDst <= 0", "xSrc <= 0", "yDst <= 0", "ySrc <= 0", "xDst > xSrc", "yDst > ySrc"; a
+ *            negative status, an old one too, then ends the call; -5 "srcImage->depth is wrong"; a tile that is not
+ *            delivered: -3 "srcImage->tileInfo->callBack crash", "dstImage->tileInfo->callBack crash"; -1 "" when memory
+ *            is short */
+VEK_API void vekDecimate(const VekImage* srcImage, VekImage* dstImage, int32_t xDst, int32_t xSrc, int32_t yDst,
+                         int32_t ySrc, int32_t interpolate);
+
 /* ---- Test images ---------------------------------------------------------------------------------- */
 
 /* vekCreateImageJaehne: a new one-channel image of rings, sin(r^2 * 2 pi / (4 height)) around its centre, whose
