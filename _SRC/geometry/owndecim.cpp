@@ -41,7 +41,7 @@ struct OwnBoxAxis {
 
 /* Sums of columns: sums[i] = the rows of the box, weighted. A: wide enough for all of them. */
 template <class T, class A>
-static void ownSumRows(A* sums, const uint8_t* data, ptrdiff_t rowStep, const OwnBox& box, int32_t low, ptrdiff_t n)
+static void ownSumRows(A* __restrict sums, const uint8_t* __restrict data, ptrdiff_t rowStep, const OwnBox& box, int32_t low, ptrdiff_t n)
 {
     std::fill(sums, sums + n, (A)0);
     for (int32_t y = box.first; y <= box.last; ++y) {
