@@ -312,11 +312,6 @@ struct OwnPoint {
     bool paddingKept = false; /* whole images are taken row by row too */
     bool copies = false;      /* the run is a copy */
 
-    /* Where an operation differs from the others: what is done with a piece of a tile walk, instead of ownTraverse, and the
-     * texts for a tile that was not delivered, one an image. */
-    void (*piece)(const OwnPoint& point, const VekImage* const image[], const VekImage* mask) = nullptr;
-    const char* const* missing = nullptr;
-
     /* Where an operation differs from the others: what is done with a piece of a tile walk, instead of ownTraverse; the
      * texts for a tile that was not delivered, one an image, and the status. */
     void (*piece)(const OwnPoint& point, const VekImage* const image[], const VekImage* mask) = nullptr;

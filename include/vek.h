@@ -1115,6 +1115,65 @@ VEK_API void vekGetPerspectiveTransform(const VekImage* image, double coeffs[9],
  * caller sets them to 0 first for that alone. Cannot fail. */
 VEK_API void vekGetRotateShift(double xCenter, double yCenter, double angle, double* xShift, double* yShift);
 
+/* ---- Geometry: warps ------------------------------------------------------------------------------ */
+
+/* How a sample between samples is found. */
+enum {
+    VEK_INTER_NN = 0,     /* the nearest sample (resampling: the one before) */
+    VEK_INTER_LINEAR = 1, /* between two on each axis */
+    VEK_INTER_CUBIC = 2,  /* the cubic polynomial through four on each axis */
+    VEK_INTER_SUPER = 3   /* the mean of the area that a smaller pixel covers */
+};
+
+/* vekWarpAffine, vekWarpBilinear, vekWarpPerspective (by a matrix), vekWarpBilinearQ, vekWarpPerspectiveQ (by a quadrangle):
+ * each destination pixel is pulled from where the mapping says that it comes from; what the mapping does not reach keeps its
+ * values.
+ *   srcImage, dstImage  different headers, same depth, origin and data order (not compared for 1U and between images of one
+ *            channel). Tiles on either side
+ *   coeffs, quad  as above, in image coordinates. Affine matrices that only shift, or turn by 90, 180 or 270 degrees (the
+ *            turns without tiles), move pixels unchanged; shifts are rounded down
+ *   warpFlag  0: the mapping carries the source's region to the quadrangle, whose pixels in the destination's region are
+ *            written; 1: it carries the destination's region to the quadrangle in the source, and pixels that come from
+ *            outside the source's region are left
+ *   interpolate  0 to 2; for 1U, and images one pixel wide or high, nearest; cubic for images below 4 becomes linear.
+ *            Neighbours are those of the image, also beside the region. Linear rounds to nearest, and chops for the affine
+ *            warp of 8U; cubic is held to the depth's range
+ *   depths   1U 8U 16U
+ *   writes   all channels but alpha, or the channel of interest, which must not be alpha (else nothing). Masks count for
+ *            shifts alone
+ *   tiles    a source tile that is not delivered: -5 "(srcImage->tileInfo->tileData == ((void*)(0)))"; a destination's:
+ *            -2 "Error get tile to write"
+ *   refuses  the headers, "Incorrect Image"; then all of these that hold, -5: "srcImage->depth != dstImage->depth",
+ *            "srcImage->origin != dstImage->origin", "srcImage->dataOrder != dstImage->dataOrder",
+ *            "(srcImage->depth & VEK_DEPTH_SIGN) || (srcImage->depth == VEK_DEPTH_32F)", "warpFlag != 0 && warpFlag != 1",
+ *            "This function is not in-place function"; a negative status, an old one too, then ends the call. Affine: -5
+ *            "Determinant of transform matrix == 0.0". Quadrangles: -5 "Quadrangle is degenerate to triangle or length or
+ *            point", "Quadrangle is concave". Then -5 "interpolate < 0 || interpolate > 2"; -5 "srcImage Rectangle ROI is
+ *            degenerate to length or point" (dstImage with warpFlag 1); -24 "srcImage COI != dstImage COI"; -1 "" when
+ *            memory is short. The bilinear and perspective forms by a matrix are vekGetBilinearQuad, vekGetPerspectiveQuad
+ *            (of dstImage with warpFlag 1) and the Q form, and add -1 "" when either failed */
+VEK_API void vekWarpAffine(const VekImage* srcImage, VekImage* dstImage, const double coeffs[6], int32_t interpolate);
+VEK_API void vekWarpBilinear(const VekImage* srcImage, VekImage* dstImage, const double coeffs[8], int32_t warpFlag,
+                             int32_t interpolate);
+VEK_API void vekWarpBilinearQ(const VekImage* srcImage, VekImage* dstImage, const double quad[8], int32_t warpFlag,
+                              int32_t interpolate);
+VEK_API void vekWarpPerspective(const VekImage* srcImage, VekImage* dstImage, const double coeffs[9], int32_t warpFlag,
+                                int32_t interpolate);
+VEK_API void vekWarpPerspectiveQ(const VekImage* srcImage, VekImage* dstImage, const double quad[8], int32_t warpFlag,
+                                 int32_t interpolate);
+
+/* vekRotate: the affine warp by (c, s, xShift; -s, c, yShift) with c and s of `angle` in degrees: anticlockwise on the
+ * screen about the image's first pixel; vekGetRotateShift gives the shifts for another centre. Multiples of 90 degrees
+ * (but 0) move pixels unchanged, and ignore interpolate, unless an image has tiles.
+ *   refuses  quarter turns: as vekWarpAffine, under this name; others: vekWarpAffine's, then -1 "" */
+VEK_API void vekRotate(const VekImage* srcImage, VekImage* dstImage, double angle, double xShift, double yShift,
+                       int32_t interpolate);
+
+/* vekShear: the affine warp by (1, xShear, xShift; yShear, 1, yShift).
+ *   refuses  vekWarpAffine's, then -1 "" */
+VEK_API void vekShear(const VekImage* srcImage, VekImage* dstImage, double xShear, double yShear, double xShift,
+                      double yShift, int32_t interpolate);
+
 /* ---- Geometry: other sizes ------------------------------------------------------------------------ */
 
 /* How a sample between samples is found. */

@@ -160,7 +160,7 @@ static void ownSuperPlane(const OwnPartRun& run, const OwnBoxAxis& x, const OwnB
             ownSumRows<T, A>(sums + first, data + first * (ptrdiff_t)sizeof(T), view.rowStep, box, y.low, nSums - first);
             ownMeanColumns<T, A>(out, sums, x, box.total, view.pixelStep, count, nSmall, run.width);
         }
-        if (!target.direct) ownSpread(target, aside, j);
+        if (!target.direct) ownPutRow(target, aside, j);
     }
 }
 

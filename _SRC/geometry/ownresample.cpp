@@ -4,7 +4,7 @@
 /* ---- Finished rows into the destination ------------------------------------------------------------------------ */
 
 template <int unitBytes>
-static void ownSpreadUnits(const OwnTarget& target, uint8_t* out, const uint8_t* row, const uint8_t* mask)
+static void ownPutUnits(const OwnTarget& target, uint8_t* out, const uint8_t* row, const uint8_t* mask)
 {
     const ptrdiff_t unit = unitBytes ? unitBytes : target.unitBytes;
     for (int32_t x = 0; x < target.width; ++x) {
@@ -13,16 +13,16 @@ static void ownSpreadUnits(const OwnTarget& target, uint8_t* out, const uint8_t*
     }
 }
 
-void ownSpread(const OwnTarget& target, const uint8_t* row, int32_t y)
+void ownPutRow(const OwnTarget& target, const uint8_t* row, int32_t y)
 {
     uint8_t* out = target.data + y * target.rowStep;
     const uint8_t* mask = target.maskData ? target.maskData + y * target.maskStep : nullptr;
     switch (target.unitBytes) {
-    case 1: return ownSpreadUnits<1>(target, out, row, mask);
-    case 2: return ownSpreadUnits<2>(target, out, row, mask);
-    case 3: return ownSpreadUnits<3>(target, out, row, mask);
-    case 4: return ownSpreadUnits<4>(target, out, row, mask);
-    default: return ownSpreadUnits<0>(target, out, row, mask);
+    case 1: return ownPutUnits<1>(target, out, row, mask);
+    case 2: return ownPutUnits<2>(target, out, row, mask);
+    case 3: return ownPutUnits<3>(target, out, row, mask);
+    case 4: return ownPutUnits<4>(target, out, row, mask);
+    default: return ownPutUnits<0>(target, out, row, mask);
     }
 }
 
@@ -108,7 +108,7 @@ static void ownResamplePlane(const OwnPartRun& run, const OwnRowPlan& plan, cons
             }
             ownRowDown(out, rows, tap, plan);
         }
-        if (!target.direct) ownSpread(target, aside, y);
+        if (!target.direct) ownPutRow(target, aside, y);
     }
 }
 

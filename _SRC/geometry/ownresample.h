@@ -26,7 +26,7 @@ struct OwnTap {
 };
 
 /* What a table covers on one axis. */
-struct OwnSpan {
+struct OwnAxisSpan {
     int32_t n;         /* destination samples */
     int32_t size;      /* source samples of the region */
     int32_t offset;    /* the region's first sample in the image */
@@ -34,9 +34,9 @@ struct OwnSpan {
 };
 
 /* Positions j * ratio. */
-void ownTabulate(OwnTap* taps, OwnBlend blend, const OwnSpan& span, double ratio);
+void ownTabulate(OwnTap* taps, OwnBlend blend, const OwnAxisSpan& span, double ratio);
 /* Positions j * step in 1/256. */
-void ownTabulateFixed(OwnTap* taps, OwnBlend blend, const OwnSpan& span, int64_t step);
+void ownTabulateFixed(OwnTap* taps, OwnBlend blend, const OwnAxisSpan& span, int64_t step);
 
 /* ---- A resolved resampling ----------------------------------------------------------------------------------- */
 
@@ -79,7 +79,7 @@ struct OwnPartRun {
 OwnTarget ownTargetOf(const OwnPartRun& run, int32_t plane);
 
 /* A row of pixels that lie side by side, to the places of a destination's row whose mask has a 1. */
-void ownSpread(const OwnTarget& target, const uint8_t* row, int32_t y);
+void ownPutRow(const OwnTarget& target, const uint8_t* row, int32_t y);
 
 /* ---- Rows ---------------------------------------------------------------------------------------------------- */
 

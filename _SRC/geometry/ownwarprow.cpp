@@ -16,7 +16,7 @@ struct OwnSpots {
 /* ---- Positions in floating point ------------------------------------------------------------------------------- */
 
 /* c0 x + c1 y + c2 of columns x0, x0 + 1, ... */
-static inline void ownLine(double* out, int n, double c0, double x0, double row)
+static inline void ownLine(double* __restrict out, int n, double c0, double x0, double row)
 {
     for (int i = 0; i < n; ++i) out[i] = c0 * (x0 + i) + row;
 }
@@ -80,7 +80,7 @@ static inline double ownHold(double v, double low, double high) { return v > low
 static constexpr double OWN_FAR = 1 << 30;
 
 /* The index of each position, rounded: p + shift; also what lies outside the tested rectangle. */
-static void ownIndices(const double* p, double shift, int n, int32_t* index)
+static void ownIndices(const double* __restrict p, double shift, int n, int32_t* __restrict index)
 {
     for (int i = 0; i < n; ++i) index[i] = (int32_t)rint(ownHold(p[i] + 1e-7 - shift, -OWN_FAR, OWN_FAR));
 }
@@ -93,13 +93,13 @@ static void ownTest(const OwnWarpRun& run, OwnSpots* s)
 }
 
 /* Into the window, and counted from its first pixel; reach: pixels that are read beyond the index. */
-static void ownIntoWindow(int32_t* index, int n, int32_t low, int32_t high, int32_t reach)
+static void ownIntoWindow(int32_t* __restrict index, int n, int32_t low, int32_t high, int32_t reach)
 {
     for (int i = 0; i < n; ++i) index[i] = std::clamp(index[i], low, std::max(low, high - reach)) - low;
 }
 
 /* Linear on one axis: the index below the position, but never the last, and how far the position lies beyond it. */
-static void ownLinearAxis(const double* p, int32_t* index, double* f, int n, int32_t limit, int32_t low, int32_t high)
+static void ownLinearAxis(const double* __restrict p, int32_t* __restrict index, double* __restrict f, int n, int32_t limit, int32_t low, int32_t high)
 {
     for (int i = 0; i < n; ++i) {
         int32_t at = index[i] < limit ? index[i] : limit - 1;
@@ -110,7 +110,7 @@ static void ownLinearAxis(const double* p, int32_t* index, double* f, int n, int
 }
 
 /* Cubic on one axis: the window of four starts one before, but stays in the image. */
-static void ownCubicAxis(const double* p, int32_t* index, double* f, int n, int32_t limit, int32_t low, int32_t high)
+static void ownCubicAxis(const double* __restrict p, int32_t* __restrict index, double* __restrict f, int n, int32_t limit, int32_t low, int32_t high)
 {
     for (int i = 0; i < n; ++i) {
         int32_t at = index[i] >= limit - 1 ? limit - 3 : index[i] <= 0 ? 0 : index[i] - 1;
@@ -162,7 +162,7 @@ static int64_t ownFixedStep(double v) { return (int64_t)rint(ownHold(v * 65536, 
 static int64_t ownFixedStart(double v) { return (int64_t)rint(ownHold(v * 65536, -1e18, 1e18)); }
 
 /* Positions from p on in steps, held to the window, counted from its first pixel. */
-static void ownFixedIndices(int64_t p, int64_t step, int n, int32_t low, int32_t high, int32_t* index)
+static void ownFixedIndices(int64_t p, int64_t step, int n, int32_t low, int32_t high, int32_t* __restrict index)
 {
     p -= (int64_t)low << 16;
     const int64_t most = ((int64_t)high - low) << 16 | 65535;
@@ -207,8 +207,8 @@ static void ownStageBits(const OwnWarpRun& run, int32_t y, int32_t left, OwnSpot
 }
 
 /* Linear: held to 0 and to the last pixel but one, where the place beyond it is 0. */
-static void ownFixedAxis(int64_t p, int64_t step, int n, int32_t limit, int32_t low, int32_t high, int32_t* index,
-                         int32_t* weight)
+static void ownFixedAxis(int64_t p, int64_t step, int n, int32_t limit, int32_t low, int32_t high, int32_t* __restrict index,
+                         int32_t* __restrict weight)
 {
     const int64_t most = (int64_t)std::max(limit - 1, 0) << 16;
     for (int i = 0; i < n; ++i) {
@@ -255,21 +255,24 @@ void ownStartFloatRows(const OwnWarpRun& run, float* starts, int32_t nRows)
 
 static void ownFloatIndices(OwnFloatWalk* walk, const OwnWarpRun& run, OwnSpots* s)
 {
+    const int n = s->n;
+    const int32_t xLow = run.xLow, xHigh = run.xHigh, yLow = run.yLow, yHigh = run.yHigh;
     float X[OWN_BLOCK], Y[OWN_BLOCK];
     float x = walk->x, y = walk->y;
-    for (int i = 0; i < s->n; ++i) {
+    const float xStep = walk->xStep, yStep = walk->yStep;
+    for (int i = 0; i < n; ++i) {
         X[i] = x;
         Y[i] = y;
-        x += walk->xStep;
-        y += walk->yStep;
+        x += xStep;
+        y += yStep;
     }
     walk->x = x;
     walk->y = y;
     const float far = 1 << 30;
-    for (int i = 0; i < s->n; ++i) {
+    for (int i = 0; i < n; ++i) {
         const float u = X[i] > -far ? (X[i] < far ? X[i] : far) : -far, v = Y[i] > -far ? (Y[i] < far ? Y[i] : far) : -far;
-        s->x[i] = std::clamp((int32_t)rintf(u), run.xLow, run.xHigh) - run.xLow;
-        s->y[i] = std::clamp((int32_t)rintf(v), run.yLow, run.yHigh) - run.yLow;
+        s->x[i] = std::clamp((int32_t)rintf(u), xLow, xHigh) - xLow;
+        s->y[i] = std::clamp((int32_t)rintf(v), yLow, yHigh) - yLow;
     }
 }
 
@@ -302,8 +305,9 @@ template <class T> struct OwnFour4 {
 template <class T>
 static inline void ownFetchFour(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, OwnFour4<T>* f)
 {
+    const int n = s.n;
     const ptrdiff_t rowStep = run.rowStep, pixelStep = run.pixelStep;
-    for (int i = 0; i < s.n; ++i) {
+    for (int i = 0; i < n; ++i) {
         const uint8_t* p = data + s.y[i] * rowStep + s.x[i] * pixelStep;
         f->s00[i] = ownSample<T>(p);
         f->s01[i] = ownSample<T>(p + pixelStep);
@@ -313,11 +317,12 @@ static inline void ownFetchFour(const OwnWarpRun& run, const OwnSpots& s, const 
 }
 
 /* top = p00 + (p01 - p00) fx, bottom likewise, top + (bottom - top) fy, to nearest-even; the low bits are kept. */
-template <class T> static void ownBlendLinear(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, T* out)
+template <class T> static void ownBlendLinear(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, T* __restrict out)
 {
+    const int n = s.n;
     OwnFour4<T> f;
     ownFetchFour(run, s, data, &f);
-    for (int i = 0; i < s.n; ++i) {
+    for (int i = 0; i < n; ++i) {
         const double top = f.s00[i] + (double)(f.s01[i] - f.s00[i]) * s.fx[i];
         const double bottom = f.s10[i] + (double)(f.s11[i] - f.s10[i]) * s.fx[i];
         out[i] = (T)(int32_t)rint(top + (bottom - top) * s.fy[i] + 1e-7);
@@ -325,11 +330,12 @@ template <class T> static void ownBlendLinear(const OwnWarpRun& run, const OwnSp
 }
 
 /* The same with weights of 14 bits, chopped: t = (p00 (16384 - fx) + p01 fx) >> 8, out = (t (16384 - fy) + u fy) >> 20. */
-static void ownBlendFixed(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, uint8_t* out)
+static void ownBlendFixed(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, uint8_t* __restrict out)
 {
+    const int n = s.n;
     OwnFour4<uint8_t> f;
     ownFetchFour(run, s, data, &f);
-    for (int i = 0; i < s.n; ++i) {
+    for (int i = 0; i < n; ++i) {
         const int32_t t = (f.s00[i] * 16384 + (f.s01[i] - f.s00[i]) * s.wx[i]) >> 8;
         const int32_t u = (f.s10[i] * 16384 + (f.s11[i] - f.s10[i]) * s.wx[i]) >> 8;
         out[i] = (uint8_t)((t * 16384 + (u - t) * s.wy[i]) >> 20);
@@ -345,16 +351,17 @@ static inline float ownLagrange(float c0, float c1, float c2, float c3, float t)
     return c1 + t * a1 + t * t * a2 + t * t * t * a3;
 }
 
-template <class T> static void ownBlendCubic(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, T* out)
+template <class T> static void ownBlendCubic(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, T* __restrict out)
 {
+    const int n = s.n;
     const float most = std::numeric_limits<T>::max();
     T sample[4][4][OWN_BLOCK];
-    for (int i = 0; i < s.n; ++i) {
+    for (int i = 0; i < n; ++i) {
         const uint8_t* p = data + s.y[i] * run.rowStep + s.x[i] * run.pixelStep;
         for (int r = 0; r < 4; ++r, p += run.rowStep)
             for (int k = 0; k < 4; ++k) sample[r][k][i] = ownSample<T>(p + k * run.pixelStep);
     }
-    for (int i = 0; i < s.n; ++i) {
+    for (int i = 0; i < n; ++i) {
         const float t = (float)s.fx[i], u = (float)s.fy[i];
         float row[4];
         for (int r = 0; r < 4; ++r)
@@ -388,13 +395,14 @@ static void ownBlendRow(const OwnWarpRun& run, int32_t y, int32_t left, int32_t 
 
 template <int unit> static void ownCopyUnits(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, uint8_t* out)
 {
+    const int n = s.n;
     const ptrdiff_t rowStep = run.rowStep, pixelStep = run.pixelStep, outStep = run.outPixelStep;
     if (run.tests)
-        for (int i = 0; i < s.n; ++i) {
+        for (int i = 0; i < n; ++i) {
             if (!s.skip[i]) memcpy(out + i * outStep, data + s.y[i] * rowStep + s.x[i] * pixelStep, unit);
         }
     else
-        for (int i = 0; i < s.n; ++i) memcpy(out + i * outStep, data + s.y[i] * rowStep + s.x[i] * pixelStep, unit);
+        for (int i = 0; i < n; ++i) memcpy(out + i * outStep, data + s.y[i] * rowStep + s.x[i] * pixelStep, unit);
 }
 
 /* All channels of a block: whole pixels when they lie side by side. */
@@ -441,7 +449,7 @@ template <OwnStage stage> static void ownBitRow(const OwnWarpRun& run, int32_t y
     for (int64_t x = left; x <= right; x += s.n) {
         s.n = (int)std::min<int64_t>(OWN_BLOCK, right - x + 1);
         stage(run, y, (int32_t)x, &s);
-        if (!run.tests) memset(s.skip, 0, (size_t)s.n);
+        if (!run.tests) memset(s.skip, 0, sizeof(s.skip));
         for (int i = 0; i < s.n;) {
             const int n = std::min(8 - (int)(at & 7), s.n - i), shift = 8 - (int)(at & 7) - n;
             int bits = 0, write = 0;

@@ -1,5 +1,5 @@
 /* vekRotate: rotation and shear, the convenient faces of the affine warp. */
-#include "ownturn.h"
+#include "ownquarter.h"
 
 #include <math.h>
 

@@ -1,5 +1,5 @@
 /* vekWarp: the affine, bilinear and perspective warps. */
-#include "ownturn.h"
+#include "ownquarter.h"
 #include "ownwarp.h"
 
 #include <math.h>

@@ -97,8 +97,8 @@ static const OwnTileTexts ownZoomTexts = {VEK_StatusBadArg, "(srcImage->tileInfo
 static bool ownTabulateAndRun(const OwnFace& face, OwnResampling& job, double xRatio, double yRatio)
 {
     const OwnRect &src = job.srcRect, &dst = job.dstRect;
-    const OwnSpan x = {dst.right - dst.left + 1, src.right - src.left + 1, src.left, job.srcImage->width};
-    const OwnSpan y = {dst.bottom - dst.top + 1, src.bottom - src.top + 1, src.top, job.srcImage->height};
+    const OwnAxisSpan x = {dst.right - dst.left + 1, src.right - src.left + 1, src.left, job.srcImage->width};
+    const OwnAxisSpan y = {dst.bottom - dst.top + 1, src.bottom - src.top + 1, src.top, job.srcImage->height};
     OwnTap* taps = (OwnTap*)ownAlloc(((size_t)x.n + (size_t)y.n) * sizeof(OwnTap));
     OWN_FAIL_IF(!taps, VEK_StatusBacktrace, "", false);
     ownTabulate(taps, job.blend, x, xRatio);

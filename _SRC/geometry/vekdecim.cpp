@@ -22,8 +22,8 @@ static int32_t ownReached(int32_t nDst, int32_t nSrc, int64_t step)
 static void ownDecimateByTaps(const OwnFace& face, OwnResampling& job, int64_t xStep, int64_t yStep)
 {
     const OwnRect &src = job.srcRect, &dst = job.dstRect;
-    const OwnSpan x = {dst.right - dst.left + 1, src.right - src.left + 1, src.left, job.srcImage->width};
-    const OwnSpan y = {dst.bottom - dst.top + 1, src.bottom - src.top + 1, src.top, job.srcImage->height};
+    const OwnAxisSpan x = {dst.right - dst.left + 1, src.right - src.left + 1, src.left, job.srcImage->width};
+    const OwnAxisSpan y = {dst.bottom - dst.top + 1, src.bottom - src.top + 1, src.top, job.srcImage->height};
     OwnTap* taps = (OwnTap*)ownAlloc(((size_t)x.n + (size_t)y.n) * sizeof(OwnTap));
     OWN_FAIL_IF(!taps, VEK_StatusBacktrace, "");
     ownTabulateFixed(taps, job.blend, x, xStep);

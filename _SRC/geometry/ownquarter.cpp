@@ -1,6 +1,7 @@
-/* ownturn: translations and quarter turns, pixel by pixel the source's. */
-#include "ownturn.h"
+/* ownquarter: translations and quarter turns, pixel by pixel the source's. */
+#include "ownquarter.h"
 
+#include "../frame/ownrow.h"
 #include "ownwarp.h"
 
 #include <math.h>
@@ -122,7 +123,7 @@ struct OwnBitTurn {
     int32_t width, height;
 };
 
-static void ownTurnBits(const OwnBitTurn& t)
+static void ownTurnBitRows(const OwnBitTurn& t)
 {
     for (int32_t y = 0; y < t.height; ++y) {
         uint8_t* out = t.out + y * t.outRow;
@@ -161,7 +162,7 @@ static OwnWideRect ownTurned(const OwnRect& r, int degrees, int64_t xs, int64_t 
     return {xs - r.bottom, ys + r.left, xs - r.top, ys + r.right};
 }
 
-static void ownTurnPixels(const VekImage* srcImage, const VekImage* dstImage, const OwnChannels channels[2],
+static void ownTurnAll(const VekImage* srcImage, const VekImage* dstImage, const OwnChannels channels[2],
                           const OwnRect& both, int64_t x, int64_t y, const OwnTurnSteps& steps)
 {
     const OwnView src = ownWholeView(srcImage), dst = ownWholeView(dstImage);
@@ -170,7 +171,7 @@ static void ownTurnPixels(const VekImage* srcImage, const VekImage* dstImage, co
         const OwnBitTurn turn = {src.data + y * src.rowStep, src.rowStep, x, steps.xAcross, steps.yAcross, steps.xDown,
                                  steps.yDown, dst.data + both.top * dst.rowStep + (both.left >> 3), dst.rowStep,
                                  both.left & 7, width, height};
-        ownTurnBits(turn);
+        ownTurnBitRows(turn);
         return;
     }
     const ptrdiff_t sampleBytes = src.sampleBits >> 3;
@@ -183,6 +184,12 @@ static void ownTurnPixels(const VekImage* srcImage, const VekImage* dstImage, co
     const int32_t count = channels[0].count;
     const bool together = src.channelStep == sampleBytes && dst.channelStep == sampleBytes;
     const ptrdiff_t unit = together ? count * sampleBytes : 0;
+    if (turn.across == -outPixel && pixel == outPixel && (unit == pixel || count * sampleBytes == pixel)) {
+        /* a half turn of whole pixels: rows in the opposite order */
+        for (int32_t row = 0; row < height; ++row)
+            ownTurnPixels(turn.out + row * turn.outRow, turn.data + row * turn.down - (width - 1) * pixel, (int)pixel, width);
+        return;
+    }
     switch (unit) {
     case 3: return ownTurnUnits<3>(turn);
     case 4: return ownTurnUnits<4>(turn);
@@ -210,5 +217,5 @@ void ownQuarterTurn(const OwnFace& face, const VekImage* srcImage, VekImage* dst
     if (!ownMeet(ownTurned(src, degrees, xs, ys), dst, &both)) return;
     const int64_t x = degrees == 90 ? ys - both.top : degrees == 180 ? xs - both.left : both.top - ys;
     const int64_t y = degrees == 90 ? both.left - xs : degrees == 180 ? ys - both.top : xs - both.left;
-    ownTurnPixels(srcImage, dstImage, channels, both, x, y, ownTurnSteps(degrees));
+    ownTurnAll(srcImage, dstImage, channels, both, x, y, ownTurnSteps(degrees));
 }

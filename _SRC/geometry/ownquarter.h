@@ -1,6 +1,6 @@
-/* ownturn.h: warps that only move pixels: translations and quarter turns. */
-#ifndef OWNTURN_H
-#define OWNTURN_H
+/* ownquarter.h: warps that only move pixels: translations and quarter turns. */
+#ifndef OWNQUARTER_H
+#define OWNQUARTER_H
 
 #include "own.h"
 
