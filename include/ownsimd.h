@@ -406,19 +406,6 @@ template <class T> static inline OwnVec<T> ownZipHigh(OwnVec<T> a, OwnVec<T> b)
         r.v[i] = i & 1 ? b.v[half + i / 2] : a.v[half + i / 2];
     return r;
 }
-#else
-template <class T> static inline OwnVec<T> ownZipLow(OwnVec<T> a, OwnVec<T> b)
-{
-    OwnVec<T> r;
-    for (ptrdiff_t i = 0; i < OwnVec<T>::lanes; ++i) r.v[i] = i & 1 ? b.v[i / 2] : a.v[i / 2];
-    return r;
-}
-template <class T> static inline OwnVec<T> ownZipHigh(OwnVec<T> a, OwnVec<T> b)
-{
-    OwnVec<T> r;
-    for (ptrdiff_t i = 0, half = OwnVec<T>::lanes / 2; i < 2 * half; ++i) r.v[i] = i & 1 ? b.v[half + i / 2] : a.v[half + i / 2];
-    return r;
-}
 #endif
 
 /* Lanes of a and b in turn, in an order of the backend's own that ownPack of what is made of neighbours undoes. */
@@ -973,21 +960,6 @@ static inline OwnVec<float> ownSqrt(OwnVec<float> a)
 
 /* ---- Sums of products ---------------------------------------------------------------------------------------- */
 
-/* Sums of neighbouring products of bytes: lane i is a[2i] b[2i] + a[2i+1] b[2i+1], held to 16 bits. */
-static inline OwnVec<int16_t> ownMulAddBytes(OwnVec<uint8_t> a, OwnVec<int8_t> b)
-{
-#ifdef OWN_X86
-    return ownFromX86<int16_t>(OWN_X86(maddubs_epi16)(ownX86(a), ownX86(b)));
-#else
-    OwnVec<int16_t> r;
-    for (ptrdiff_t i = 0; i < OwnVec<int16_t>::lanes; ++i) {
-        const int p = a.v[2 * i] * b.v[2 * i] + a.v[2 * i + 1] * b.v[2 * i + 1];
-        r.v[i] = (int16_t)(p < -32768 ? -32768 : p > 32767 ? 32767 : p);
-    }
-    return r;
-#endif
-}
-
 /* a b + c, rounded once. */
 static inline float ownMulAddOnce(float a, float b, float c)
 {
@@ -1079,140 +1051,20 @@ template <class T> static inline OwnVec<T> ownLastOfFour(OwnVec<T> a)
 /* ---- Four lanes of floats -------------------------------------------------------------------------------------- */
 
 /* Exactly four, on every processor: for sums whose order is stated by fours. */
-struct OwnFour {
+struct OwnLane4 {
     typedef float Raw __attribute__((vector_size(16)));
     Raw v;
 };
 
-static inline OwnFour operator+(OwnFour a, OwnFour b) { return {a.v + b.v}; }
-static inline OwnFour operator*(OwnFour a, OwnFour b) { return {a.v * b.v}; }
-static inline OwnFour ownSetFour(float a, float b, float c, float d) { return {OwnFour::Raw{a, b, c, d}}; }
+static inline OwnLane4 operator+(OwnLane4 a, OwnLane4 b) { return {a.v + b.v}; }
+static inline OwnLane4 operator*(OwnLane4 a, OwnLane4 b) { return {a.v * b.v}; }
+static inline OwnLane4 ownSetLane4(float a, float b, float c, float d) { return {OwnLane4::Raw{a, b, c, d}}; }
 
 /* Four samples as floats, rounded to nearest where a float can't hold them. */
-template <class T> static inline OwnFour ownLoadFour(const void* p)
+template <class T> static inline OwnLane4 ownLoadLane4(const void* p)
 {
     typedef T Samples __attribute__((vector_size(4 * sizeof(T)), aligned(1), may_alias));
-    return {__builtin_convertvector(*(const Samples*)p, OwnFour::Raw)};
-}
-
-/* ---- Integers and floating point ------------------------------------------------------------------------------- */
-
-/* 32-bit integers as floats, rounded to nearest-even. */
-static inline OwnVec<float> ownToFloat(OwnVec<int32_t> a)
-{
-#ifdef OWN_X86
-    return ownFromX86<float>(OWN_X86(cvtepi32_ps)(ownX86(a)));
-#else
-    return {__builtin_convertvector(a.v, OwnVec<float>::Raw)};
-#endif
-}
-
-#ifndef OWN_X86
-/* A number without a fraction as an integer; beyond the range, and for what is no number, the lowest one. */
-static inline int32_t ownWhole(double a) { return a >= -2147483648.0 && a <= 2147483647.0 ? (int32_t)a : INT32_MIN; }
-#endif
-
-/* Floats to 32-bit integers: to nearest-even by the rounding in force, or toward zero. Numbers beyond the range, and what
- * is no number, give the lowest integer. */
-static inline OwnVec<int32_t> ownNearest(OwnVec<float> a)
-{
-#ifdef OWN_X86
-    return ownFromX86<int32_t>(OWN_X86(cvtps_epi32)(a.v));
-#else
-    OwnVec<int32_t> r;
-    for (ptrdiff_t i = 0; i < OwnVec<int32_t>::lanes; ++i) r.v[i] = ownWhole(__builtin_rintf(a.v[i]));
-    return r;
-#endif
-}
-static inline OwnVec<int32_t> ownChop(OwnVec<float> a)
-{
-#ifdef OWN_X86
-    return ownFromX86<int32_t>(OWN_X86(cvttps_epi32)(a.v));
-#else
-    OwnVec<int32_t> r;
-    for (ptrdiff_t i = 0; i < OwnVec<int32_t>::lanes; ++i) r.v[i] = ownWhole(__builtin_truncf(a.v[i]));
-    return r;
-#endif
-}
-
-/* The lower and the upper half of the lanes as doubles. */
-static inline OwnPair<double> ownToDouble(OwnVec<int32_t> a)
-{
-    OwnPair<double> r;
-#if OWN_VEC_BYTES == 64
-    r.lo.v = _mm512_cvtepi32_pd(_mm512_castsi512_si256((__m512i)ownX86(a)));
-    r.hi.v = _mm512_cvtepi32_pd(_mm512_extracti32x8_epi32((__m512i)ownX86(a), 1));
-#elif OWN_VEC_BYTES == 32
-    r.lo.v = _mm256_cvtepi32_pd(_mm256_castsi256_si128((__m256i)ownX86(a)));
-    r.hi.v = _mm256_cvtepi32_pd(_mm256_extracti128_si256((__m256i)ownX86(a), 1));
-#elif defined(OWN_X86)
-    r.lo.v = _mm_cvtepi32_pd((__m128i)ownX86(a));
-    r.hi.v = _mm_cvtepi32_pd(_mm_unpackhi_epi64((__m128i)ownX86(a), (__m128i)ownX86(a)));
-#else
-    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
-        r.lo.v[i] = a.v[i];
-        r.hi.v[i] = a.v[OwnVec<double>::lanes + i];
-    }
-#endif
-    return r;
-}
-static inline OwnPair<double> ownToDouble(OwnVec<float> a)
-{
-    OwnPair<double> r;
-#if OWN_VEC_BYTES == 64
-    r.lo.v = _mm512_cvtps_pd(_mm512_castps512_ps256(a.v));
-    r.hi.v = _mm512_cvtps_pd(_mm512_extractf32x8_ps(a.v, 1));
-#elif OWN_VEC_BYTES == 32
-    r.lo.v = _mm256_cvtps_pd(_mm256_castps256_ps128(a.v));
-    r.hi.v = _mm256_cvtps_pd(_mm256_extractf128_ps(a.v, 1));
-#elif defined(OWN_X86)
-    r.lo.v = _mm_cvtps_pd(a.v);
-    r.hi.v = _mm_cvtps_pd(_mm_movehl_ps(a.v, a.v));
-#else
-    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
-        r.lo.v[i] = a.v[i];
-        r.hi.v[i] = a.v[OwnVec<double>::lanes + i];
-    }
-#endif
-    return r;
-}
-
-/* And back: rounded to the nearest float; toward zero, as above. */
-static inline OwnVec<float> ownToFloat(OwnPair<double> a)
-{
-#if OWN_VEC_BYTES == 64
-    return {_mm512_insertf32x8(_mm512_castps256_ps512(_mm512_cvtpd_ps(a.lo.v)), _mm512_cvtpd_ps(a.hi.v), 1)};
-#elif OWN_VEC_BYTES == 32
-    return {_mm256_insertf128_ps(_mm256_castps128_ps256(_mm256_cvtpd_ps(a.lo.v)), _mm256_cvtpd_ps(a.hi.v), 1)};
-#elif defined(OWN_X86)
-    return {_mm_movelh_ps(_mm_cvtpd_ps(a.lo.v), _mm_cvtpd_ps(a.hi.v))};
-#else
-    OwnVec<float> r;
-    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
-        r.v[i] = (float)a.lo.v[i];
-        r.v[OwnVec<double>::lanes + i] = (float)a.hi.v[i];
-    }
-    return r;
-#endif
-}
-static inline OwnVec<int32_t> ownChop(OwnPair<double> a)
-{
-#if OWN_VEC_BYTES == 64
-    return ownFromX86<int32_t>(
-        _mm512_inserti32x8(_mm512_castsi256_si512(_mm512_cvttpd_epi32(a.lo.v)), _mm512_cvttpd_epi32(a.hi.v), 1));
-#elif OWN_VEC_BYTES == 32
-    return ownFromX86<int32_t>(
-        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm256_cvttpd_epi32(a.lo.v)), _mm256_cvttpd_epi32(a.hi.v), 1));
-#elif defined(OWN_X86)
-    return ownFromX86<int32_t>(_mm_unpacklo_epi64(_mm_cvttpd_epi32(a.lo.v), _mm_cvttpd_epi32(a.hi.v)));
-#else
-    OwnVec<int32_t> r;
-    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
-        r.v[i] = ownWhole(__builtin_trunc(a.lo.v[i]));
-        r.v[OwnVec<double>::lanes + i] = ownWhole(__builtin_trunc(a.hi.v[i]));
-    }
-    return r;
-#endif
+    return {__builtin_convertvector(*(const Samples*)p, OwnLane4::Raw)};
 }
 
 /* ---- Bits ---------------------------------------------------------------------------------------------------- */
@@ -1494,7 +1346,8 @@ static inline OwnVec<uint8_t> ownPickBytes(OwnVec<uint8_t> a, OwnVec<uint8_t> pl
 static inline OwnVec<uint8_t> ownLoadChunks(const uint8_t* p, const int32_t* at)
 {
 #if OWN_VEC_BYTES == 32
-    const __m128i low = _mm_loadu_si128((const __m128i*)(p + at[0])), high = _mm_loadu_si128((const __m128i*)(p + at[1]));
+    const __m128i low = _mm_loadu_si128((const __m128i*)(p + at[0])),
+                  high = _mm_loadu_si128((const __m128i*)(p + at[1]));
     return ownFromX86<uint8_t>(_mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1));
 #else
     OwnVec<uint8_t> r;

@@ -1176,14 +1176,6 @@ VEK_API void vekShear(const VekImage* srcImage, VekImage* dstImage, double xShea
 
 /* ---- Geometry: other sizes ------------------------------------------------------------------------ */
 
-/* How a sample between samples is found. */
-enum {
-    VEK_INTER_NN = 0,     /* the nearest sample (resampling: the one before) */
-    VEK_INTER_LINEAR = 1, /* between two on each axis */
-    VEK_INTER_CUBIC = 2,  /* the cubic polynomial through four on each axis */
-    VEK_INTER_SUPER = 3   /* the mean of the area that a smaller pixel covers */
-};
-
 /* vekZoom, vekResize: the source's region scaled by xDst / xSrc and yDst / ySrc into the destination's region, from their
  * top-left pixels on. Destination pixel j lies at source position j * xSrc / xDst. vekZoom enlarges; vekResize does both,
  * and hands VEK_INTER_SUPER to vekDecimate.

@@ -7,13 +7,13 @@
 #include "ownrank.h"
 
 /* What is kept from row to row. */
-struct OwnGroup {
+struct OwnStretch {
     int64_t since; /* lines that have come since the group was whole */
 };
 
 /* The stage's scratch: the group, and rows of lineSamples samples. */
 struct OwnExtremeRows {
-    OwnGroup* group;
+    OwnStretch* group;
     uint8_t* rows;
     ptrdiff_t rowBytes;
     uint8_t* down() const { return rows; }
@@ -55,7 +55,7 @@ static void ownExtremeRow(void* out, const uint8_t* const* rows, const OwnWindow
     const bool bits = rank.slot == OWN_1U;
     const ptrdiff_t bytes = rank.slot <= OWN_8S ? 1 : rank.slot <= OWN_16S ? 2 : 4;
     const ptrdiff_t rowBytes = bits ? row.lineSamples >> 3 : row.lineSamples * bytes;
-    const OwnExtremeRows s = {(OwnGroup*)row.scratch, row.scratch + OWN_GROUP_BYTES, rowBytes};
+    const OwnExtremeRows s = {(OwnStretch*)row.scratch, row.scratch + OWN_GROUP_BYTES, rowBytes};
 
     /* Samples of 1-bit lines are bytes of bits here. */
     const auto length = [&](int64_t more) {

@@ -33,10 +33,10 @@ template <class T, class F>
             const OwnVec<int8_t> w = ownAs<int8_t>(ownSet((int16_t)weights[k]));
             const OwnVec<uint8_t> a = ownLoadAs<T, uint8_t>(p), b = ownLoadAs<T, uint8_t>(q);
             const OwnVec<uint8_t> c = ownLoadAs<T, uint8_t>(p + step), d = ownLoadAs<T, uint8_t>(q + step);
-            s0 = s0 + ownMulAddBytes(ownZipLow(a, b), w);
-            s1 = s1 + ownMulAddBytes(ownZipHigh(a, b), w);
-            s2 = s2 + ownMulAddBytes(ownZipLow(c, d), w);
-            s3 = s3 + ownMulAddBytes(ownZipHigh(c, d), w);
+            s0 = s0 + ownMulAddSat(ownZipLow(a, b), w);
+            s1 = s1 + ownMulAddSat(ownZipHigh(a, b), w);
+            s2 = s2 + ownMulAddSat(ownZipLow(c, d), w);
+            s3 = s3 + ownMulAddSat(ownZipHigh(c, d), w);
         }
         take(i, s0, s1, s2, s3);
     }

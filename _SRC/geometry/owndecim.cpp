@@ -232,7 +232,7 @@ bool ownRunSuper(const OwnFace& face, const OwnTileTexts& texts, const OwnResamp
     OwnBoxAxis x = {xStep, src.right - src.left + 1, 0, 0}, y = {yStep, src.bottom - src.top + 1, 0, 0};
     OwnGrid grid = ownGrid(job.dstImage, dst, job.srcImage->tileInfo != nullptr);
     while (ownNextPart(&grid)) {
-        OwnWindow window;
+        OwnFetched window;
         const OwnPartRun run = {&job, &window, &grid, nullptr, nullptr, grid.part.right - grid.part.left + 1,
                                 grid.part.bottom - grid.part.top + 1};
         x.jFirst = grid.part.left - dst.left;

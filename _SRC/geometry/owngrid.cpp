@@ -135,7 +135,7 @@ static bool ownCopyTiles(const VekImage* image, const OwnRect& rect, const VekIm
     return true;
 }
 
-OwnFetch ownFetchWindow(const VekImage* image, const OwnRect& rect, OwnWindow* window)
+OwnFetch ownFetchPixels(const VekImage* image, const OwnRect& rect, OwnFetched* window)
 {
     *window = {rect, {}, nullptr};
     if (!image->tileInfo) {
@@ -150,11 +150,11 @@ OwnFetch ownFetchWindow(const VekImage* image, const OwnRect& rect, OwnWindow* w
     const VekImage block = ownBlockHeader(image, (uint8_t*)window->block, width, height, (int32_t)rowBytes);
     window->view = ownWholeView(&block);
     if (ownCopyTiles(image, rect, block)) return OWN_FETCHED;
-    ownFreeWindow(window);
+    ownFreeFetched(window);
     return OWN_FETCH_NO_TILE;
 }
 
-void ownFreeWindow(OwnWindow* window)
+void ownFreeFetched(OwnFetched* window)
 {
     ownFree(window->block);
     window->block = nullptr;
@@ -163,19 +163,19 @@ void ownFreeWindow(OwnWindow* window)
 /* ---- Both ---------------------------------------------------------------------------------------------------- */
 
 bool ownOpenBoth(const OwnFace& face, const OwnTileTexts& texts, const VekImage* srcImage, const OwnRect& srcRect,
-                 OwnWindow* window, OwnGrid* grid)
+                 OwnFetched* window, OwnGrid* grid)
 {
-    const OwnFetch fetch = ownFetchWindow(srcImage, srcRect, window);
+    const OwnFetch fetch = ownFetchPixels(srcImage, srcRect, window);
     OWN_FAIL_IF(fetch == OWN_FETCH_NO_TILE, texts.srcStatus, texts.srcText, false);
     OWN_FAIL_IF(fetch == OWN_FETCH_NO_MEMORY, VEK_StatusBacktrace, "", false);
     if (ownOpenPart(grid)) return true;
-    ownFreeWindow(window);
+    ownFreeFetched(window);
     OWN_FAIL_IF(true, texts.dstStatus, texts.dstText, false);
     return true;
 }
 
-void ownCloseBoth(OwnWindow* window, const OwnGrid* grid)
+void ownCloseBoth(OwnFetched* window, const OwnGrid* grid)
 {
-    ownFreeWindow(window);
+    ownFreeFetched(window);
     ownClosePart(grid);
 }

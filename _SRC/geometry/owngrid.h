@@ -36,7 +36,7 @@ bool ownOpenPart(OwnGrid* grid);
 void ownClosePart(const OwnGrid* grid);
 
 /* Pixels of a rectangle of an image, all channels: in place, or as a copy when they come by tiles. */
-struct OwnWindow {
+struct OwnFetched {
     OwnRect rect;
     OwnView view; /* data at the rectangle's first pixel; width and height are the rectangle's */
     void* block;
@@ -44,12 +44,12 @@ struct OwnWindow {
 
 /* Each tile is opened once, row by row. On failure nothing is held. */
 enum OwnFetch { OWN_FETCHED, OWN_FETCH_NO_TILE, OWN_FETCH_NO_MEMORY };
-OwnFetch ownFetchWindow(const VekImage* srcImage, const OwnRect& rect, OwnWindow* window);
-void ownFreeWindow(OwnWindow* window);
+OwnFetch ownFetchPixels(const VekImage* srcImage, const OwnRect& rect, OwnFetched* window);
+void ownFreeFetched(OwnFetched* window);
 
 /* Fetches for the grid's part and opens it; what fails is reported, and false returned with nothing held. */
 bool ownOpenBoth(const OwnFace& face, const OwnTileTexts& texts, const VekImage* srcImage, const OwnRect& srcRect,
-                 OwnWindow* window, OwnGrid* grid);
-void ownCloseBoth(OwnWindow* window, const OwnGrid* grid);
+                 OwnFetched* window, OwnGrid* grid);
+void ownCloseBoth(OwnFetched* window, const OwnGrid* grid);
 
 #endif

@@ -29,7 +29,7 @@ void ownPutRow(const OwnTarget& target, const uint8_t* row, int32_t y)
 /* ---- One part ------------------------------------------------------------------------------------------------ */
 
 /* What of the source the taps of n columns (or rows) need, in the region's columns. */
-static void ownReach(const OwnTap* taps, int32_t n, OwnBlend blend, int32_t* low, int32_t* high)
+static void ownReach(const OwnTap* taps, int32_t n, OwnMix blend, int32_t* low, int32_t* high)
 {
     *low = INT32_MAX;
     *high = INT32_MIN;
@@ -84,7 +84,7 @@ static const void* ownCachedRow(OwnRowCache* cache, const uint8_t* data, ptrdiff
 static void ownResamplePlane(const OwnPartRun& run, const OwnRowPlan& plan, const OwnTarget& target, const uint8_t* data,
                              int32_t yFirst, uint8_t* scratch)
 {
-    const OwnBlend blend = run.job->blend;
+    const OwnMix blend = run.job->blend;
     const ptrdiff_t rowStep = run.window->view.rowStep, rowBytes = target.width * target.unitBytes;
     const ptrdiff_t laneBytes = (ownLaneRowBytes(plan) + 63) & ~(ptrdiff_t)63;
     OwnRowCache cache = {scratch, laneBytes, {-1, -1, -1, -1}, blend == OWN_BLEND_CUBIC ? 4 : 2};
@@ -190,7 +190,7 @@ bool ownRunResampling(const OwnFace& face, const OwnTileTexts& texts, const OwnR
 {
     OwnGrid grid = ownGrid(job.dstImage, job.dstRect, job.srcImage->tileInfo != nullptr);
     while (ownNextPart(&grid)) {
-        OwnWindow window;
+        OwnFetched window;
         OwnRect need;
         OwnPartRun run = {&job, &window, &grid, job.xTaps + (grid.part.left - job.dstRect.left),
                           job.yTaps + (grid.part.top - job.dstRect.top), grid.part.right - grid.part.left + 1,

@@ -8,7 +8,7 @@
 /* ---- Tables -------------------------------------------------------------------------------------------------- */
 
 /* How the samples of the taps are combined. */
-enum OwnBlend {
+enum OwnMix {
     OWN_BLEND_NEAREST, /* the sample */
     OWN_BLEND_LINEAR,  /* two, weights of 14 bits, chopped twice */
     OWN_BLEND_HALF_UP, /* two, weights of 8 bits, rounded half up once */
@@ -34,9 +34,9 @@ struct OwnAxisSpan {
 };
 
 /* Positions j * ratio. */
-void ownTabulate(OwnTap* taps, OwnBlend blend, const OwnAxisSpan& span, double ratio);
+void ownTabulate(OwnTap* taps, OwnMix blend, const OwnAxisSpan& span, double ratio);
 /* Positions j * step in 1/256. */
-void ownTabulateFixed(OwnTap* taps, OwnBlend blend, const OwnAxisSpan& span, int64_t step);
+void ownTabulateFixed(OwnTap* taps, OwnMix blend, const OwnAxisSpan& span, int64_t step);
 
 /* ---- A resolved resampling ----------------------------------------------------------------------------------- */
 
@@ -46,7 +46,7 @@ struct OwnResampling {
     OwnRect srcRect; /* the source's region */
     OwnRect dstRect; /* the pixels to write */
     const VekImage* mask;
-    OwnBlend blend;
+    OwnMix blend;
     const OwnTap *xTaps, *yTaps; /* for the columns and rows of dstRect */
 };
 
@@ -69,7 +69,7 @@ struct OwnTarget {
 /* A part of a resampling: its columns and rows counted from the first pixel to write, and the pixels it lies on. */
 struct OwnPartRun {
     const OwnResampling* job;
-    const OwnWindow* window;
+    const OwnFetched* window;
     const OwnGrid* grid;
     const OwnTap *xTaps, *yTaps;
     int32_t width, height;
@@ -86,7 +86,7 @@ void ownPutRow(const OwnTarget& target, const uint8_t* row, int32_t y);
 /* What the horizontal pass over one part needs to know, made once for all its rows. `lanes` outputs are computed, `n` of
  * them asked for; they lie in the order in which the vertical pass packs them. */
 struct OwnRowPlan {
-    OwnBlend blend;
+    OwnMix blend;
     int sampleBytes, one;
     ptrdiff_t n, lanes;
     int32_t* at;      /* byte offsets of the first tap, lane by lane; nearest: of the byte */
@@ -110,7 +110,7 @@ struct OwnRowShape {
     ptrdiff_t rowStart, rowEnd;         /* bytes that may be read, from the window's first pixel */
 };
 OwnRowShape ownShapeOf(const OwnPartRun& run);
-bool ownMakeRowPlan(OwnRowPlan* plan, OwnBlend blend, const OwnTap* taps, const OwnRowShape& shape);
+bool ownMakeRowPlan(OwnRowPlan* plan, OwnMix blend, const OwnTap* taps, const OwnRowShape& shape);
 void ownFreeRowPlan(OwnRowPlan* plan);
 
 /* Bytes of a row of lanes between the passes. */

@@ -40,7 +40,7 @@ static ptrdiff_t ownOutputOfChunk(ptrdiff_t chunk, int sampleBytes)
 struct OwnPicker {
     const OwnTap* taps;
     const OwnRowShape* shape;
-    OwnBlend blend;
+    OwnMix blend;
 
     const OwnTap& tap(ptrdiff_t output) const
     {
@@ -126,7 +126,7 @@ static void ownPlanLane(OwnRowPlan* plan, const OwnPicker& pick, ptrdiff_t lane)
     plan->weights[2 * lane + 1] = (int16_t)tap.weight;
 }
 
-bool ownMakeRowPlan(OwnRowPlan* plan, OwnBlend blend, const OwnTap* taps, const OwnRowShape& shape)
+bool ownMakeRowPlan(OwnRowPlan* plan, OwnMix blend, const OwnTap* taps, const OwnRowShape& shape)
 {
     const OwnPicker pick = {taps, &shape, blend};
     const ptrdiff_t outputs = (ptrdiff_t)shape.nColumns * shape.count;
@@ -215,7 +215,7 @@ static void ownNearestPlain(uint8_t* out, const uint8_t* row, const OwnRowPlan& 
  *   HALF_UP 8U:  across t = a (256 - f) + b f - 32768,    down (t (256 - f) + u f + 32768 * 257) >> 16
  *   HALF_UP 16U: across t = a (256 - f) + b f,            down (t (256 - f) + u f + 32768) >> 16, in 32 bits
  *   SUPER:       across t = a v + b w; 16U: less 32768 (v + w) */
-template <class T, OwnBlend blend> struct OwnSteps;
+template <class T, OwnMix blend> struct OwnSteps;
 template <> struct OwnSteps<uint8_t, OWN_BLEND_LINEAR> {
     typedef int16_t Row;
     static constexpr int acrossShift = 8, downShift = 20, acrossAdd = 0, downAdd = 0;
@@ -250,7 +250,7 @@ template <class S> static inline OwnVec<int32_t> ownAcrossSum(OwnVec<int16_t> pa
     else return sum + ownSet<int32_t>(S::acrossAdd);
 }
 
-template <class T, OwnBlend blend, bool wide>
+template <class T, OwnMix blend, bool wide>
 [[gnu::flatten]] static void ownLinearPacked(void* out, const uint8_t* row, const OwnRowPlan& plan)
 {
     typedef OwnSteps<T, blend> S;
@@ -293,7 +293,7 @@ static inline ptrdiff_t ownWordOfLane(ptrdiff_t lane)
     return lane / pair * pair + q * 8 + v * 4 + in % 4;
 }
 
-template <class T, OwnBlend blend> static void ownLinearPlain(void* out, const uint8_t* row, const OwnRowPlan& plan)
+template <class T, OwnMix blend> static void ownLinearPlain(void* out, const uint8_t* row, const OwnRowPlan& plan)
 {
     typedef OwnSteps<T, blend> S;
     typedef typename S::Row Row;
@@ -369,7 +369,7 @@ template <class T> static void ownCubicPlain(float* out, const uint8_t* row, con
 
 /* ---- Across: the choice -------------------------------------------------------------------------------------- */
 
-template <class T, OwnBlend blend> static void ownLinearAcross(void* out, const uint8_t* row, const OwnRowPlan& plan)
+template <class T, OwnMix blend> static void ownLinearAcross(void* out, const uint8_t* row, const OwnRowPlan& plan)
 {
     if (!plan.packed) ownLinearPlain<T, blend>(out, row, plan);
     else if (plan.wide) ownLinearPacked<T, blend, true>(out, row, plan);
@@ -418,7 +418,8 @@ template <class S>
 static inline OwnVec<int16_t> ownDownWords(const int16_t* a, const int16_t* b, OwnVec<int16_t> weights)
 {
     const OwnVec<int16_t> x = ownLoad<int16_t>(a), y = ownLoad<int16_t>(b);
-    OwnVec<int32_t> low = ownMulAdd(ownZipLow(x, y), weights), high = ownMulAdd(ownZipHigh(x, y), weights);
+    const OwnPair<int16_t> pairs = ownZip(x, y);
+    OwnVec<int32_t> low = ownMulAdd(pairs.lo, weights), high = ownMulAdd(pairs.hi, weights);
     if constexpr (S::downAdd != 0) {
         low = low + ownSet<int32_t>(S::downAdd);
         high = high + ownSet<int32_t>(S::downAdd);
@@ -545,11 +546,13 @@ static inline OwnVec<int32_t> ownMeanOf(OwnVec<int32_t> sum, OwnVec<float> perAr
         for (int k = 0; k < 2; ++k) {
             const ptrdiff_t at = i + k * step;
             const OwnVec<int16_t> x = ownLoad<int16_t>(a + at), y = ownLoad<int16_t>(b + at);
-            OwnVec<int32_t> low = ownMulAdd(ownZipLow(x, y), w01), high = ownMulAdd(ownZipHigh(x, y), w01);
+            const OwnPair<int16_t> ab = ownZip(x, y);
+            OwnVec<int32_t> low = ownMulAdd(ab.lo, w01), high = ownMulAdd(ab.hi, w01);
             if (four) {
                 const OwnVec<int16_t> z = ownLoad<int16_t>(c + at), t = ownLoad<int16_t>(d + at);
-                low = low + ownMulAdd(ownZipLow(z, t), w23);
-                high = high + ownMulAdd(ownZipHigh(z, t), w23);
+                const OwnPair<int16_t> cd = ownZip(z, t);
+                low = low + ownMulAdd(cd.lo, w23);
+                high = high + ownMulAdd(cd.hi, w23);
             }
             mean[k] = ownPack<int16_t>(ownMeanOf(low, scale), ownMeanOf(high, scale));
         }

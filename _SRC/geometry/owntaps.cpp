@@ -22,7 +22,7 @@ static OwnTap ownCubicTap(const OwnAxisSpan& span, int32_t i, double p)
     return {base - 1, 0, 0, a == last ? 2.0f : (float)(p - base)};
 }
 
-void ownTabulate(OwnTap* taps, OwnBlend blend, const OwnAxisSpan& span, double ratio)
+void ownTabulate(OwnTap* taps, OwnMix blend, const OwnAxisSpan& span, double ratio)
 {
     for (int32_t j = 0; j < span.n; ++j) {
         const double p = j * ratio, whole = ownFloorAlmost(p);
@@ -33,7 +33,7 @@ void ownTabulate(OwnTap* taps, OwnBlend blend, const OwnAxisSpan& span, double r
     }
 }
 
-void ownTabulateFixed(OwnTap* taps, OwnBlend blend, const OwnAxisSpan& span, int64_t step)
+void ownTabulateFixed(OwnTap* taps, OwnMix blend, const OwnAxisSpan& span, int64_t step)
 {
     for (int32_t j = 0; j < span.n; ++j) {
         const int64_t p = j * step;

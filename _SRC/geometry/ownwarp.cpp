@@ -66,7 +66,7 @@ static bool ownWindowOf(const OwnWarpJob& job, const OwnRect& part, OwnRect* nee
 }
 
 /* Places the run on a window and an open part. */
-static void ownPlaceRun(OwnWarpJob& job, const OwnWindow& window, const OwnGrid& grid)
+static void ownPlaceRun(OwnWarpJob& job, const OwnFetched& window, const OwnGrid& grid)
 {
     OwnWarpRun& run = job.run;
     const OwnView &src = window.view, &dst = grid.view;
@@ -109,7 +109,7 @@ static void ownRunWarp(OwnWarpJob& job, const OwnRect& rect)
 {
     OwnGrid grid = ownGrid(job.dstImage, rect, job.srcImage->tileInfo != nullptr);
     while (ownNextPart(&grid)) {
-        OwnWindow window;
+        OwnFetched window;
         OwnRect need;
         if (!ownWindowOf(job, grid.part, &need)) continue;
         if (!ownOpenBoth(*job.face, ownWarpTexts, job.srcImage, need, &window, &grid)) return;

@@ -81,7 +81,7 @@ static bool ownZoomMasks(const OwnFace& face, const OwnResampling& job, double x
 /* ---- The resampler ------------------------------------------------------------------------------------------- */
 
 /* Interpolation needs samples between which to interpolate; a whole-number decimation needs none. */
-static OwnBlend ownZoomBlend(const VekImage* srcImage, int32_t xDst, int32_t xSrc, int32_t yDst, int32_t ySrc,
+static OwnMix ownZoomBlend(const VekImage* srcImage, int32_t xDst, int32_t xSrc, int32_t yDst, int32_t ySrc,
                              int32_t interpolate)
 {
     const int32_t least = std::min(srcImage->width, srcImage->height);

@@ -13,14 +13,14 @@
 
 /* The current row, and the ten sums by powers of x and y. */
 struct OwnMoments {
-    OwnFour lane[4];     /* by the power of x */
+    OwnLane4 lane[4];     /* by the power of x */
     double sum[4][4];    /* [m][n] */
     int32_t x, y;        /* where the rectangle lies in the image */
     int32_t row;         /* of the rectangle; -1: none yet */
     int firstPower, lastPower; /* of x */
 };
 
-static float ownAddLanes(OwnFour a) { return a.v[0] + a.v[1] + a.v[2] + a.v[3]; }
+static float ownAddLanes(OwnLane4 a) { return a.v[0] + a.v[1] + a.v[2] + a.v[3]; }
 
 /* Adds the row's sums with the powers of y to the ten, and begins anew. */
 static void ownEndRow(OwnMoments& moments)
@@ -31,12 +31,12 @@ static void ownEndRow(OwnMoments& moments)
         const double sum = ownAddLanes(moments.lane[m]);
         for (int n = 0; m + n <= 3; ++n) moments.sum[m][n] += power[n] * sum;
     }
-    for (OwnFour& lane : moments.lane) lane = ownSetFour(0, 0, 0, 0);
+    for (OwnLane4& lane : moments.lane) lane = ownSetLane4(0, 0, 0, 0);
     moments.row = -1;
 }
 
 /* Four pixels p from column x on: the powers that are wanted, p multiplied by x step by step. */
-template <int first, int last> static inline void ownAddFour(OwnFour lane[4], OwnFour p, OwnFour x)
+template <int first, int last> static inline void ownAddFour(OwnLane4 lane[4], OwnLane4 p, OwnLane4 x)
 {
     if constexpr (first == 0) lane[0] = lane[0] + p;
     if constexpr (last >= 1) p = p * x;
@@ -47,21 +47,21 @@ template <int first, int last> static inline void ownAddFour(OwnFour lane[4], Ow
 }
 
 /* Four samples from sample i on; those behind the end count as 0. */
-template <class T> static inline OwnFour ownFourAt(const void* a, ptrdiff_t i, ptrdiff_t n)
+template <class T> static inline OwnLane4 ownFourAt(const void* a, ptrdiff_t i, ptrdiff_t n)
 {
     const char* at = (const char*)a + i * (ptrdiff_t)sizeof(T);
-    if (i + 4 <= n) return ownLoadFour<T>(at);
+    if (i + 4 <= n) return ownLoadLane4<T>(at);
     T part[4] = {};
     memcpy(part, at, (size_t)(n - i) * sizeof(T));
-    return ownLoadFour<T>(part);
+    return ownLoadLane4<T>(part);
 }
 
 /* Bits: the sample type stands for them as a name alone. */
 struct OwnBit {};
-template <> inline OwnFour ownFourAt<OwnBit>(const void* a, ptrdiff_t i, ptrdiff_t)
+template <> inline OwnLane4 ownFourAt<OwnBit>(const void* a, ptrdiff_t i, ptrdiff_t)
 {
     const int four = ((const uint8_t*)a)[i >> 3] >> (4 - (i & 4));
-    return ownSetFour((float)(four >> 3 & 1), (float)(four >> 2 & 1), (float)(four >> 1 & 1), (float)(four & 1));
+    return ownSetLane4((float)(four >> 3 & 1), (float)(four >> 2 & 1), (float)(four >> 1 & 1), (float)(four & 1));
 }
 
 template <class T, int first, int last> static void ownMomentRun(void* state, const OwnSpan& span)
@@ -69,10 +69,10 @@ template <class T, int first, int last> static void ownMomentRun(void* state, co
     OwnMoments& moments = *(OwnMoments*)state;
     if (span.y != moments.row) ownEndRow(moments);
     moments.row = span.y;
-    OwnFour lane[4] = {moments.lane[0], moments.lane[1], moments.lane[2], moments.lane[3]};
+    OwnLane4 lane[4] = {moments.lane[0], moments.lane[1], moments.lane[2], moments.lane[3]};
     const float x0 = (float)(moments.x + span.x);
-    OwnFour x = ownSetFour(x0, x0 + 1, x0 + 2, x0 + 3);
-    const OwnFour step = ownSetFour(4, 4, 4, 4);
+    OwnLane4 x = ownSetLane4(x0, x0 + 1, x0 + 2, x0 + 3);
+    const OwnLane4 step = ownSetLane4(4, 4, 4, 4);
     ptrdiff_t i = 0;
     for (; i + 4 <= span.n; i += 4, x = x + step) ownAddFour<first, last>(lane, ownFourAt<T>(span.a, i, i + 4), x);
     if (i < span.n) ownAddFour<first, last>(lane, ownFourAt<T>(span.a, i, span.n), x);
