@@ -2,9 +2,9 @@
  * values; the last one, which every larger sum has too, is 0. */
 #include "ownmatrix.h"
 
-enum { OWN_YCC_LAST = 361 };
+static constexpr int OWN_YCC_LAST = 361; /* the last index */
 
-static const uint8_t ownYccCurve[OWN_YCC_LAST + 1] = {
+static constexpr uint8_t ownYccCurve[OWN_YCC_LAST + 1] = {
     0,   1,   1,   2,   2,   3,   4,   5,   6,   7,   8,   9,   10,  11,  12,  13,  14,  15,  16,  17,  18,  19,  20,
     22,  23,  24,  25,  26,  28,  29,  30,  31,  33,  34,  35,  36,  38,  39,  40,  41,  43,  44,  45,  47,  48,  49,
     51,  52,  53,  55,  56,  57,  59,  60,  61,  63,  64,  65,  67,  68,  70,  71,  72,  74,  75,  76,  78,  79,  81,
@@ -44,35 +44,69 @@ static inline OwnVec<int16_t> ownYccIndex(const OwnTurns& in, int a, int b, int 
                             ownShiftRight(ownMulAdd(in.xy.hi, ab) + ownMulAdd(in.z1.hi, c0) + more, 14));
 }
 
-/* The indices of a vector of pixels at a time; 36338 loses 65536, which is 4 after the shift. The curve is looked up sample
- * by sample. As an index has more than eight bits, each is split: its low byte, and whether it is above 255. */
+/* From OWN_YCC_BRIGHT on the curve rises by one here and there. These places are counted, which gives its values without
+ * looking them up; the indices of red and blue lie in that part, and what of green's does not fits a byte. */
+static constexpr int OWN_YCC_BRIGHT = 249, OWN_YCC_MOST_STEPS = 16;
+
+struct OwnYccSteps {
+    int n;
+    int8_t at[OWN_YCC_MOST_STEPS]; /* less OWN_YCC_BRIGHT */
+};
+static constexpr OwnYccSteps ownFindSteps()
+{
+    OwnYccSteps steps = {};
+    for (int i = OWN_YCC_BRIGHT + 1; i < OWN_YCC_LAST; ++i)
+        for (int value = ownYccCurve[i - 1]; value < ownYccCurve[i]; ++value)
+            steps.at[steps.n++] = (int8_t)(i - OWN_YCC_BRIGHT);
+    return steps;
+}
+static constexpr OwnYccSteps ownYccSteps = ownFindSteps();
+
+/* The curve at OWN_YCC_BRIGHT + x, for x from `first` to the last one. */
+template <int first> static inline OwnVec<uint8_t> ownBrightCurve(OwnVec<int8_t> x)
+{
+    OwnVec<uint8_t> value = ownSet(ownYccCurve[OWN_YCC_BRIGHT + first]);
+    for (int i = 0; i < ownYccSteps.n; ++i)
+        if (ownYccSteps.at[i] > first)
+            value = value - ownAs<uint8_t>(ownGreater(x, ownSet((int8_t)(ownYccSteps.at[i] - 1))));
+    return value & ~ownAs<uint8_t>(ownEqual(x, ownSet((int8_t)(OWN_YCC_LAST - OWN_YCC_BRIGHT))));
+}
+
+/* Indices less OWN_YCC_BRIGHT, as bytes. */
+static inline OwnVec<int8_t> ownBrightIndex(OwnVec<int16_t> lo, OwnVec<int16_t> hi)
+{
+    const auto last = ownSet<int16_t>(OWN_YCC_LAST), bright = ownSet<int16_t>(OWN_YCC_BRIGHT);
+    return ownPack<int8_t>(ownMin(lo, last) - bright, ownMin(hi, last) - bright);
+}
+
+/* A vector of pixels at a time. 36338 loses 65536, which is 4 after the shift. */
 static void ownYccToRgbRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
 {
+    enum { RED, GREEN, BLUE };
+    constexpr int blueFrom = 345 - OWN_YCC_BRIGHT;
     constexpr ptrdiff_t lanes = OwnVec<uint8_t>::lanes;
     for (ptrdiff_t i = 0; i < n; i += lanes) {
         const auto y = ownUnpack(ownLoad<uint8_t>((const char*)in[0] + i));
         const auto c1 = ownUnpack(ownLoad<uint8_t>((const char*)in[1] + i));
         const auto c2 = ownUnpack(ownLoad<uint8_t>((const char*)in[2] + i));
-        alignas(64) uint8_t low[3][lanes], high[3][lanes];
         OwnVec<int16_t> index[3][2];
         for (int half = 0; half < 2; ++half) {
             const auto first = ownAs<int16_t>(half ? c1.hi : c1.lo);
-            const OwnTurns in3 = ownTurns(ownAs<int16_t>(half ? y.hi : y.lo), first,
-                                          ownAs<int16_t>(half ? c2.hi : c2.lo));
-            index[0][half] = ownYccIndex(in3, 22256, 0, 29844, 4088627);
-            index[1][half] = ownYccIndex(in3, 22256, 7050, -15190, -3180790);
-            index[2][half] = ownYccIndex(in3, 22256, 36338 - 65536, 0, 5668700) + ownShiftLeft(first, 2);
+            const OwnTurns turns = ownTurns(ownAs<int16_t>(half ? y.hi : y.lo), first,
+                                            ownAs<int16_t>(half ? c2.hi : c2.lo));
+            index[RED][half] = ownYccIndex(turns, 22256, 0, 29844, 4088627);
+            index[GREEN][half] = ownYccIndex(turns, 22256, 7050, -15190, -3180790);
+            index[BLUE][half] = ownYccIndex(turns, 22256, 36338 - 65536, 0, 5668700) + ownShiftLeft(first, 2);
         }
-        for (int c = 0; c < 3; ++c) {
-            const auto last = ownSet<int16_t>(OWN_YCC_LAST), above = ownSet<int16_t>(256);
-            const auto lo = ownMax(ownMin(index[c][0], last), OwnVec<int16_t>{});
-            const auto hi = ownMax(ownMin(index[c][1], last), OwnVec<int16_t>{});
-            const auto byte = ownSet<int16_t>(255);
-            ownStore(low[c], ownPack<uint8_t>(lo & byte, hi & byte));
-            ownStore(high[c], ownPack<uint8_t>(ownShiftRight(lo & above, 8), ownShiftRight(hi & above, 8)));
-            uint8_t* samples = (uint8_t*)out[c] + i;
-            for (ptrdiff_t j = 0; j < lanes; ++j) samples[j] = ownYccCurve[low[c][j] + 256 * high[c][j]];
-        }
+        ownStore((char*)out[0] + i, ownBrightCurve<0>(ownBrightIndex(index[RED][0], index[RED][1])));
+        ownStore((char*)out[2] + i, ownBrightCurve<blueFrom>(ownBrightIndex(index[BLUE][0], index[BLUE][1])));
+
+        alignas(64) uint8_t dark[lanes], value[lanes];
+        ownStore(dark, ownPack<uint8_t>(index[GREEN][0], index[GREEN][1]));
+        for (ptrdiff_t j = 0; j < lanes; ++j) value[j] = ownYccCurve[dark[j]];
+        const auto x = ownBrightIndex(index[GREEN][0], index[GREEN][1]);
+        ownStore((char*)out[1] + i,
+                 ownSelect(ownGreater(x, OwnVec<int8_t>{}), ownBrightCurve<0>(x), ownLoad<uint8_t>(value)));
     }
 }
 
