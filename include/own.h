@@ -365,6 +365,7 @@ struct OwnReduction {
     bool byRow;              /* no span goes beyond its row */
     OwnReduceRun* run;
     void* state;
+    bool byPair = false; /* byRow, one image: where rows are read as they lie, two go together, the lower one as b */
 };
 
 /* Gives all samples of the rectangle to the run; stretches of which no sample is selected are left out. */

@@ -1050,21 +1050,53 @@ template <class T> static inline OwnVec<T> ownLastOfFour(OwnVec<T> a)
 
 /* ---- Four lanes of floats -------------------------------------------------------------------------------------- */
 
-/* Exactly four, on every processor: for sums whose order is stated by fours. */
-struct OwnLane4 {
-    typedef float Raw __attribute__((vector_size(16)));
+/* Exactly four, on every processor, or two times four: for sums whose order is stated by fours. */
+template <int n> struct OwnRowLanes {
+    typedef float Raw __attribute__((vector_size(4 * n)));
     Raw v;
 };
+typedef OwnRowLanes<4> OwnLane4;
+typedef OwnRowLanes<8> OwnLane8;
 
-static inline OwnLane4 operator+(OwnLane4 a, OwnLane4 b) { return {a.v + b.v}; }
-static inline OwnLane4 operator*(OwnLane4 a, OwnLane4 b) { return {a.v * b.v}; }
+template <int n> static inline OwnRowLanes<n> operator+(OwnRowLanes<n> a, OwnRowLanes<n> b) { return {a.v + b.v}; }
+template <int n> static inline OwnRowLanes<n> operator*(OwnRowLanes<n> a, OwnRowLanes<n> b) { return {a.v * b.v}; }
 static inline OwnLane4 ownSetLane4(float a, float b, float c, float d) { return {OwnLane4::Raw{a, b, c, d}}; }
 
-/* Four samples as floats, rounded to nearest where a float can't hold them. */
+/* Two fours side by side, and the first and the second of them. */
+static inline OwnLane8 ownJoin(OwnLane4 a, OwnLane4 b)
+{
+    return {__builtin_shufflevector(a.v, b.v, 0, 1, 2, 3, 4, 5, 6, 7)};
+}
+static inline OwnLane4 ownFirstFour(OwnLane8 a) { return {__builtin_shufflevector(a.v, a.v, 0, 1, 2, 3)}; }
+static inline OwnLane4 ownLastFour(OwnLane8 a) { return {__builtin_shufflevector(a.v, a.v, 4, 5, 6, 7)}; }
+
+/* Four samples as floats, rounded to nearest where a float can't hold them; four from each of two rows. */
+template <class T> struct OwnFourSamples {
+    typedef T Raw __attribute__((vector_size(4 * sizeof(T)), aligned(1), may_alias));
+};
+#ifdef OWN_X86
+/* Bytes to words, which compilers find no short way for. */
+template <class T> static inline __m128i ownBytesToWords(__m128i bytes)
+{
+    if constexpr (std::is_signed_v<T>) return _mm_cvtepi8_epi32(bytes);
+    else return _mm_cvtepu8_epi32(bytes);
+}
+#endif
+
 template <class T> static inline OwnLane4 ownLoadLane4(const void* p)
 {
-    typedef T Samples __attribute__((vector_size(4 * sizeof(T)), aligned(1), may_alias));
-    return {__builtin_convertvector(*(const Samples*)p, OwnLane4::Raw)};
+#ifdef OWN_X86
+    if constexpr (sizeof(T) == 1) {
+        int32_t bytes;
+        memcpy(&bytes, p, 4);
+        return {(OwnLane4::Raw)_mm_cvtepi32_ps(ownBytesToWords<T>(_mm_cvtsi32_si128(bytes)))};
+    } else
+#endif
+        return {__builtin_convertvector(*(const typename OwnFourSamples<T>::Raw*)p, OwnLane4::Raw)};
+}
+template <class T> static inline OwnLane8 ownLoadLane8(const void* p, const void* q)
+{
+    return ownJoin(ownLoadLane4<T>(p), ownLoadLane4<T>(q));
 }
 
 /* ---- Bits ---------------------------------------------------------------------------------------------------- */

@@ -63,7 +63,7 @@ static inline bool ownOnlyAlpha(const VekImage* image)
     do {                                                                                                               \
         if (dstImage->roi && dstImage->roi->coi > 0) break;                                                            \
         OWN_REFUSE_IF((srcImage->nChannels - (srcImage->alphaChannel != 0)) !=                                         \
-                      (dstImage->nChannels - (dstImage->alphaChannel != 0)));                                          \
+                      (dstImage->nChannels - (dstImage->alphaChannel != 0)));                                         \
     } while (0)
 
 /* An image whose alpha is to be read must have it. */

@@ -36,7 +36,8 @@ template <int type, class V> static inline V ownOperator(V a, V b, V alphaA, V a
     if constexpr (type == COMPOSITE_OVER) return ownAddSat(a, ownLess(b, ownMulScaled(b, alphaA)));
     else if constexpr (type == COMPOSITE_IN) return ownMulScaled(a, alphaB);
     else if constexpr (type == COMPOSITE_OUT) return ownLess(a, ownMulScaled(alphaB, a));
-    else if constexpr (type == COMPOSITE_ATOP) return ownAddSat(ownMulScaled(a, alphaB), ownLess(b, ownMulScaled(b, alphaA)));
+    else if constexpr (type == COMPOSITE_ATOP)
+        return ownAddSat(ownMulScaled(a, alphaB), ownLess(b, ownMulScaled(b, alphaA)));
     else if constexpr (type == COMPOSITE_XOR)
         return ownAddSat(ownLess(a, ownMulScaled(alphaB, a)), ownLess(b, ownMulScaled(b, alphaA)));
     else return ownAddSat(a, b);
@@ -112,15 +113,16 @@ template <class T, bool isRead> static inline T ownAt(const void* run, ptrdiff_t
 /* Stores the samples that are written. */
 template <class T> static inline void ownPut(const OwnBlendRow& row, ptrdiff_t i, T value)
 {
-    if (!row.write || ownAt<T, true>(row.write, i)) memcpy((char*)row.out + i * (ptrdiff_t)sizeof(T), &value, sizeof(T));
+    if (!row.write || ownAt<T, true>(row.write, i))
+        memcpy((char*)row.out + i * (ptrdiff_t)sizeof(T), &value, sizeof(T));
 }
 
 template <class T, class F> static void ownBlendPlain(const OwnBlendRow& row)
 {
     for (ptrdiff_t i = 0; i < row.n; ++i)
         ownPut<T>(row, i,
-                  F::of(ownAt<T, true>(row.a, i), ownAt<T, F::readsB>(row.b, i), ownAt<T, F::readsAlphaA>(row.alphaA, i),
-                        ownAt<T, F::readsAlphaB>(row.alphaB, i)));
+                  F::of(ownAt<T, true>(row.a, i), ownAt<T, F::readsB>(row.b, i),
+                        ownAt<T, F::readsAlphaA>(row.alphaA, i), ownAt<T, F::readsAlphaB>(row.alphaB, i)));
 }
 
 /* ---- With a division --------------------------------------------------------------------------------------------- */
@@ -194,7 +196,8 @@ template <class T> static void ownToFloats(float* out, const void* run, ptrdiff_
     for (ptrdiff_t i = 0; i < n; ++i) out[i] = in[i] * unit;
 }
 
-template <class T> static void ownStoreRounded(const OwnBlendRow& row, ptrdiff_t from, ptrdiff_t n, const uint32_t* sums)
+template <class T>
+static void ownStoreRounded(const OwnBlendRow& row, ptrdiff_t from, ptrdiff_t n, const uint32_t* sums)
 {
     constexpr ptrdiff_t size = (ptrdiff_t)sizeof(T);
     T result[OWN_PIECE];
@@ -221,8 +224,9 @@ template <class T, int type, bool isPremul> [[gnu::flatten]] static void ownDivi
         ownToFloats<T>(fa, row.alphaA, x, n, unit);
         ownToFloats<T>(fb, row.alphaB, x, n, unit);
         for (ptrdiff_t i = 0; i < n; i += OwnVec<float>::lanes)
-            ownStore(sums + i, ownDivideOf<type, isPremul>(ownLoad<float>(a + i), ownLoad<float>(b + i),
-                                                           ownLoad<float>(fa + i), ownLoad<float>(fb + i), ownWhole<T>));
+            ownStore(sums + i,
+                     ownDivideOf<type, isPremul>(ownLoad<float>(a + i), ownLoad<float>(b + i), ownLoad<float>(fa + i),
+                                                 ownLoad<float>(fb + i), ownWhole<T>));
         ownStoreRounded<T>(row, x, n, sums);
     }
 }

@@ -21,7 +21,7 @@
 #define OWN_REFUSE_MODES(compositeType, premulAlpha, divideMode)                                                       \
     do {                                                                                                               \
         OWN_REFUSE_IF(compositeType != 0 && compositeType != 1 && compositeType != 2 &&           \
-                      compositeType != 3 && compositeType != 4 && compositeType != 5);                                 \
+                      compositeType != 3 && compositeType != 4 && compositeType != 5);                                                       \
         OWN_REFUSE_IF(premulAlpha != 0 && premulAlpha != 1);                                                           \
         OWN_REFUSE_IF(divideMode != 0 && divideMode != 1);                                                             \
     } while (0)
@@ -95,7 +95,6 @@ void vekAlphaComposite(const VekImage* srcImageA, const VekImage* srcImageB, Vek
     const bool usesB = alphaImageDst || ownUsesAlphaB(compositeType, premulAlpha, divideMode);
     blend.complementB = !alphaImageB && usesB;
     blend.alphaB.isUsed = alphaImageB && usesB;
-    blend.alphaA.isUsed =
-        alphaImageDst || blend.complementB || ownUsesAlphaA(compositeType, premulAlpha, divideMode);
+    blend.alphaA.isUsed = alphaImageDst || blend.complementB || ownUsesAlphaA(compositeType, premulAlpha, divideMode);
     ownCompose(face, &group, &blend);
 }

@@ -80,8 +80,8 @@ template <class T> struct alignas(64) OwnBlendPass {
     OwnChannels to, fromA, fromB;
     OwnPlace alphaDst;
     bool hasB, hasMask;
-    bool isWhole; /* pixels are taken whole, */
-    int step;     /* of so many samples; 1 otherwise */
+    bool isWhole;  /* pixels are taken whole, */
+    int step;      /* of so many samples; 1 otherwise */
     bool isSpared; /* not all of these take part */
 };
 
@@ -107,7 +107,8 @@ template <class T> static bool ownIsWhole(const OwnBlendPass<T>& pass)
     const auto isAlike = [&](const OwnView& view, const OwnChannels& from) {
         return view.pixelStep == step && from.first == pass.to.first && from.count == pass.to.count;
     };
-    if (step < 2 || step > 8 || !isAlike(pass.a, pass.fromA) || (pass.hasB && !isAlike(pass.b, pass.fromB))) return false;
+    if (step < 2 || step > 8 || !isAlike(pass.a, pass.fromA) || (pass.hasB && !isAlike(pass.b, pass.fromB)))
+        return false;
     return pass.to.count == step || step == 2 || step == 4;
 }
 

@@ -135,6 +135,7 @@ static void ownReduceStraight(const OwnRows& rows)
         OwnSpan span = {nullptr, nullptr, abutting ? n * rows.height : n, 0, 0, y, rows.channel, rows.step};
         span.a = rows.source[0].row + y * rows.source[0].rowStep;
         if (reduction.nImages > 1) span.b = rows.source[1].row + y * rows.source[1].rowStep;
+        if (reduction.byPair && y + 1 < rows.height) span.b = rows.source[0].row + ++y * rows.source[0].rowStep;
         reduction.run(reduction.state, span);
         if (abutting) return;
     }

@@ -18,12 +18,10 @@ template <class T> static void ownCountPlain(void* state, const OwnSpan& span)
  * samples of one level then don't wait for each other. */
 static void ownCountRun8(void* state, const OwnSpan& span)
 {
-    enum { TABLES = 8, LEVELS = 256 };
-    if (span.n < LEVELS) return ownCountPlain<uint8_t>(state, span);
-    uint32_t turn[TABLES][LEVELS] = {};
+    uint32_t(*turn)[256] = (uint32_t(*)[256])state;
     const uint8_t* a = (const uint8_t*)span.a;
-    const ptrdiff_t whole = span.n & ~(ptrdiff_t)7;
-    for (ptrdiff_t i = 0; i < whole; i += 8) {
+    ptrdiff_t i = 0;
+    for (; i + 8 <= span.n; i += 8) {
         uint64_t word;
         memcpy(&word, a + i, 8);
         ++turn[0][word & 0xFF];
@@ -35,11 +33,7 @@ static void ownCountRun8(void* state, const OwnSpan& span)
         ++turn[6][word >> 48 & 0xFF];
         ++turn[7][word >> 56];
     }
-    uint32_t* counters = (uint32_t*)state;
-    for (int level = 0; level < LEVELS; ++level)
-        for (int i = 0; i < TABLES; ++i) counters[level] += turn[i][level];
-    const OwnSpan rest = {a + whole, nullptr, span.n - whole, 0, 0, 0, 0, 1};
-    ownCountPlain<uint8_t>(state, rest);
+    for (; i < span.n; ++i) ++turn[0][a[i]];
 }
 
 /* Bits. Spare ones of the last byte are 0. */
@@ -75,6 +69,18 @@ const OwnReduceRow ownCountRows[OWN_DEPTHS] = {
 
 /* ---- Images -------------------------------------------------------------------------------------------------- */
 
+/* One channel. What eight tables have counted in turns is added up. */
+static void ownCountChannel(OwnReduction& reduction, uint32_t* counters)
+{
+    reduction.state = counters;
+    if (reduction.image[0]->depth != VEK_DEPTH_8U) return ownReduce(reduction);
+    uint32_t turn[OWN_COUNT_TURNS][256] = {};
+    reduction.state = turn;
+    ownReduce(reduction);
+    for (const uint32_t* table : turn)
+        for (int level = 0; level < 256; ++level) counters[level] += table[level];
+}
+
 /* An untiled image, one channel after the other. */
 static void ownCountRegion(const VekImage* image, const OwnChannels& channels, uint32_t* counters)
 {
@@ -85,8 +91,7 @@ static void ownCountRegion(const VekImage* image, const OwnChannels& channels, u
     reduction.run = ownCountRows[ownSlot(image->depth)].run;
     for (int32_t c = 0; c < channels.count; ++c) {
         reduction.channels[0] = {channels.first + c, 1, channels.single};
-        reduction.state = counters + c * (ptrdiff_t)ownLevels(image);
-        ownReduce(reduction);
+        ownCountChannel(reduction, counters + c * (ptrdiff_t)ownLevels(image));
     }
 }
 
@@ -100,8 +105,8 @@ bool ownCountImage(const OwnFace& face, const VekImage* srcImage, const OwnChann
     OwnPieces walk = {};
     walk.face = &face;
     walk.nParts = 1;
-    walk.part[0] = {srcImage, region.xOffset, region.yOffset, false, VEK_TILE_READ, VEK_StatusFailed,
-                    "Error get tile to read"};
+    walk.part[0] = {srcImage,      region.xOffset,   region.yOffset,          false,
+                    VEK_TILE_READ, VEK_StatusFailed, "Error get tile to read"};
     walk.width = region.width;
     walk.height = region.height;
     while (ownOpenPiece(walk)) {

@@ -1,4 +1,5 @@
 /* ownmap: samples through a table, one for each channel. */
+#include "../frame/ownrow.h"
 #include "ownsimd.h"
 #include "owntone.h"
 
@@ -42,6 +43,31 @@ static void ownMapRun8(void* out, const void* a, const void*, ptrdiff_t n, const
     });
 }
 
+/* Pixels of `fixed` samples, or (0) of as many as the maps say. */
+template <class T, int fixed> static void ownMapPixels(T* out, const T* a, ptrdiff_t n, const OwnPixelMaps& k)
+{
+    constexpr ptrdiff_t levels = (ptrdiff_t)1 << 8 * sizeof(T);
+    const T* maps = (const T*)k.maps;
+    const int step = fixed ? fixed : k.step;
+    for (ptrdiff_t i = 0; i < n; i += step)
+        for (int c = 0; c < step; ++c) {
+            T level;
+            memcpy(&level, a + i + c, sizeof(T));
+            if (c < k.nMaps) level = maps[c * levels + level];
+            memcpy(out + i + c, &level, sizeof(T));
+        }
+}
+template <class T> static void ownMapPixelPlain(void* out, const void* a, const void*, ptrdiff_t n, const void* k)
+{
+    ownMapPixels<T, 0>((T*)out, (const T*)a, n, *(const OwnPixelMaps*)k);
+}
+template <class T> static void ownMapPixelRun(void* out, const void* a, const void*, ptrdiff_t n, const void* k)
+{
+    const OwnPixelMaps& maps = *(const OwnPixelMaps*)k;
+    if (maps.step == 3 && maps.nMaps == 3) ownMapPixels<T, 3>((T*)out, (const T*)a, n, {maps.maps, 3, 3});
+    else ownMapPixels<T, 0>((T*)out, (const T*)a, n, maps);
+}
+
 OWN_TABLE(ownMapRows) = {
     /*  1U */ {},
     /*  8U */ {ownMapRun8, ownMapPlain<uint8_t>},
@@ -51,14 +77,40 @@ OWN_TABLE(ownMapRows) = {
     /* 32S */ {},
     /* 32F */ {},
 };
+OWN_TABLE(ownMapPixelRows) = {
+    /*  1U */ {},
+    /*  8U */ {ownMapPixelRun<uint8_t>, ownMapPixelPlain<uint8_t>},
+    /*  8S */ {},
+    /* 16U */ {ownMapPixelRun<uint16_t>, ownMapPixelPlain<uint16_t>},
+    /* 16S */ {},
+    /* 32S */ {},
+    /* 32F */ {},
+};
 
 /* ---- Images -------------------------------------------------------------------------------------------------- */
 
-/* One channel after the other, each through its own map. */
+/* Whether the traversal takes the images' pixels whole. */
+static bool ownMapsPixels(const VekImage* const image[])
+{
+    for (int i = 0; i < 2; ++i)
+        if (image[i]->dataOrder != VEK_DATA_ORDER_PIXEL || ownChannels(image[i]).single) return false;
+    return image[0]->nChannels == image[1]->nChannels && image[0]->nChannels > 1 &&
+           image[0]->nChannels <= OWN_WIDE_STEP;
+}
+
+/* Whole pixels, or one channel after the other, each through its own map. */
 static void ownMapPiece(const OwnPoint& point, const VekImage* const image[], const VekImage* mask)
 {
     OwnPoint channel = point;
+    const int slot = ownSlot(image[1]->depth);
+    if (ownMapsPixels(image)) {
+        const OwnPixelMaps maps = {point.k, image[1]->nChannels, point.channels[1].count};
+        channel.run = ownMapPixelRows[slot].run;
+        channel.k = &maps;
+        return ownTraverse(channel, image, mask);
+    }
     const ptrdiff_t mapBytes = ownLevels(image[1]) * (ptrdiff_t)(ownSampleBits(image[1]->depth) >> 3);
+    channel.run = ownMapRows[slot].run;
     for (int32_t c = 0; c < point.channels[1].count; ++c) {
         for (int i = 0; i < 2; ++i) channel.channels[i] = {point.channels[i].first + c, 1, point.channels[i].single};
         channel.k = (const char*)point.k + c * mapBytes;
@@ -76,7 +128,6 @@ bool ownMapImage(const OwnFace& face, const VekImage* srcImage, const VekImage* 
     point.image[1] = dstImage;
     point.channels[0] = ownChannels(srcImage);
     point.channels[1] = ownChannels(dstImage);
-    point.run = ownMapRows[ownSlot(dstImage->depth)].run;
     point.k = maps;
     point.paddingKept = true;
     point.piece = ownMapPiece;

@@ -16,7 +16,9 @@ template <class T> static inline T* ownTables(int32_t nChannels, int32_t each)
     return tables;
 }
 
-/* Runs that count the samples of one channel: their state is a table of counters. By depth. */
+/* Runs that count the samples of one channel, by depth: their state is a table of counters, at 8 bits eight tables that
+ * count together. */
+enum { OWN_COUNT_TURNS = 8 };
 extern const OwnReduceRow ownCountRows[OWN_DEPTHS];
 
 /* Adds the samples of the image's region to the channels' counters, whatever its mask. False when a tile did not come, which
@@ -25,6 +27,13 @@ bool ownCountImage(const OwnFace& face, const VekImage* srcImage, const OwnChann
 
 /* out[i] = map[a[i]]: k is the map, a table of ownLevels samples. By depth. */
 extern const OwnRow ownMapRows[OWN_DEPTHS];
+
+/* The same for pixels of several channels, whose maps lie side by side: k is an OwnPixelMaps. */
+struct OwnPixelMaps {
+    const void* maps;
+    int32_t step, nMaps; /* samples of a pixel; those behind the last map stay as they are */
+};
+extern const OwnRow ownMapPixelRows[OWN_DEPTHS];
 
 /* dst = map[src], with a map for each channel, side by side. False when it failed, which has been reported. */
 bool ownMapImage(const OwnFace& face, const VekImage* srcImage, const VekImage* dstImage, const void* maps);

@@ -145,8 +145,7 @@ template <class T> static void ownFillEqual(T* map, const VekLUT& lut)
 }
 
 /* The tables of the result: each level's count moves to where the map sends the level. */
-template <class T>
-static void ownMoveCounts(VekLUT& lut, const uint32_t* counters, uint32_t* moved, const T* map)
+template <class T> static void ownMoveCounts(VekLUT& lut, const uint32_t* counters, uint32_t* moved, const T* map)
 {
     for (int32_t g = 0; g <= std::numeric_limits<T>::max(); ++g) moved[map[g]] += counters[g];
     ownSumBins(lut, moved);

@@ -38,8 +38,8 @@ static double exactDivided(int type, bool isPremul, double a, double b, double a
 {
     const double most = (1 << bits) - 1, fa = aA / most, fb = aB / most;
     if (!isPremul) a *= fa, b *= fb;
-    const double colour[] = {a + b * (1 - fa), a * fb, a * (1 - fb), a * fb + b * (1 - fa),
-                             a * (1 - fb) + b * (1 - fa), a + b};
+    const double colour[] = {
+        a + b * (1 - fa), a * fb, a * (1 - fb), a * fb + b * (1 - fa), a * (1 - fb) + b * (1 - fa), a + b};
     const double alpha[] = {fa + fb - fa * fb, fa * fb, fa * (1 - fb), fb, fa + fb - 2 * fa * fb, fa + fb};
     if (alpha[type] > 1e-7 && alpha[type] < 1e-4) return -1;
     return std::min(alpha[type] > 7e-6 ? colour[type] / alpha[type] : colour[type], most);
@@ -75,15 +75,17 @@ TEST(ComposeKernels, PackedEqualsPlain)
                     std::vector<std::unique_ptr<GuardedBlock>> run;
                     for (int i = 0; i < RUNS; ++i) {
                         run.push_back(std::make_unique<GuardedBlock>(bytes));
-                        for (size_t k = 0; k < bytes; ++k) run[i]->data[k] = (uint8_t)(draw(random, 0, 4) ? random() : 255);
+                        for (size_t k = 0; k < bytes; ++k)
+                            run[i]->data[k] = (uint8_t)(draw(random, 0, 4) ? random() : 255);
                     }
-                    for (size_t k = 0; k < (size_t)n; ++k) memset(run[WRITE]->data + k * size, draw(random, 0, 1) ? 255 : 0, size);
+                    for (size_t k = 0; k < (size_t)n; ++k)
+                        memset(run[WRITE]->data + k * size, draw(random, 0, 1) ? 255 : 0, size);
                     std::vector<uint8_t> result[2];
                     for (int plain = 0; plain < 2; ++plain) {
                         std::vector<uint8_t> kept(run[over]->data, run[over]->data + bytes);
-                        (plain ? kernel[slot].plain : kernel[slot].run)({run[over]->data, run[A]->data, run[B]->data,
-                                                                         run[ALPHA_A]->data, run[ALPHA_B]->data,
-                                                                         writes ? run[WRITE]->data : nullptr, n});
+                        (plain ? kernel[slot].plain
+                               : kernel[slot].run)({run[over]->data, run[A]->data, run[B]->data, run[ALPHA_A]->data,
+                                                    run[ALPHA_B]->data, writes ? run[WRITE]->data : nullptr, n});
                         result[plain].assign(run[over]->data, run[over]->data + bytes);
                         std::copy(kept.begin(), kept.end(), run[over]->data);
                     }
@@ -93,7 +95,8 @@ TEST(ComposeKernels, PackedEqualsPlain)
 
 /* ---- Numbers ------------------------------------------------------------------------------------------------------ */
 
-static std::unique_ptr<TestImage> makeImage(uint32_t depth, int32_t nChannels, bool hasAlpha, int32_t width, int32_t height)
+static std::unique_ptr<TestImage> makeImage(uint32_t depth, int32_t nChannels, bool hasAlpha, int32_t width,
+                                            int32_t height)
 {
     Random random(1);
     ImageSpec spec;
@@ -119,7 +122,8 @@ TEST(Scale, AllPairsOfBytes)
         for (int x = 0; x < 256; ++x) ASSERT_EQ(d->get(x, y, 0), mul(x, y, 8)) << x << " " << y;
     for (const int value : {-5, 0, 1, 128, 255, 300}) {
         vekMultiplySScale(&a->image, &d->image, value);
-        for (int x = 0; x < 256; ++x) ASSERT_EQ(d->get(x, 3, 0), mul(x, std::clamp(value, 0, 255), 8)) << x << " " << value;
+        for (int x = 0; x < 256; ++x)
+            ASSERT_EQ(d->get(x, 3, 0), mul(x, std::clamp(value, 0, 255), 8)) << x << " " << value;
     }
 }
 
@@ -139,7 +143,8 @@ TEST(Scale, EdgesOf16Bits)
     vekMultiplyScale(&a->image, &b->image, &b->image);
     for (int y = 0; y < n; ++y)
         for (int x = 0; x < n; ++x)
-            ASSERT_EQ(b->get(x, y, 0), mul(edges[(size_t)x], edges[(size_t)y], 16)) << edges[(size_t)x] << " " << edges[(size_t)y];
+            ASSERT_EQ(b->get(x, y, 0), mul(edges[(size_t)x], edges[(size_t)y], 16))
+                << edges[(size_t)x] << " " << edges[(size_t)y];
 }
 
 /* The divided result lies next to the one worked out in double. */
@@ -151,11 +156,13 @@ TEST(Composite, DivisionIsNearExact)
         for (int i = 0; i < 60000; ++i) {
             const int type = draw(random, 0, 5), isPremul = draw(random, 0, 1);
             const auto sample = [&] { return draw(random, 0, 4) ? draw(random, 0, most) : draw(random, 0, 1) * most; };
-            const uint16_t a = (uint16_t)sample(), b = (uint16_t)sample(), aA = (uint16_t)sample(), aB = (uint16_t)sample();
+            const uint16_t a = (uint16_t)sample(), b = (uint16_t)sample(), aA = (uint16_t)sample(),
+                           aB = (uint16_t)sample();
             const uint8_t bytes[4] = {(uint8_t)a, (uint8_t)b, (uint8_t)aA, (uint8_t)aB};
             uint8_t out8 = 0;
             uint16_t out16 = 0;
-            if (bits == 8) ownDivideKernels[type][isPremul][0].run({&out8, bytes, bytes + 1, bytes + 2, bytes + 3, nullptr, 1});
+            if (bits == 8)
+                ownDivideKernels[type][isPremul][0].run({&out8, bytes, bytes + 1, bytes + 2, bytes + 3, nullptr, 1});
             else ownDivideKernels[type][isPremul][1].run({&out16, &a, &b, &aA, &aB, nullptr, 1});
             const double exact = exactDivided(type, isPremul, a, b, aA, aB, bits), got = bits == 8 ? out8 : out16;
             if (exact < 0) continue;
@@ -176,7 +183,8 @@ static Area areaOf(const VekImage& image)
 {
     if (!image.roi) return {0, 0, image.width, image.height};
     const VekROI& roi = *image.roi;
-    return {roi.xOffset, roi.yOffset, std::max<int64_t>(std::min<int64_t>(roi.width, (int64_t)image.width - roi.xOffset), 0),
+    return {roi.xOffset, roi.yOffset,
+            std::max<int64_t>(std::min<int64_t>(roi.width, (int64_t)image.width - roi.xOffset), 0),
             std::max<int64_t>(std::min<int64_t>(roi.height, (int64_t)image.height - roi.yOffset), 0)};
 }
 
@@ -219,7 +227,8 @@ static std::vector<std::vector<uint8_t>> model(const Call& call, const Pool& poo
     };
     int64_t width = INT32_MAX, height = INT32_MAX;
     for (const int i : used)
-        for (const TestImage* each : {(const TestImage*)pool[(size_t)i].get(), (const TestImage*)pool[(size_t)i]->mask.get()})
+        for (const TestImage* each :
+             {(const TestImage*)pool[(size_t)i].get(), (const TestImage*)pool[(size_t)i]->mask.get()})
             if (each) {
                 width = std::min(width, areaOf(each->image).width);
                 height = std::min(height, areaOf(each->image).height);
@@ -230,9 +239,12 @@ static std::vector<std::vector<uint8_t>> model(const Call& call, const Pool& poo
     };
     const auto set = [&](int i, int64_t x, int64_t y, int32_t channel, int64_t value) {
         const Area area = areaOf(pool[(size_t)i]->image);
-        setSample(pool[(size_t)i]->image, bytes[(size_t)i].data(), (int32_t)(area.x + x), (int32_t)(area.y + y), channel, value);
+        setSample(pool[(size_t)i]->image, bytes[(size_t)i].data(), (int32_t)(area.x + x), (int32_t)(area.y + y),
+                  channel, value);
     };
-    const auto alphaOf = [&](int i, int64_t x, int64_t y) { return get(i, x, y, std::max(pool[(size_t)i]->image.alphaChannel, 1) - 1); };
+    const auto alphaOf = [&](int i, int64_t x, int64_t y) {
+        return get(i, x, y, std::max(pool[(size_t)i]->image.alphaChannel, 1) - 1);
+    };
     const int slot = ownBlendSlot(&pool[(size_t)call.dst]->image), bits = slot ? 16 : 8;
     const int64_t most = (1 << bits) - 1;
 
@@ -257,9 +269,11 @@ static std::vector<std::vector<uint8_t>> model(const Call& call, const Pool& poo
                                        fromB = channelsOf(call.b >= 0 ? call.b : call.a);
             for (size_t c = 0; c < to.size(); ++c)
                 set(call.dst, x, y, to[c],
-                    statedSample(call, slot, get(call.a, x, y, fromA[c]), call.b >= 0 ? get(call.b, x, y, fromB[c]) : 0, aA, aB));
+                    statedSample(call, slot, get(call.a, x, y, fromA[c]), call.b >= 0 ? get(call.b, x, y, fromB[c]) : 0,
+                                 aA, aB));
             if (call.alphaDst >= 0)
-                set(call.alphaDst, x, y, pool[(size_t)call.alphaDst]->image.alphaChannel - 1, statedAlpha(call.type, aA, aB, bits));
+                set(call.alphaDst, x, y, pool[(size_t)call.alphaDst]->image.alphaChannel - 1,
+                    statedAlpha(call.type, aA, aB, bits));
         }
     return bytes;
 }
@@ -269,8 +283,10 @@ static std::vector<std::vector<uint8_t>> model(const Call& call, const Pool& poo
 static void drawRoi(TestImage& image, int32_t coi, Random& random)
 {
     const int32_t width = image.image.width, height = image.image.height;
-    if (draw(random, 0, 9) == 0) return image.setRoi(coi, draw(random, 0, width + 3), draw(random, 0, height + 3), width, height);
-    image.setRoi(coi, draw(random, 0, width / 2), draw(random, 0, height / 2), draw(random, 1, width), draw(random, 1, height));
+    if (draw(random, 0, 9) == 0)
+        return image.setRoi(coi, draw(random, 0, width + 3), draw(random, 0, height + 3), width, height);
+    image.setRoi(coi, draw(random, 0, width / 2), draw(random, 0, height / 2), draw(random, 1, width),
+                 draw(random, 1, height));
 }
 
 static std::unique_ptr<TestImage> drawMask(Random& random, int32_t width, int32_t height)
@@ -287,8 +303,8 @@ static std::unique_ptr<TestImage> drawMask(Random& random, int32_t width, int32_
 }
 
 /* An image of the pool: `nColours` of them, or with a channel of interest, or of any channels when it only brings alpha. */
-static std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int32_t nColours, bool hasCoi, int alpha, int32_t width,
-                                            int32_t height)
+static std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int32_t nColours, bool hasCoi, int alpha,
+                                            int32_t width, int32_t height)
 {
     ImageSpec spec;
     spec.depth = depth;
@@ -304,7 +320,7 @@ static std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int3
     if (hasCoi) drawRoi(*image, draw(random, 1, nColours), random);
     else if (draw(random, 0, 1)) drawRoi(*image, 0, random);
     if (draw(random, 0, 3) == 0) image->setMask(drawMask(random, width, height));
-    if (draw(random, 0, 2) == 0)   /* long runs of the ends of the range */
+    if (draw(random, 0, 2) == 0) /* long runs of the ends of the range */
         for (size_t i = 0; i < image->block.bytes; ++i)
             if (random() & 1) image->block.data[i] = random() & 1 ? 255 : 0;
     return image;
@@ -318,9 +334,11 @@ static void run(const Call& call, const std::vector<VekImage*>& header)
     case Call::MULTIPLY: return vekMultiplyScale(a, b, d);
     case Call::MULTIPLY_S: return vekMultiplySScale(a, d, call.valueA);
     case Call::PREMULTIPLY: return vekPreMultiplyAlpha(d, call.valueA);
-    case Call::COMPOSITE_C: return vekAlphaCompositeC(a, b, d, call.type, call.valueA, call.valueB, call.premul, call.divide);
+    case Call::COMPOSITE_C:
+        return vekAlphaCompositeC(a, b, d, call.type, call.valueA, call.valueB, call.premul, call.divide);
     case Call::COMPOSITE:
-        return vekAlphaComposite(a, b, d, call.type, at(call.alphaA), at(call.alphaB), at(call.alphaDst), call.premul, call.divide);
+        return vekAlphaComposite(a, b, d, call.type, at(call.alphaA), at(call.alphaB), at(call.alphaDst), call.premul,
+                                 call.divide);
     }
 }
 
@@ -334,7 +352,7 @@ static void runSeed(uint32_t seed)
     const bool hasCoi = draw(random, 0, 4) == 0, isTiled = draw(random, 0, 2) == 0;
     int32_t width = draw(random, 1, 40), height = draw(random, 1, 30);
     if (!isTiled && draw(random, 0, 9) == 0) width = draw(random, 200, 2300), height = 2;
-    const bool ownA = draw(random, 0, 1), ownB = draw(random, 0, 1);   /* alphas that the sources must have */
+    const bool ownA = draw(random, 0, 1), ownB = draw(random, 0, 1); /* alphas that the sources must have */
     call.type = draw(random, 0, 5);
     call.premul = draw(random, 0, 1);
     call.divide = draw(random, 0, 3) == 0;
@@ -346,10 +364,15 @@ static void runSeed(uint32_t seed)
         pool.push_back(drawImage(random, depth, nColours, hasCoi, alpha, width, height));
         return (int)pool.size() - 1;
     };
-    const bool readsOwn = call.kind == Call::COMPOSITE_C || call.kind == Call::COMPOSITE || call.kind == Call::PREMULTIPLY;
+    const bool readsOwn = call.kind == Call::COMPOSITE_C || call.kind == Call::COMPOSITE ||
+                          call.kind == Call::PREMULTIPLY;
     call.a = add(ownA && readsOwn ? 1 : -1);
-    call.b = call.kind == Call::MULTIPLY || call.kind >= Call::COMPOSITE_C ? add(ownB && call.kind == Call::COMPOSITE_C ? 1 : -1) : -1;
-    call.dst = call.kind == Call::PREMULTIPLY || draw(random, 0, 4) == 0 ? call.a : call.b >= 0 && draw(random, 0, 4) == 0 ? call.b : add(-1);
+    call.b = call.kind == Call::MULTIPLY || call.kind >= Call::COMPOSITE_C
+                 ? add(ownB && call.kind == Call::COMPOSITE_C ? 1 : -1)
+                 : -1;
+    call.dst = call.kind == Call::PREMULTIPLY || draw(random, 0, 4) == 0 ? call.a
+               : call.b >= 0 && draw(random, 0, 4) == 0                  ? call.b
+                                                                         : add(-1);
     if (call.kind == Call::COMPOSITE) {
         const auto drawAlpha = [&]() { return draw(random, 0, 3) ? add(-1) : draw(random, 0, 1) ? call.dst : call.b; };
         if (!ownA) call.alphaA = drawAlpha();
@@ -364,9 +387,11 @@ static void runSeed(uint32_t seed)
 
     std::vector<std::unique_ptr<TiledImage>> tiled(pool.size());
     std::vector<VekImage*> header;
-    std::string text = "seed " + std::to_string(seed) + " kind " + std::to_string(call.kind) + " type " + std::to_string(call.type);
+    std::string text = "seed " + std::to_string(seed) + " kind " + std::to_string(call.kind) + " type " +
+                       std::to_string(call.type);
     for (size_t i = 0; i < pool.size(); ++i) {
-        if (isTiled && draw(random, 0, 1)) tiled[i] = std::make_unique<TiledImage>(*pool[i], 8 * draw(random, 1, 3), 8 * draw(random, 1, 2));
+        if (isTiled && draw(random, 0, 1))
+            tiled[i] = std::make_unique<TiledImage>(*pool[i], 8 * draw(random, 1, 3), 8 * draw(random, 1, 2));
         header.push_back(tiled[i] ? &tiled[i]->image : &pool[i]->image);
     }
     SCOPED_TRACE(text);
@@ -379,8 +404,9 @@ static void runSeed(uint32_t seed)
     for (size_t i = 0; i < pool.size(); ++i) {
         const std::vector<uint8_t> now = pool[i]->bytes();
         const auto differ = std::mismatch(now.begin(), now.end(), expected[i].begin());
-        ASSERT_TRUE(differ.first == now.end()) << "image " << i << " (dst " << call.dst << ") byte " << differ.first - now.begin() << ": "
-                                               << (int)*differ.first << ", not " << (int)*differ.second;
+        ASSERT_TRUE(differ.first == now.end())
+            << "image " << i << " (dst " << call.dst << ") byte " << differ.first - now.begin() << ": "
+            << (int)*differ.first << ", not " << (int)*differ.second;
         if (!tiled[i]) continue;
         ASSERT_FALSE(tiled[i]->isOpen()) << tiled[i]->logText();
         ASSERT_EQ(tiled[i]->logText().find("BAD"), std::string::npos) << tiled[i]->logText();
@@ -440,9 +466,7 @@ TEST(Compose, MissingTiles)
             vekMultiplyScale(&tiled[0].image, &tiled[1].image, &tiled[2].image);
             EXPECT_EQ(recorder.text(), "-2 vekMultiplyScale(ERROR in Tiling callBack)");
             EXPECT_EQ(heapLive(), live);
-            if (failAt == 0) {
-                EXPECT_EQ(d.bytes(), before);
-            }
+            if (failAt == 0) { EXPECT_EQ(d.bytes(), before); }
             for (const TiledImage& each : tiled) {
                 EXPECT_FALSE(each.isOpen());
                 EXPECT_EQ(each.logText().find("BAD"), std::string::npos);
@@ -475,7 +499,7 @@ TEST(Compose, ShortMemory)
         EXPECT_EQ(recorder.text(), "-4 vekMultiplySScale(No working memory)");
         EXPECT_EQ(d.bytes(), before);
     }
-    EXPECT_GE(nReports, 3);   /* the mask's header and pixels, and the private copy */
+    EXPECT_GE(nReports, 3); /* the mask's header and pixels, and the private copy */
 }
 
 /* ---- Refusals ------------------------------------------------------------------------------------------------------- */
@@ -490,27 +514,37 @@ TEST(Compose, Refusals)
 {
     static VekROI coi2 = {2, 0, 0, 9, 9}, coi0 = {0, 0, 0, 9, 9}, coi4 = {4, 0, 0, 9, 9};
     typedef VekImage& I;
-    const char* const badType = "-5 *(compositeType != 0 && compositeType != 1 && compositeType != 2 && compositeType != 3 && "
-                                "compositeType != 4 && compositeType != 5)";
+    const char* const badType =
+        "-5 *(compositeType != 0 && compositeType != 1 && compositeType != 2 && compositeType != 3 && "
+        "compositeType != 4 && compositeType != 5)";
     const Fault faults[] = {
         {"d header", "-17 *(Incorrect Image)", [](I, I, I d, I) { d.depth = 9; }},
         {"a header", "-10 *(Incorrect Image)", [](I a, I, I, I) { a.width = 0; }},
         {"b before depth", "-10 *(Incorrect Image)", [](I, I b, I d, I) { b.width = 0, d.depth = 32; }},
         {"alpha only ends", "", [](I a, I, I d, I) { a.roi = &coi4, d.depth = 32; }},
-        {"d depth", "-5 *(dstImage->depth != 8 && dstImage->depth != 16)", [](I, I, I d, I) { d.depth = VEK_DEPTH_8S; }},
+        {"d depth", "-5 *(dstImage->depth != 8 && dstImage->depth != 16)",
+         [](I, I, I d, I) { d.depth = VEK_DEPTH_8S; }},
         {"a depth", "-5 *(srcImageA->depth != dstImage->depth)", [](I a, I, I, I) { a.depth = 16; }},
         {"b depth", "-5 *(srcImageB->depth != dstImage->depth)", [](I, I b, I, I) { b.depth = 16, b.roi = &coi2; }},
         {"coi d", "-5 *(dstImage->roi->coi > 0 && srcImageA->roi == 0)", [](I, I, I d, I) { d.roi = &coi2; }},
-        {"coi d, a 0", "-5 *(dstImage->roi->coi > 0 && srcImageA->roi->coi == 0)", [](I a, I, I d, I) { d.roi = &coi2, a.roi = &coi0; }},
+        {"coi d, a 0", "-5 *(dstImage->roi->coi > 0 && srcImageA->roi->coi == 0)",
+         [](I a, I, I d, I) { d.roi = &coi2, a.roi = &coi0; }},
         {"coi a", "-5 *(srcImageA->roi->coi > 0 && dstImage->roi == 0)", [](I a, I, I, I) { a.roi = &coi2; }},
-        {"coi a, d 0", "-5 *(srcImageA->roi->coi > 0 && dstImage->roi->coi == 0)", [](I a, I, I d, I) { a.roi = &coi2, d.roi = &coi0; }},
+        {"coi a, d 0", "-5 *(srcImageA->roi->coi > 0 && dstImage->roi->coi == 0)",
+         [](I a, I, I d, I) { a.roi = &coi2, d.roi = &coi0; }},
         {"coi b", "-5 *(srcImageB->roi->coi > 0 && dstImage->roi == 0)", [](I, I b, I, I) { b.roi = &coi2; }},
-        {"coi d, b", "-5 *(dstImage->roi->coi > 0 && srcImageB->roi == 0)", [](I a, I, I d, I) { d.roi = a.roi = &coi2; }},
-        {"count a", "-5 *((srcImageA->nChannels - (srcImageA->alphaChannel != 0)) != (dstImage->nChannels - (dstImage->alphaChannel != 0)))",
+        {"coi d, b", "-5 *(dstImage->roi->coi > 0 && srcImageB->roi == 0)",
+         [](I a, I, I d, I) { d.roi = a.roi = &coi2; }},
+        {"count a",
+         "-5 *((srcImageA->nChannels - (srcImageA->alphaChannel != 0)) != (dstImage->nChannels - "
+         "(dstImage->alphaChannel != 0)))",
          [](I a, I b, I, I) { a.alphaChannel = b.alphaChannel = 0; }},
-        {"count b", "-5 *((srcImageB->nChannels - (srcImageB->alphaChannel != 0)) != (dstImage->nChannels - (dstImage->alphaChannel != 0)))",
+        {"count b",
+         "-5 *((srcImageB->nChannels - (srcImageB->alphaChannel != 0)) != (dstImage->nChannels - "
+         "(dstImage->alphaChannel != 0)))",
          [](I, I b, I, I) { b.alphaChannel = 0; }},
-        {"no alpha", "-5 *(srcImageA->alphaChannel < 1)", [](I a, I b, I d, I) { a.alphaChannel = b.alphaChannel = d.alphaChannel = 0; }, 6},
+        {"no alpha", "-5 *(srcImageA->alphaChannel < 1)",
+         [](I a, I b, I d, I) { a.alphaChannel = b.alphaChannel = d.alphaChannel = 0; }, 6},
         {"type", badType, [](I, I, I, I) {}, 6, -1, 2},
         {"negative type", badType, [](I, I, I, I) {}, -1},
         {"premul", "-5 *(premulAlpha != 0 && premulAlpha != 1)", [](I, I, I, I) {}, 0, -1, 2, 2},
@@ -534,14 +568,15 @@ TEST(Compose, Refusals)
             if (isAlphas && !withImages) continue;
             fault.make(a.image, b.image, d.image, alpha.image);
             Recorder recorder;
-            if (withImages) vekAlphaComposite(&a.image, &b.image, &d.image, fault.type, nullptr, nullptr, &alpha.image, fault.premul, fault.divide);
+            if (withImages)
+                vekAlphaComposite(&a.image, &b.image, &d.image, fault.type, nullptr, nullptr, &alpha.image,
+                                  fault.premul, fault.divide);
             else vekAlphaCompositeC(&a.image, &b.image, &d.image, fault.type, fault.aA, 9, fault.premul, fault.divide);
             const size_t at = expected.find_first_of("*+");
-            if (at != std::string::npos) expected.replace(at, 1, withImages ? "vekAlphaComposite" : "vekAlphaCompositeC");
+            if (at != std::string::npos)
+                expected.replace(at, 1, withImages ? "vekAlphaComposite" : "vekAlphaCompositeC");
             EXPECT_EQ(recorder.text(), expected);
-            if (std::string(fault.name) != "none") {
-                EXPECT_EQ(d.bytes(), before);
-            }
+            if (std::string(fault.name) != "none") { EXPECT_EQ(d.bytes(), before); }
         }
 }
 
@@ -560,8 +595,11 @@ TEST(Compose, RefusalsOfTheMultiplies)
     EXPECT_EQ(reports([&] { vekMultiplySScale(nullptr, &d.image, 1); }), "-5 vekMultiplySScale(srcImage==0)");
     EXPECT_EQ(reports([&] { vekPreMultiplyAlpha(nullptr, 1); }), "-5 vekPreMultiplyAlpha(image==0)");
     EXPECT_EQ(reports([&] { vekPreMultiplyAlpha(&a.image, -1); }), "-5 vekPreMultiplyAlpha(image->alphaChannel < 1)");
-    EXPECT_EQ(reports([&] { vekAlphaCompositeC(nullptr, nullptr, nullptr, 0, 0, 0, 0, 0); }), "-5 vekAlphaCompositeC(dstImage==0)");
+    EXPECT_EQ(reports([&] { vekAlphaCompositeC(nullptr, nullptr, nullptr, 0, 0, 0, 0, 0); }),
+              "-5 vekAlphaCompositeC(dstImage==0)");
     a.image.depth = VEK_DEPTH_16S;
-    EXPECT_EQ(reports([&] { vekPreMultiplyAlpha(&a.image, -1); }), "-5 vekPreMultiplyAlpha(image->depth != 8 && image->depth != 16)");
-    EXPECT_EQ(reports([&] { vekMultiplySScale(&a.image, &d.image, 1); }), "-5 vekMultiplySScale(srcImage->depth != dstImage->depth)");
+    EXPECT_EQ(reports([&] { vekPreMultiplyAlpha(&a.image, -1); }),
+              "-5 vekPreMultiplyAlpha(image->depth != 8 && image->depth != 16)");
+    EXPECT_EQ(reports([&] { vekMultiplySScale(&a.image, &d.image, 1); }),
+              "-5 vekMultiplySScale(srcImage->depth != dstImage->depth)");
 }

@@ -100,8 +100,8 @@ static void runSeed(uint32_t seed)
     spec.atEnd = draw(random, 0, 1);
     TestImage image(spec, random);
     if (spec.nChannels > 1 || draw(random, 0, 1))
-        image.setRoi(spec.nChannels > 1 ? draw(random, 1, spec.nChannels) : 0, draw(random, 0, spec.width), draw(random, 0, spec.height - 1),
-                     draw(random, 1, spec.width), draw(random, 1, spec.height));
+        image.setRoi(spec.nChannels > 1 ? draw(random, 1, spec.nChannels) : 0, draw(random, 0, spec.width),
+                     draw(random, 0, spec.height - 1), draw(random, 1, spec.width), draw(random, 1, spec.height));
     if (draw(random, 0, 1)) {
         ImageSpec bits;
         bits.depth = VEK_DEPTH_1U;
@@ -143,7 +143,8 @@ static void runSeed(uint32_t seed)
             const double one = vekSpatialMoment(header, m, n);
             ASSERT_TRUE(isSame(one, stated)) << m << n << ": " << one << ", not " << stated;
             if (isEmpty) continue;
-            ASSERT_TRUE(isSame(vekGetSpatialMoment(state, m, n), stated)) << m << n << ": " << state[m][n].value << ", not " << stated;
+            ASSERT_TRUE(isSame(vekGetSpatialMoment(state, m, n), stated))
+                << m << n << ": " << state[m][n].value << ", not " << stated;
             const double unit = pow(area.width, m) * pow(area.height, n);
             ASSERT_TRUE(isSame(vekNormalizedSpatialMoment(header, m, n), stated / unit));
             ASSERT_NEAR(state[m][n].scale * unit, 1.0, 1e-15);
@@ -168,7 +169,8 @@ TEST(Moments, RandomHeadersAsStated)
 
 /* ---- By hand --------------------------------------------------------------------------------------------------------- */
 
-static std::unique_ptr<TestImage> makeImage(int32_t width, int32_t height, const std::function<int(int32_t x, int32_t y)>& level)
+static std::unique_ptr<TestImage> makeImage(int32_t width, int32_t height,
+                                            const std::function<int(int32_t x, int32_t y)>& level)
 {
     Random random(1);
     ImageSpec spec;
@@ -189,7 +191,8 @@ TEST(Moments, CentralOnesAreAboutTheCentroid)
     vekMoments(&image->image, state);
     double mass = 0, u = 0, v = 0;
     for (int32_t y = 0; y < 7; ++y)
-        for (int32_t x = 0; x < 9; ++x) mass += image->get(x, y, 0), u += x * image->get(x, y, 0), v += y * image->get(x, y, 0);
+        for (int32_t x = 0; x < 9; ++x)
+            mass += image->get(x, y, 0), u += x * image->get(x, y, 0), v += y * image->get(x, y, 0);
     u /= mass, v /= mass;
     const int orders[][2] = {{0, 0}, {1, 0}, {0, 1}, {2, 0}, {1, 1}, {0, 2}, {3, 0}, {2, 1}, {1, 2}, {0, 3}};
     for (const auto& [m, n] : orders) {
@@ -235,27 +238,38 @@ TEST(Moments, Refusals)
         return recorder.text();
     };
     EXPECT_EQ(reports([&] { return vekMoments(nullptr, state), 0.0; }), "-9 vekMoments(Incorrect Image)");
-    EXPECT_EQ(reports([&] { return vekMoments(&colour.image, state), 0.0; }), "-5 vekMoments(Only one channel can be proceed)");
-    EXPECT_EQ(reports([&] { return vekCentralMoment(&colour.image, 2, 2); }), "-5 vekCentralMoment(Only one channel can be proceed)");
+    EXPECT_EQ(reports([&] { return vekMoments(&colour.image, state), 0.0; }),
+              "-5 vekMoments(Only one channel can be proceed)");
+    EXPECT_EQ(reports([&] { return vekCentralMoment(&colour.image, 2, 2); }),
+              "-5 vekCentralMoment(Only one channel can be proceed)");
     struct Function {
         const char* name;
         double (*call)(const VekImage*, int32_t, int32_t);
     };
-    for (const Function& f : {Function{"vekSpatialMoment", vekSpatialMoment}, {"vekNormalizedSpatialMoment", vekNormalizedSpatialMoment},
-                              {"vekCentralMoment", vekCentralMoment}, {"vekNormalizedCentralMoment", vekNormalizedCentralMoment}}) {
-        EXPECT_EQ(reports([&] { return f.call(&gray.image, 2, 2); }), "-5 " + std::string(f.name) + "(Illegal order of moment)");
+    for (const Function& f : {Function{"vekSpatialMoment", vekSpatialMoment},
+                              {"vekNormalizedSpatialMoment", vekNormalizedSpatialMoment},
+                              {"vekCentralMoment", vekCentralMoment},
+                              {"vekNormalizedCentralMoment", vekNormalizedCentralMoment}}) {
+        EXPECT_EQ(reports([&] { return f.call(&gray.image, 2, 2); }),
+                  "-5 " + std::string(f.name) + "(Illegal order of moment)");
         EXPECT_EQ(reports([&] { return f.call(nullptr, 9, 0); }), "-9 " + std::string(f.name) + "(Incorrect Image)");
         TiledImage tiled(gray, 8, 8);
         tiled.failAt = 1;
-        EXPECT_EQ(reports([&] { return f.call(&tiled.image, 1, 1); }), "-5 " + std::string(f.name) + "((srcImage->tileInfo->tileData == ((void*)(0))))");
+        EXPECT_EQ(reports([&] { return f.call(&tiled.image, 1, 1); }),
+                  "-5 " + std::string(f.name) + "((srcImage->tileInfo->tileData == ((void*)(0))))");
     }
-    EXPECT_EQ(reports([&] { return vekGetSpatialMoment(state, -1, 2); }), "-5 vekGetSpatialMoment(Illegal order of moment)");
-    EXPECT_EQ(reports([&] { return vekGetNormalizedSpatialMoment(state, 0, 4); }), "-5 vekGetNormalizedSpatialMoment(Illegal order of moment)");
-    EXPECT_EQ(reports([&] { return vekGetCentralMoment(state, 3, 1); }), "-5 vekGetCentralMoment(Illegal order of moment)");
-    EXPECT_EQ(reports([&] { return vekGetNormalizedCentralMoment(state, 4, 0); }), "-5 vekGetNormalizedCentralMoment(Illegal order of moment)");
+    EXPECT_EQ(reports([&] { return vekGetSpatialMoment(state, -1, 2); }),
+              "-5 vekGetSpatialMoment(Illegal order of moment)");
+    EXPECT_EQ(reports([&] { return vekGetNormalizedSpatialMoment(state, 0, 4); }),
+              "-5 vekGetNormalizedSpatialMoment(Illegal order of moment)");
+    EXPECT_EQ(reports([&] { return vekGetCentralMoment(state, 3, 1); }),
+              "-5 vekGetCentralMoment(Illegal order of moment)");
+    EXPECT_EQ(reports([&] { return vekGetNormalizedCentralMoment(state, 4, 0); }),
+              "-5 vekGetNormalizedCentralMoment(Illegal order of moment)");
     TiledImage tiled(gray, 8, 8);
     tiled.failAt = 2;
-    EXPECT_EQ(reports([&] { return vekMoments(&tiled.image, state), 0.0; }), "-5 vekMoments((srcImage->tileInfo->tileData == ((void*)(0))))");
+    EXPECT_EQ(reports([&] { return vekMoments(&tiled.image, state), 0.0; }),
+              "-5 vekMoments((srcImage->tileInfo->tileData == ((void*)(0))))");
     EXPECT_EQ(memcmp(before, state, sizeof(state)), 0);
 }
 
@@ -268,7 +282,10 @@ TEST(Moments, MaskedNotANumber)
     TestImage image(spec, random);
     for (int32_t y = 0; y < 16; ++y)
         for (int32_t x = 0; x < 16; ++x)
-            setSample(image.image, image.block.data, x, y, 0, std::bit_cast<int32_t>(x % 2 ? 1.0f : y % 2 ? NAN : INFINITY));
+            setSample(image.image, image.block.data, x, y, 0,
+                      std::bit_cast<int32_t>(x % 2   ? 1.0f
+                                             : y % 2 ? NAN
+                                                     : INFINITY));
     ImageSpec bits;
     bits.depth = VEK_DEPTH_1U;
     TestImage& mask = image.setMask(std::make_unique<TestImage>(bits, random));

@@ -26,6 +26,25 @@ TEST(ToneKernels, MapEqualsPlain)
         }
 }
 
+TEST(ToneKernels, MapOfPixelsEqualsPlain)
+{
+    Random random(5);
+    std::vector<uint16_t> maps(8 * 65536);
+    for (uint16_t& level : maps) level = (uint16_t)random();
+    for (const int slot : {OWN_8U, OWN_16U})
+        for (int32_t step = 2; step <= 8; ++step)
+            for (int32_t nMaps : {step - 1, step})
+                for (ptrdiff_t nPixels = 0; nPixels < 40; ++nPixels) {
+                    const size_t bytes = (size_t)(nPixels * step) * (slot == OWN_8U ? 1 : 2);
+                    GuardedBlock in(bytes), plain(bytes);
+                    for (size_t i = 0; i < bytes; ++i) in.data[i] = (uint8_t)random();
+                    const OwnPixelMaps k = {maps.data(), step, nMaps};
+                    ownMapPixelRows[slot].plain(plain.data, in.data, nullptr, nPixels * step, &k);
+                    ownMapPixelRows[slot].run(in.data, in.data, nullptr, nPixels * step, &k);
+                    ASSERT_EQ(memcmp(in.data, plain.data, bytes), 0) << slot << " step " << step << " maps " << nMaps;
+                }
+}
+
 TEST(ToneKernels, CountEqualsPlain)
 {
     Random random(4);
@@ -39,6 +58,10 @@ TEST(ToneKernels, CountEqualsPlain)
             const OwnSpan span = {in.data, nullptr, n, 0, 0, 0, 0, 1};
             ownCountRows[slot].run(run.data(), span);
             ownCountRows[slot].plain(plain.data(), span);
+            for (int i = 256; i < 256 * OWN_COUNT_TURNS && slot == OWN_8U; ++i) {
+                run[(size_t)i % 256] += run[(size_t)i] - 5;
+                run[(size_t)i] = 5;
+            }
             ASSERT_EQ(run, plain) << slot << " n=" << n;
         }
 }
@@ -69,7 +92,8 @@ struct Table {
 static std::vector<int32_t> drawKeys(Random& random, int32_t levels)
 {
     std::vector<int32_t> keys = {draw(random, 0, 1) ? 0 : draw(random, 0, levels)};
-    for (int n = draw(random, 1, 9); n; --n) keys.push_back(draw(random, 0, 2) ? draw(random, keys.back(), levels) : keys.back());
+    for (int n = draw(random, 1, 9); n; --n)
+        keys.push_back(draw(random, 0, 2) ? draw(random, keys.back(), levels) : keys.back());
     if (draw(random, 0, 1)) keys.push_back(levels);
     return keys;
 }
@@ -79,7 +103,10 @@ static std::vector<int64_t> stretchMap(const Table& table, int32_t levels)
     std::vector<int64_t> map;
     for (int64_t g = 0; g < levels; ++g) {
         const int i = table.binOf(g);
-        map.push_back(i < 0 ? g : (table.value[(size_t)i] + (table.lut.interpolated ? (g - table.key[(size_t)i]) * table.factor[(size_t)i] : 0)) & (levels - 1));
+        map.push_back(i < 0 ? g
+                            : (table.value[(size_t)i] +
+                               (table.lut.interpolated ? (g - table.key[(size_t)i]) * table.factor[(size_t)i] : 0)) &
+                                  (levels - 1));
     }
     return map;
 }
@@ -123,7 +150,8 @@ static std::vector<int32_t> channelsOf(const VekImage& image)
     return channels;
 }
 
-static std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int32_t nColours, bool hasCoi, int32_t dataOrder)
+static std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int32_t nColours, bool hasCoi,
+                                            int32_t dataOrder)
 {
     ImageSpec spec;
     spec.depth = depth;
@@ -136,8 +164,8 @@ static std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int3
     spec.atEnd = draw(random, 0, 1);
     auto image = std::make_unique<TestImage>(spec, random);
     if (hasCoi || draw(random, 0, 1))
-        image->setRoi(hasCoi ? draw(random, 1, spec.nChannels) : 0, draw(random, 0, spec.width), draw(random, 0, spec.height / 2),
-                      draw(random, 1, spec.width), draw(random, 1, spec.height));
+        image->setRoi(hasCoi ? draw(random, 1, spec.nChannels) : 0, draw(random, 0, spec.width),
+                      draw(random, 0, spec.height / 2), draw(random, 1, spec.width), draw(random, 1, spec.height));
     if (draw(random, 0, 2) == 0) {
         ImageSpec bits;
         bits.depth = VEK_DEPTH_1U;
@@ -150,7 +178,8 @@ static std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int3
 }
 
 /* dst = maps[src], of each channel its own. */
-static std::vector<uint8_t> mapped(const TestImage& src, const TestImage& dst, const std::vector<std::vector<int64_t>>& maps)
+static std::vector<uint8_t> mapped(const TestImage& src, const TestImage& dst,
+                                   const std::vector<std::vector<int64_t>>& maps)
 {
     std::vector<uint8_t> bytes = dst.bytes();
     const Area from = areaOf(src.image), to = areaOf(dst.image);
@@ -177,7 +206,8 @@ static std::vector<uint8_t> mapped(const TestImage& src, const TestImage& dst, c
 }
 
 /* The bins' counts of the source, its levels mapped or (no map) as they are. */
-static std::vector<int32_t> countedBins(const TestImage& src, int32_t channel, const Table& table, const std::vector<int64_t>& map)
+static std::vector<int32_t> countedBins(const TestImage& src, int32_t channel, const Table& table,
+                                        const std::vector<int64_t>& map)
 {
     std::vector<int32_t> counts(table.key.size());
     counts.back() = table.value.back();
@@ -202,7 +232,8 @@ static void runSeed(uint32_t seed)
     const int32_t levels = depth == VEK_DEPTH_1U ? 2 : 1 << depth, dataOrder = draw(random, 0, 1);
     const int32_t nColours = depth == VEK_DEPTH_1U ? 1 : draw(random, 1, depth == VEK_DEPTH_8U ? 4 : 2);
     const bool hasCoi = draw(random, 0, 3) == 0, isInPlace = draw(random, 0, 3) == 0;
-    const auto src = drawImage(random, depth, nColours, hasCoi, dataOrder), apart = drawImage(random, depth, nColours, hasCoi, dataOrder);
+    const auto src = drawImage(random, depth, nColours, hasCoi, dataOrder),
+               apart = drawImage(random, depth, nColours, hasCoi, dataOrder);
     TestImage& dst = isInPlace ? *src : *apart;
     std::unique_ptr<TiledImage> tiledSrc, tiledDst;
     if (draw(random, 0, 2) == 0) tiledSrc = std::make_unique<TiledImage>(*src, 8 * draw(random, 1, 2), 8);
@@ -214,16 +245,22 @@ static void runSeed(uint32_t seed)
     std::vector<std::unique_ptr<Table>> tables;
     std::vector<VekLUT*> lut((size_t)src->image.nChannels, nullptr);
     for (const int32_t c : channels) {
-        tables.push_back(std::make_unique<Table>(drawKeys(random, levels), random, kind != STRETCH, draw(random, 0, 1)));
+        tables.push_back(
+            std::make_unique<Table>(drawKeys(random, levels), random, kind != STRETCH, draw(random, 0, 1)));
         lut[(size_t)(hasCoi ? c : (int32_t)tables.size() - 1)] = &tables.back()->lut;
     }
     std::vector<std::vector<int64_t>> maps;
-    for (const auto& table : tables) maps.push_back(kind == STRETCH ? stretchMap(*table, levels) : kind == EQUALIZE ? equalMap(*table, levels) : std::vector<int64_t>());
-    const bool isEmpty = kind == EQUALIZE && std::any_of(maps.begin(), maps.end(), [](const auto& map) { return map.empty(); });
+    for (const auto& table : tables)
+        maps.push_back(kind == STRETCH    ? stretchMap(*table, levels)
+                       : kind == EQUALIZE ? equalMap(*table, levels)
+                                          : std::vector<int64_t>());
+    const bool isEmpty = kind == EQUALIZE &&
+                         std::any_of(maps.begin(), maps.end(), [](const auto& map) { return map.empty(); });
     const std::vector<uint8_t> expected = kind == HISTO || isEmpty ? dst.bytes() : mapped(*src, dst, maps);
     std::vector<std::vector<int32_t>> values;
     for (size_t c = 0; c < tables.size(); ++c)
-        values.push_back(kind == STRETCH || isEmpty ? tables[c]->value : countedBins(*src, channels[c], *tables[c], maps[c]));
+        values.push_back(kind == STRETCH || isEmpty ? tables[c]->value
+                                                    : countedBins(*src, channels[c], *tables[c], maps[c]));
 
     const int live = heapLive();
     Recorder recorder;
@@ -314,9 +351,11 @@ TEST(Tone, SeveralReports)
               "-5 vekComputeHisto((srcImage->depth & VEK_DEPTH_SIGN) || (srcImage->depth == VEK_DEPTH_32F))");
     f.dst.image.origin = f.dst.image.dataOrder = 1;
     EXPECT_EQ(f.reports([](VekImage* src, VekImage* dst, VekLUT**) { vekHistoEqualize(src, dst, nullptr); }),
-              "-5 vekHistoEqualize(srcImage->depth != dstImage->depth); -5 vekHistoEqualize(srcImage->origin != dstImage->origin); "
+              "-5 vekHistoEqualize(srcImage->depth != dstImage->depth); -5 vekHistoEqualize(srcImage->origin != "
+              "dstImage->origin); "
               "-5 vekHistoEqualize(srcImage->dataOrder != dstImage->dataOrder); "
-              "-5 vekHistoEqualize(srcImage->depth != VEK_DEPTH_8U && srcImage->depth != VEK_DEPTH_16U); -5 vekHistoEqualize(lut==0)");
+              "-5 vekHistoEqualize(srcImage->depth != VEK_DEPTH_8U && srcImage->depth != VEK_DEPTH_16U); -5 "
+              "vekHistoEqualize(lut==0)");
     Fixture g;
     g.src.image.nChannels = 2, g.src.image.width = 8;
     EXPECT_EQ(g.reports([](VekImage* src, VekImage* dst, VekLUT** lut) { vekContrastStretch(src, dst, lut); }),
@@ -345,7 +384,8 @@ TEST(Tone, ShortMemory)
         Fixture f;
         const int live = heapLive();
         heapFailAfter(n);
-        const std::string reports = f.reports([](VekImage* src, VekImage* dst, VekLUT** lut) { vekHistoEqualize(src, dst, lut); });
+        const std::string reports = f.reports(
+            [](VekImage* src, VekImage* dst, VekLUT** lut) { vekHistoEqualize(src, dst, lut); });
         heapFailAfter(-1);
         EXPECT_EQ(reports, "-4 vekHistoEqualize()");
         EXPECT_EQ(heapLive(), live);
