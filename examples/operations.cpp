@@ -2,6 +2,7 @@
 #include "operations.h"
 
 #include "spectra.h"
+#include "warps.h"
 
 #include "scene.h"
 
@@ -120,6 +121,10 @@ const Operation operations[] = {
     {"sharpen",  ONE_PICTURE,  0, "16 amid -1s, / 8",  "sharpen",       sharpen},
     {"edges",    ONE_PICTURE,  0, "length of gradient", "edges",        findEdges},
     {"conv",     ONE_PICTURE,  9, "3 x 3 kernel",      "conv:2:1:0:1:1:-1:0:-1:-2", convolveGiven},
+    {"rotate",   ONE_PICTURE,  1, "turned n degrees",  "rotate:30",     [](In, In, Out d, N n) { turnPicture(d, n.values[0]); }},
+    {"warp",     ONE_PICTURE,  6, "affine, c0 .. c5",  "warp:0.9:0.3:-20:-0.2:0.8:45", [](In, In, Out d, N n) { warpPicture(d, n.values); }},
+    {"quad",     ONE_PICTURE,  8, "onto x0:y0 .. x3:y3", "quad:40:20:200:5:215:150:10:120", [](In, In, Out d, N n) { bendPicture(d, n.values); }},
+    {"resize",   ONE_PICTURE,  3, "to w x h by mode",  "resize:90:60:3", [](In, In, Out d, N n) { resizePicture(d, n.whole(), (int32_t)n.values[1], (int32_t)n.values[2]); }},
 };
 /* clang-format on */
 
