@@ -5,8 +5,7 @@ static const struct {
     uint32_t depth;
     int32_t nChannels;
     const char* name;
-} kinds[] = {
-    {VEK_DEPTH_8U, 1, "8U"}, {VEK_DEPTH_8U, 3, "8Ux3"}, {VEK_DEPTH_16U, 1, "16U"}, {VEK_DEPTH_1U, 1, "1U"}};
+} kinds[] = {{VEK_DEPTH_8U, 1, "8U"}, {VEK_DEPTH_8U, 3, "8Ux3"}, {VEK_DEPTH_16U, 1, "16U"}, {VEK_DEPTH_1U, 1, "1U"}};
 
 static const struct {
     int32_t width, height;
@@ -58,7 +57,8 @@ static const Geometry operations[] = {
     {"rotate30", 1, 1, 3, rotate30},
     {"perspective", 1, 1, 3, perspective},
     {"bilinear", 1, 1, 3, bilinear},
-    {"quarterTurn", 0, 1, 1, [](const VekImage* a, VekImage* d, int32_t m) { vekRotate(a, d, 90, 0, a->width - 1, m); }},
+    {"quarterTurn", 0, 1, 1,
+     [](const VekImage* a, VekImage* d, int32_t m) { vekRotate(a, d, 90, 0, a->width - 1, m); }},
     {"halfTurn", 1, 1, 1,
      [](const VekImage* a, VekImage* d, int32_t m) { vekRotate(a, d, 180, a->width - 1, a->height - 1, m); }},
     {"up2", 1, 2, 3, resize<2, 1>},

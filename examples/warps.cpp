@@ -28,7 +28,8 @@ void warpPicture(VekImage* picture, const std::vector<double>& coeffs)
 
 void bendPicture(VekImage* picture, const std::vector<double>& quad)
 {
-    ontoBlack(picture, [&](const VekImage* copy) { vekWarpPerspectiveQ(copy, picture, quad.data(), 0, VEK_INTER_CUBIC); });
+    ontoBlack(picture,
+              [&](const VekImage* copy) { vekWarpPerspectiveQ(copy, picture, quad.data(), 0, VEK_INTER_CUBIC); });
 }
 
 void resizePicture(VekImage* picture, int32_t width, int32_t height, int32_t mode)

@@ -1034,7 +1034,8 @@ VEK_API void vekDeleteColorTwist(VekColorTwist* cTwist);
  *            != dstImage->dataOrder)"; "(srcImage->origin != dstImage->origin)"; "(srcImage->origin !=
  *            srcImage->maskROI->origin)", the same of dstImage; "(msk == ((void *)0))" when masks cannot be merged;
  *            "(srcImage->tileInfo->tileData == ((void *)0))" or dstImage */
-VEK_API void vekApplyColorTwist(const VekImage* srcImage, VekImage* dstImage, const VekColorTwist* cTwist, int32_t offset);
+VEK_API void vekApplyColorTwist(const VekImage* srcImage, VekImage* dstImage, const VekColorTwist* cTwist,
+                                int32_t offset);
 
 /* One spatial moment, and what normalizes it: 1 / (width^m height^n) of the working rectangle. */
 typedef struct VekMoment {
@@ -1197,8 +1198,8 @@ VEK_API void vekShear(const VekImage* srcImage, VekImage* dstImage, double xShea
  *            "yDst <= 0 || ySrc <= 0"; a negative status, an old one too, then ends the call;
  *            -5 "This function isn`t in-plase function"; -2 "srcImage COI != dstImage COI"; -1 "" when memory is short.
  *            vekResize adds -1 "" when the status is negative at the end */
-VEK_API void vekZoom(const VekImage* srcImage, VekImage* dstImage, int32_t xDst, int32_t xSrc, int32_t yDst, int32_t ySrc,
-                     int32_t interpolate);
+VEK_API void vekZoom(const VekImage* srcImage, VekImage* dstImage, int32_t xDst, int32_t xSrc, int32_t yDst,
+                     int32_t ySrc, int32_t interpolate);
 VEK_API void vekResize(const VekImage* srcImage, VekImage* dstImage, int32_t xDst, int32_t xSrc, int32_t yDst,
                        int32_t ySrc, int32_t interpolate);
 

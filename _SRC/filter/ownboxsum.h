@@ -24,8 +24,7 @@ template <class S> static void ownBoxDouble(S* __restrict out, const S* __restri
 }
 
 /* Sums of terms that lie anywhere, whole vectors at a time. */
-template <class S>
-[[gnu::flatten]] static void ownBoxTerms(S* out, const S* const* term, int nTerms, ptrdiff_t n)
+template <class S> [[gnu::flatten]] static void ownBoxTerms(S* out, const S* const* term, int nTerms, ptrdiff_t n)
 {
     constexpr ptrdiff_t lanes = OwnVec<S>::lanes;
     for (ptrdiff_t i = 0; i < n; i += 2 * lanes) {

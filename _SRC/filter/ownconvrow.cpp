@@ -47,8 +47,7 @@ template <class S> static void ownCombineOne(void* sums, ptrdiff_t n, const OwnC
     if (plan.combineMethod == COMBINE_SQUARES && plan.kernel[0].accumClass == OWN_CLASS_16)
         ownEachSum<S>(sums, n, [](S v) { return (S)ownSquare((int16_t)v); });
     else if (plan.combineMethod == COMBINE_SQUARES) ownEachSum<S>(sums, n, [](S v) { return ownSquare(v); });
-    else if (plan.combineMethod == COMBINE_ROOT_OF_SQUARES)
-        ownEachSum<S>(sums, n, [](S v) { return ownMagnitude(v); });
+    else if (plan.combineMethod == COMBINE_ROOT_OF_SQUARES) ownEachSum<S>(sums, n, [](S v) { return ownMagnitude(v); });
 }
 
 /* Integers are shifted on their way to samples. */
@@ -110,8 +109,7 @@ static void ownMergeKernel(void* merged, const void* sums, ptrdiff_t n, const Ow
     const OwnConvKernelPlan& kernel = plan.kernel[i];
     const int32_t method = plan.combineMethod;
     if (kernel.sum.kind != OWN_SUM_FLOAT) ownMergeSums<M, int32_t>(merged, sums, n, method, kernel.shift, i == 0);
-    else if constexpr (std::is_same_v<M, float>)
-        ownMergeSums<M, float>(merged, sums, n, method, kernel.shift, i == 0);
+    else if constexpr (std::is_same_v<M, float>) ownMergeSums<M, float>(merged, sums, n, method, kernel.shift, i == 0);
 }
 
 /* The root of integers, to the nearest. Single precision will do: samples that integers are merged for have 8 bits, and up

@@ -12,11 +12,15 @@ template <class T, class As> static inline OwnVec<As> ownLoadAs(const uint8_t* p
 {
     static_assert(sizeof(T) == sizeof(As));
     if constexpr (std::is_signed_v<T> == std::is_signed_v<As>) return ownLoad<As>(p);
-    else return ownLoad<As>(p) ^ ownSet<As>(std::is_signed_v<As> ? std::numeric_limits<As>::min() : (As)(1 << (sizeof(T) * 8 - 1)));
+    else
+        return ownLoad<As>(p) ^
+               ownSet<As>(std::is_signed_v<As> ? std::numeric_limits<As>::min() : (As)(1 << (sizeof(T) * 8 - 1)));
 }
 template <class T, class As> static constexpr int32_t ownFlipped()
 {
-    return std::is_signed_v<T> == std::is_signed_v<As> ? 0 : std::is_signed_v<As> ? 1 << (sizeof(T) * 8 - 1) : -(1 << (sizeof(T) * 8 - 1));
+    return std::is_signed_v<T> == std::is_signed_v<As> ? 0
+           : std::is_signed_v<As>                      ? 1 << (sizeof(T) * 8 - 1)
+                                                       : -(1 << (sizeof(T) * 8 - 1));
 }
 
 /* 16 bits: pairs of bytes times pairs of signed bytes. `take` gets the place of the first sample and the sums of two
@@ -195,10 +199,11 @@ struct OwnSumForms {
 static const OwnSumForms ownSumForms[OWN_DEPTHS] = {
     /*  1U */ {ownSum16<uint8_t>, ownSum32<uint8_t>, ownSumWide<uint8_t>, ownSumFloat<uint8_t>, 0, 0},
     /*  8U */ {ownSum16<uint8_t>, ownSum32<uint8_t>, ownSumWide<uint8_t>, ownSumFloat<uint8_t>, 0, 0},
-    /*  8S */ {ownSum16<int8_t>, ownSum32<int8_t>, ownSumWide<int8_t>, ownSumFloat<int8_t>, ownFlipped<int8_t, uint8_t>(),
-               ownFlipped<int8_t, uint8_t>()},
-    /* 16U */ {nullptr, ownSum32<uint16_t>, ownSumWide<uint16_t>, ownSumFloat<uint16_t>, 0,
-               ownFlipped<uint16_t, int16_t>()},
+    /*  8S */
+    {ownSum16<int8_t>, ownSum32<int8_t>, ownSumWide<int8_t>, ownSumFloat<int8_t>, ownFlipped<int8_t, uint8_t>(),
+     ownFlipped<int8_t, uint8_t>()},
+    /* 16U */
+    {nullptr, ownSum32<uint16_t>, ownSumWide<uint16_t>, ownSumFloat<uint16_t>, 0, ownFlipped<uint16_t, int16_t>()},
     /* 16S */ {nullptr, ownSum32<int16_t>, ownSumWide<int16_t>, ownSumFloat<int16_t>, 0, 0},
     /* 32S */ {nullptr, nullptr, ownSumWide<int32_t>, ownSumFloat<int32_t>, 0, 0},
     /* 32F */ {nullptr, nullptr, nullptr, ownSumFloat<float>, 0, 0},
@@ -293,8 +298,8 @@ void ownSumRow(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, co
     sum.run(sums, ownPlaces(sum, depth, rows, row, pointers), sum.weights, sum.nPlaces, sum.start, row.n);
 }
 
-void ownSumRowToSamples(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row, void* out,
-                        OwnSumEnd end, int shift, uint8_t* pointers)
+void ownSumRowToSamples(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row,
+                        void* out, OwnSumEnd end, int shift, uint8_t* pointers)
 {
     const uint8_t** at = ownPlaces(sum, depth, rows, row, pointers);
     if (depth == VEK_DEPTH_8S) ownSum16ToSamples<int8_t>(out, sum, at, end, shift, row.n);
@@ -328,7 +333,8 @@ static inline OwnVec<int32_t> ownWholeSum(const float* sums, int, double low, do
     return ownNearest(ownMax(ownMin(ownLoad<float>(sums), ownSet((float)high)), ownSet((float)low)));
 }
 
-template <class T, class S> [[gnu::flatten]] static void ownToSamples(void* out, const void* sums, int shift, ptrdiff_t n)
+template <class T, class S>
+[[gnu::flatten]] static void ownToSamples(void* out, const void* sums, int shift, ptrdiff_t n)
 {
     constexpr ptrdiff_t step = OwnVec<T>::lanes, lanes = OwnVec<int32_t>::lanes;
     constexpr double low = std::numeric_limits<T>::min(), high = std::numeric_limits<T>::max();

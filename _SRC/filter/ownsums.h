@@ -60,8 +60,8 @@ void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMa
 enum OwnSumEnd { OWN_END_SHIFT, OWN_END_EVEN, OWN_END_UP };
 
 /* A row of samples straight from the lines of a window, for sums of kind OWN_SUM_16. */
-void ownSumRowToSamples(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row, void* out,
-                        OwnSumEnd end, int shift, uint8_t* pointers);
+void ownSumRowToSamples(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row,
+                        void* out, OwnSumEnd end, int shift, uint8_t* pointers);
 
 /* A row of sums from the lines of a window. */
 void ownSumRow(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row, void* sums,

@@ -63,13 +63,14 @@ template <bool single> static inline OwnVec<int32_t> ownMeanOf(OwnVec<uint32_t> 
 
 /* 32-bit sums from 16-bit ones, S, along the rows of 8-bit samples; in the order of ownUnpack. */
 template <class T, class S, bool single>
-[[gnu::flatten]] static void ownTurnWide(void* out, void* columns, const void* entering, const void* leaving, ptrdiff_t n,
-                                         const OwnBlurPlan& plan)
+[[gnu::flatten]] static void ownTurnWide(void* out, void* columns, const void* entering, const void* leaving,
+                                         ptrdiff_t n, const OwnBlurPlan& plan)
 {
     constexpr ptrdiff_t lanes = OwnVec<S>::lanes, half = lanes / 2;
     uint32_t* column = (uint32_t*)columns;
     const auto turn = [&](ptrdiff_t at) {
-        const auto in = ownUnpack(ownLoad<S>((const S*)entering + at)), gone = ownUnpack(ownLoad<S>((const S*)leaving + at));
+        const auto in = ownUnpack(ownLoad<S>((const S*)entering + at)),
+                   gone = ownUnpack(ownLoad<S>((const S*)leaving + at));
         const OwnVec<uint32_t> low = ownLoad<uint32_t>(column + at) + ownAs<uint32_t>(in.lo - gone.lo);
         const OwnVec<uint32_t> high = ownLoad<uint32_t>(column + at + half) + ownAs<uint32_t>(in.hi - gone.hi);
         ownStore(column + at, low);
@@ -99,8 +100,8 @@ template <class T, bool single>
         OwnVec<int32_t> mean[4];
         for (int j = 0; j < (int)(step / lanes); ++j) mean[j] = turn(i + j * lanes);
         if constexpr (sizeof(T) == 1)
-            ownStore((T*)out + i, ownNarrow<T>(ownNarrow<int16_t>(mean[0], mean[1]),
-                                                 ownNarrow<int16_t>(mean[2], mean[3])));
+            ownStore((T*)out + i,
+                     ownNarrow<T>(ownNarrow<int16_t>(mean[0], mean[1]), ownNarrow<int16_t>(mean[2], mean[3])));
         else if constexpr (sizeof(T) == 2) ownStore((T*)out + i, ownNarrow<T>(mean[0], mean[1]));
         else ownStore((T*)out + i, mean[0]);
     }
@@ -155,7 +156,8 @@ static void ownEnterRow(const OwnFloatBlur& blur, const float* line, const OwnWi
     else ownAddDoubles(blur.begin, entering, n);
     *blur.place = (*blur.place + 1) % plan.nRows;
     if (*blur.place == 0)
-        for (int64_t j = plan.nRows - 2; j >= 0; --j) ownAddDoubles(blur.ends + j * step, blur.ends + (j + 1) * step, n);
+        for (int64_t j = plan.nRows - 2; j >= 0; --j)
+            ownAddDoubles(blur.ends + j * step, blur.ends + (j + 1) * step, n);
 }
 
 static void ownBlurFloatStage(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
@@ -200,7 +202,8 @@ static const OwnBlurForms ownBlurForms[OWN_DEPTHS] = {
     /*  8S */ ownBlurForms8<int8_t, int16_t>,
     /* 16U */ ownBlurForms32<uint16_t>,
     /* 16S */ ownBlurForms32<int16_t>,
-    /* 32S */ {nullptr, nullptr, nullptr, nullptr, ownBlurStage<int32_t, uint32_t, uint32_t, ownTurn32<int32_t, false>>},
+    /* 32S */
+    {nullptr, nullptr, nullptr, nullptr, ownBlurStage<int32_t, uint32_t, uint32_t, ownTurn32<int32_t, false>>},
     /* 32F */ {nullptr, nullptr, nullptr, nullptr, ownBlurFloatStage},
 };
 
@@ -238,7 +241,10 @@ static OwnWindowStage* ownPlanBlur(OwnBlurPlan* plan, uint32_t depth, int32_t nC
 
 /* ---- The call ---------------------------------------------------------------------------------------------------- */
 
-static bool ownBadAlpha(const VekImage* image) { return image->alphaChannel < 0 || image->alphaChannel > image->nChannels; }
+static bool ownBadAlpha(const VekImage* image)
+{
+    return image->alphaChannel < 0 || image->alphaChannel > image->nChannels;
+}
 
 void vekBlur(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
              int32_t anchorY)

@@ -9,7 +9,8 @@
 static bool ownBadOffsets(const VekImage* image)
 {
     const VekROI* roi = image->roi;
-    return roi && (roi->xOffset < 0 || roi->yOffset < 0 || roi->xOffset >= image->width || roi->yOffset >= image->height);
+    return roi &&
+           (roi->xOffset < 0 || roi->yOffset < 0 || roi->xOffset >= image->width || roi->yOffset >= image->height);
 }
 
 template <class Kernel>
@@ -43,8 +44,7 @@ struct OwnConvChannels {
 
 static bool ownOnlyAlpha(const VekImage* image)
 {
-    return image->alphaChannel > 0 &&
-           (image->nChannels == 1 || (image->roi && image->roi->coi == image->alphaChannel));
+    return image->alphaChannel > 0 && (image->nChannels == 1 || (image->roi && image->roi->coi == image->alphaChannel));
 }
 
 static OwnConvChannels ownConvChannels(const VekImage* srcImage, const VekImage* dstImage)

@@ -22,7 +22,9 @@ struct OwnSepPlan {
 static bool ownSumsFit16(const int32_t* values, int32_t n, uint32_t depth)
 {
     int64_t least = 0, largest = 0;
-    const int64_t low = depth == VEK_DEPTH_8S ? -128 : 0, high = depth == VEK_DEPTH_1U ? 1 : depth == VEK_DEPTH_8S ? 127 : 255;
+    const int64_t low = depth == VEK_DEPTH_8S ? -128 : 0, high = depth == VEK_DEPTH_1U   ? 1
+                                                                 : depth == VEK_DEPTH_8S ? 127
+                                                                                         : 255;
     if (ownSampleBits(depth) > 8) return false;
     for (int32_t i = 0; i < n; ++i) {
         least += std::min(values[i] * low, values[i] * high);

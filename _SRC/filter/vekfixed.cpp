@@ -20,17 +20,14 @@ static const OwnFixedFilter ownFixedFilters[11] = {
     /*  2 */ {3, OWN_FIXED_PLAIN, {1, 0, -1, 2, 0, -2, 1, 0, -1}},
     /*  3 */ {3, OWN_FIXED_PLAIN, {1, 2, 1, 0, 0, 0, -1, -2, -1}},
     /*  4 */ {3, OWN_FIXED_PLAIN, {-1, -1, -1, -1, 8, -1, -1, -1, -1}},
-    /*  5 */ {5,
-              OWN_FIXED_PLAIN,
-              {-1, -3, -4, -3, -1, -3, 0, 6, 0, -3, -4, 6, 20, 6, -4, -3, 0, 6, 0, -3, -1, -3, -4, -3, -1}},
+    /*  5 */ {5, OWN_FIXED_PLAIN, {-1, -3, -4, -3, -1, -3, 0,  6,  0,  -3, -4, 6, 20,
+                                   6,  -4, -3, 0,  6,  0,  -3, -1, -3, -4, -3, -1}},
     /*  6 */ {3, OWN_FIXED_BY_16, {1, 2, 1, 2, 4, 2, 1, 2, 1}},
-    /*  7 */ {5,
-              OWN_FIXED_BY_571,
-              {2, 7, 12, 7, 2, 7, 31, 52, 31, 7, 12, 52, 127, 52, 12, 7, 31, 52, 31, 7, 2, 7, 12, 7, 2}},
+    /*  7 */ {5, OWN_FIXED_BY_571, {2,  7,  12, 7,  2,  7,  31, 52, 31, 7,  12, 52, 127,
+                                    52, 12, 7,  31, 52, 31, 7,  2,  7,  12, 7,  2}},
     /*  8 */ {3, OWN_FIXED_PLAIN, {-1, -1, -1, -1, 8, -1, -1, -1, -1}},
-    /*  9 */ {5,
-              OWN_FIXED_PLAIN,
-              {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 24, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1}},
+    /*  9 */ {5, OWN_FIXED_PLAIN, {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 24,
+                                   -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1}},
     /* 10 */ {3, OWN_FIXED_BY_8, {-1, -1, -1, -1, 16, -1, -1, -1, -1}},
 };
 
@@ -99,7 +96,8 @@ static void ownEndSums(uint8_t* sums, const OwnFixedPlan& plan, ptrdiff_t n)
 {
     const int bits = ownFixedBits(plan.end);
     if (plan.sum.kind == OWN_SUM_FLOAT) {
-        if (bits) ownScaleFloats((float*)sums, 1.0f / (float)(1 << bits), n); /* those of filter 7 are divided already */
+        if (bits)
+            ownScaleFloats((float*)sums, 1.0f / (float)(1 << bits), n); /* those of filter 7 are divided already */
     } else if (bits) ownDivideEven((int32_t*)sums, bits, n);
     else if (plan.end == OWN_FIXED_BY_571) ownDivide571((int32_t*)sums, n);
 }
@@ -110,7 +108,9 @@ static void ownFixedStage(void* out, const uint8_t* const* rows, const OwnWindow
     const OwnFixedPlan& plan = *(const OwnFixedPlan*)row.k;
     uint8_t *pointers = row.scratch, *sums = pointers + plan.pointerBytes;
     if (plan.sum.kind == OWN_SUM_16) {
-        const OwnSumEnd end = plan.end == OWN_FIXED_PLAIN ? OWN_END_SHIFT : plan.depth == VEK_DEPTH_1U ? OWN_END_UP : OWN_END_EVEN;
+        const OwnSumEnd end = plan.end == OWN_FIXED_PLAIN  ? OWN_END_SHIFT
+                              : plan.depth == VEK_DEPTH_1U ? OWN_END_UP
+                                                           : OWN_END_EVEN;
         return ownSumRowToSamples(plan.sum, plan.depth, rows, asked, out, end, ownFixedBits(plan.end), pointers);
     }
     ownSumRow(plan.sum, plan.depth, rows, row, sums, pointers);
@@ -198,8 +198,11 @@ static void ownPlanFixed(OwnFixedPlan* plan, uint32_t depth, uint32_t filter)
     }
     const bool isFloat = depth == VEK_DEPTH_32F || (depth == VEK_DEPTH_32S && over571);
     const bool fits16 = ownSampleBits(depth) <= 8 && !over571;
-    ownFinishSum(&plan->sum, isFloat ? OWN_SUM_FLOAT : fits16 ? OWN_SUM_16 : OWN_SUM_32, depth,
-                 depth == VEK_DEPTH_1U ? 1 : 255);
+    ownFinishSum(&plan->sum,
+                 isFloat  ? OWN_SUM_FLOAT
+                 : fits16 ? OWN_SUM_16
+                          : OWN_SUM_32,
+                 depth, depth == VEK_DEPTH_1U ? 1 : 255);
     if (over571 && ownSampleBits(depth) <= 8) ownPlanParts(plan, fixed);
 }
 

@@ -104,7 +104,8 @@ static void ownDealScratch(OwnWork& work, OwnCarver& carver, int64_t mostPixels)
     const OwnWindow& window = *work.window;
     const int64_t linePixels = mostPixels + window.left + window.right, samples = linePixels * work.step;
     const int64_t lineBytes = (ownLineRoom(work, samples + OWN_LINE_SPARE) + OWN_LINE_SPARE + 63) / 64 * 64;
-    const int64_t outBytes = (ownLineRoom(work, mostPixels * work.step) + OWN_OUT_UNIT - 1) / OWN_OUT_UNIT * OWN_OUT_UNIT;
+    const int64_t outBytes = (ownLineRoom(work, mostPixels * work.step) + OWN_OUT_UNIT - 1) / OWN_OUT_UNIT *
+                             OWN_OUT_UNIT;
     work.lineBytes = (ptrdiff_t)lineBytes;
     work.outBytes = (ptrdiff_t)outBytes;
     work.lineSamples = (ptrdiff_t)((samples + OWN_LINE_SPARE + 63) / 64 * 64);
@@ -119,8 +120,8 @@ static void ownDealScratch(OwnWork& work, OwnCarver& carver, int64_t mostPixels)
 static bool ownTakeScratch(OwnWork& work)
 {
     const OwnWindow& window = *work.window;
-    const int64_t mostPixels =
-        window.dstImage->tileInfo ? std::min(work.width, window.dstImage->tileInfo->width) : work.width;
+    const int64_t mostPixels = window.dstImage->tileInfo ? std::min(work.width, window.dstImage->tileInfo->width)
+                                                         : work.width;
     work.nLines = (int64_t)window.top + window.bottom + 1;
     const int64_t end = work.y + work.height + window.bottom;
     work.nBelow = work.inPlace ? std::max<int64_t>(end - work.source->height, 0) : 0;
@@ -205,7 +206,8 @@ static void ownFetchLine(const OwnWork& work, const OwnPatch& patch, int32_t pas
     const int64_t x = work.x + patch.x - window.left, count = (int64_t)patch.width + window.left + window.right;
     const int32_t first = work.step > 1 ? 0 : window.from.first + pass;
     const bool unpacked = work.sampleBits == 1 && work.lineSampleBytes;
-    ownFetchPixels(work.source, window.borderConst, first, work.step, x, work.y + y, count, unpacked ? work.bits : line);
+    ownFetchPixels(work.source, window.borderConst, first, work.step, x, work.y + y, count,
+                   unpacked ? work.bits : line);
     if (unpacked) ownBitsToBytes(line, work.bits, (ptrdiff_t)count);
 }
 

@@ -41,7 +41,8 @@ struct OwnBoxAxis {
 
 /* Sums of columns: sums[i] = the rows of the box, weighted. A: wide enough for all of them. */
 template <class T, class A>
-static void ownSumRows(A* __restrict sums, const uint8_t* __restrict data, ptrdiff_t rowStep, const OwnBox& box, int32_t low, ptrdiff_t n)
+static void ownSumRows(A* __restrict sums, const uint8_t* __restrict data, ptrdiff_t rowStep, const OwnBox& box,
+                       int32_t low, ptrdiff_t n)
 {
     std::fill(sums, sums + n, (A)0);
     for (int32_t y = box.first; y <= box.last; ++y) {
@@ -86,7 +87,8 @@ static bool ownAreSmall(int64_t xStep, int64_t yStep, int sampleBytes)
 {
     if (xStep > 2 * 256 || yStep > 3 * 256) return false;
     const int64_t xOne = xStep / std::gcd(xStep, (int64_t)256), yOne = yStep / std::gcd(yStep, (int64_t)256);
-    const bool twoColumns = xStep % 128 == 0; /* a box of 1.5 samples that starts at a half has two; others may have three */
+    const bool twoColumns = xStep % 128 ==
+                            0; /* a box of 1.5 samples that starts at a half has two; others may have three */
     return twoColumns && xOne <= 127 && yOne <= 127 && (sampleBytes == 1 || xOne * yOne <= 64);
 }
 
@@ -157,7 +159,8 @@ static void ownSuperPlane(const OwnPartRun& run, const OwnBoxAxis& x, const OwnB
         if (nSmall < run.width) {
             /* all columns, or the last one alone */
             const ptrdiff_t first = (ptrdiff_t)(x.at(nSmall).first - x.low) * view.pixelStep;
-            ownSumRows<T, A>(sums + first, data + first * (ptrdiff_t)sizeof(T), view.rowStep, box, y.low, nSums - first);
+            ownSumRows<T, A>(sums + first, data + first * (ptrdiff_t)sizeof(T), view.rowStep, box, y.low,
+                             nSums - first);
             ownMeanColumns<T, A>(out, sums, x, box.total, view.pixelStep, count, nSmall, run.width);
         }
         if (!target.direct) ownPutRow(target, aside, j);
@@ -219,7 +222,8 @@ static bool ownSuperRun(const OwnPartRun& run, const OwnBoxAxis& x, const OwnBox
     const int bits = run.window->view.sampleBits;
     const bool narrow = std::min<int64_t>(y.step, (int64_t)y.size * 256) < (bits == 8 ? 1 << 24 : 1 << 16);
     if (bits == 1) ownSuperBits(run, x, y);
-    else if (bits == 8) return narrow ? ownSuperPart<uint8_t, uint32_t>(run, x, y) : ownSuperPart<uint8_t, uint64_t>(run, x, y);
+    else if (bits == 8)
+        return narrow ? ownSuperPart<uint8_t, uint32_t>(run, x, y) : ownSuperPart<uint8_t, uint64_t>(run, x, y);
     else return narrow ? ownSuperPart<uint16_t, uint32_t>(run, x, y) : ownSuperPart<uint16_t, uint64_t>(run, x, y);
     return true;
 }
@@ -233,7 +237,12 @@ bool ownRunSuper(const OwnFace& face, const OwnTileTexts& texts, const OwnResamp
     OwnGrid grid = ownGrid(job.dstImage, dst, job.srcImage->tileInfo != nullptr);
     while (ownNextPart(&grid)) {
         OwnFetched window;
-        const OwnPartRun run = {&job, &window, &grid, nullptr, nullptr, grid.part.right - grid.part.left + 1,
+        const OwnPartRun run = {&job,
+                                &window,
+                                &grid,
+                                nullptr,
+                                nullptr,
+                                grid.part.right - grid.part.left + 1,
                                 grid.part.bottom - grid.part.top + 1};
         x.jFirst = grid.part.left - dst.left;
         y.jFirst = grid.part.top - dst.top;

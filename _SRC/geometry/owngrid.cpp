@@ -81,8 +81,8 @@ bool ownOpenPart(OwnGrid* grid)
     }
     image->tileInfo->callBack(image, grid->column, grid->row, VEK_TILE_WRITE);
     if (!image->tileInfo->tileData) return false;
-    const VekImage tile =
-        ownBlockHeader(image, image->tileInfo->tileData, grid->width, grid->height, ownTileRowBytes(image));
+    const VekImage tile = ownBlockHeader(image, image->tileInfo->tileData, grid->width, grid->height,
+                                         ownTileRowBytes(image));
     grid->view = ownViewAt(&tile, part, part.left - (int64_t)grid->column * grid->width,
                            part.top - (int64_t)grid->row * grid->height);
     return true;

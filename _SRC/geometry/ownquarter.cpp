@@ -36,7 +36,8 @@ static int32_t ownCoi(const VekImage* image) { return image->roi ? image->roi->c
 
 /* A copy of what source and destination regions share after the shift. A tile's callback has to see the caller's own
  * header, so there the regions change for the length of the copy; other images are copied by private headers. */
-static void ownTranslate(const OwnFace& face, const VekImage* srcImage, VekImage* dstImage, double xShift, double yShift)
+static void ownTranslate(const OwnFace& face, const VekImage* srcImage, VekImage* dstImage, double xShift,
+                         double yShift)
 {
     OwnRect src, dst, both;
     int64_t x, y;
@@ -163,14 +164,23 @@ static OwnWideRect ownTurned(const OwnRect& r, int degrees, int64_t xs, int64_t 
 }
 
 static void ownTurnAll(const VekImage* srcImage, const VekImage* dstImage, const OwnChannels channels[2],
-                          const OwnRect& both, int64_t x, int64_t y, const OwnTurnSteps& steps)
+                       const OwnRect& both, int64_t x, int64_t y, const OwnTurnSteps& steps)
 {
     const OwnView src = ownWholeView(srcImage), dst = ownWholeView(dstImage);
     const int32_t width = both.right - both.left + 1, height = both.bottom - both.top + 1;
     if (src.sampleBits == 1) {
-        const OwnBitTurn turn = {src.data + y * src.rowStep, src.rowStep, x, steps.xAcross, steps.yAcross, steps.xDown,
-                                 steps.yDown, dst.data + both.top * dst.rowStep + (both.left >> 3), dst.rowStep,
-                                 both.left & 7, width, height};
+        const OwnBitTurn turn = {src.data + y * src.rowStep,
+                                 src.rowStep,
+                                 x,
+                                 steps.xAcross,
+                                 steps.yAcross,
+                                 steps.xDown,
+                                 steps.yDown,
+                                 dst.data + both.top * dst.rowStep + (both.left >> 3),
+                                 dst.rowStep,
+                                 both.left & 7,
+                                 width,
+                                 height};
         ownTurnBitRows(turn);
         return;
     }
@@ -180,14 +190,18 @@ static void ownTurnAll(const VekImage* srcImage, const VekImage* dstImage, const
                     steps.xAcross * pixel + steps.yAcross * src.rowStep,
                     steps.xDown * pixel + steps.yDown * src.rowStep,
                     dst.data + channels[1].first * dst.channelStep + both.top * dst.rowStep + both.left * outPixel,
-                    outPixel, dst.rowStep, width, height};
+                    outPixel,
+                    dst.rowStep,
+                    width,
+                    height};
     const int32_t count = channels[0].count;
     const bool together = src.channelStep == sampleBytes && dst.channelStep == sampleBytes;
     const ptrdiff_t unit = together ? count * sampleBytes : 0;
     if (turn.across == -outPixel && pixel == outPixel && (unit == pixel || count * sampleBytes == pixel)) {
         /* a half turn of whole pixels: rows in the opposite order */
         for (int32_t row = 0; row < height; ++row)
-            ownTurnPixels(turn.out + row * turn.outRow, turn.data + row * turn.down - (width - 1) * pixel, (int)pixel, width);
+            ownTurnPixels(turn.out + row * turn.outRow, turn.data + row * turn.down - (width - 1) * pixel, (int)pixel,
+                          width);
         return;
     }
     switch (unit) {

@@ -9,7 +9,8 @@ static void ownPutUnits(const OwnTarget& target, uint8_t* out, const uint8_t* ro
     const ptrdiff_t unit = unitBytes ? unitBytes : target.unitBytes;
     for (int32_t x = 0; x < target.width; ++x) {
         const int64_t i = target.maskBit + x;
-        if (!mask || mask[i >> 3] >> (7 - (i & 7)) & 1) memcpy(out + x * target.pixelBytes, row + x * unit, (size_t)unit);
+        if (!mask || mask[i >> 3] >> (7 - (i & 7)) & 1)
+            memcpy(out + x * target.pixelBytes, row + x * unit, (size_t)unit);
     }
 }
 
@@ -81,8 +82,8 @@ static const void* ownCachedRow(OwnRowCache* cache, const uint8_t* data, ptrdiff
 }
 
 /* One plane, or all interleaved channels: `data` is the window's first sample, window rows counting from region row yFirst. */
-static void ownResamplePlane(const OwnPartRun& run, const OwnRowPlan& plan, const OwnTarget& target, const uint8_t* data,
-                             int32_t yFirst, uint8_t* scratch)
+static void ownResamplePlane(const OwnPartRun& run, const OwnRowPlan& plan, const OwnTarget& target,
+                             const uint8_t* data, int32_t yFirst, uint8_t* scratch)
 {
     const OwnMix blend = run.job->blend;
     const ptrdiff_t rowStep = run.window->view.rowStep, rowBytes = target.width * target.unitBytes;
@@ -129,7 +130,8 @@ OwnRowShape ownShapeOf(const OwnPartRun& run)
 
     /* rows in place may be read from end to end; they are given from the first channel that takes part on */
     const ptrdiff_t skipped = planes ? 0 : job.srcChannels.first * sampleBytes;
-    const ptrdiff_t before = inPlace ? rect.left : 0, after = inPlace ? ownWholeView(job.srcImage).width - before : view.width;
+    const ptrdiff_t before = inPlace ? rect.left : 0,
+                    after = inPlace ? ownWholeView(job.srcImage).width - before : view.width;
     shape.rowStart = -before * shape.pixelBytes - skipped;
     shape.rowEnd = after * shape.pixelBytes - skipped;
     return shape;
@@ -146,7 +148,8 @@ static bool ownResamplePart(const OwnPartRun& run)
     if (!ownMakeRowPlan(&plan, job.blend, run.xTaps, shape)) return false;
     const ptrdiff_t laneBytes = (ownLaneRowBytes(plan) + 63) & ~(ptrdiff_t)63;
     const int nRows = job.blend == OWN_BLEND_NEAREST ? 0 : job.blend == OWN_BLEND_CUBIC ? 4 : 2;
-    uint8_t* scratch = (uint8_t*)ownAlloc((size_t)(nRows * laneBytes + (ptrdiff_t)run.width * shape.count * shape.sampleBytes));
+    uint8_t* scratch = (uint8_t*)ownAlloc(
+        (size_t)(nRows * laneBytes + (ptrdiff_t)run.width * shape.count * shape.sampleBytes));
     if (scratch)
         for (int32_t plane = 0; plane < (planes ? job.srcChannels.count : 1); ++plane)
             ownResamplePlane(run, plan, ownTargetOf(run, plane),
@@ -192,8 +195,12 @@ bool ownRunResampling(const OwnFace& face, const OwnTileTexts& texts, const OwnR
     while (ownNextPart(&grid)) {
         OwnFetched window;
         OwnRect need;
-        OwnPartRun run = {&job, &window, &grid, job.xTaps + (grid.part.left - job.dstRect.left),
-                          job.yTaps + (grid.part.top - job.dstRect.top), grid.part.right - grid.part.left + 1,
+        OwnPartRun run = {&job,
+                          &window,
+                          &grid,
+                          job.xTaps + (grid.part.left - job.dstRect.left),
+                          job.yTaps + (grid.part.top - job.dstRect.top),
+                          grid.part.right - grid.part.left + 1,
                           grid.part.bottom - grid.part.top + 1};
         ownReach(run.xTaps, run.width, job.blend, &need.left, &need.right);
         ownReach(run.yTaps, run.height, job.blend, &need.top, &need.bottom);

@@ -89,10 +89,10 @@ struct OwnRowPlan {
     OwnMix blend;
     int sampleBytes, one;
     ptrdiff_t n, lanes;
-    int32_t* at;      /* byte offsets of the first tap, lane by lane; nearest: of the byte */
-    int32_t* next;    /* of the second; cubic: of the third */
-    int32_t farther;  /* cubic: bytes from a tap to the next */
-    int16_t* weights; /* linear: pairs, lane by lane */
+    int32_t* at;         /* byte offsets of the first tap, lane by lane; nearest: of the byte */
+    int32_t* next;       /* of the second; cubic: of the third */
+    int32_t farther;     /* cubic: bytes from a tap to the next */
+    int16_t* weights;    /* linear: pairs, lane by lane */
     float *c1, *c2, *c3; /* cubic: factors of the differences */
     bool packed, wide;   /* the taps of sixteen bytes of lanes lie within 16, within 32 bytes of source */
     int32_t *base, *base2;
@@ -127,6 +127,7 @@ void ownRowMean(void* out, const void* const rows[4], const int32_t weights[4], 
 
 /* Columns and rows of xStep and yStep / 256 source samples, from the region's first one on. job.blend and the taps play no
  * part. False when a failure has been reported. */
-bool ownRunSuper(const OwnFace& face, const OwnTileTexts& texts, const OwnResampling& job, int64_t xStep, int64_t yStep);
+bool ownRunSuper(const OwnFace& face, const OwnTileTexts& texts, const OwnResampling& job, int64_t xStep,
+                 int64_t yStep);
 
 #endif

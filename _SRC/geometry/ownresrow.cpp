@@ -173,8 +173,7 @@ void ownFreeRowPlan(OwnRowPlan* plan) { ownFree(plan->block); }
 
 ptrdiff_t ownLaneRowBytes(const OwnRowPlan& plan)
 {
-    const bool halfWords =
-        plan.blend == OWN_BLEND_LINEAR || (plan.blend != OWN_BLEND_CUBIC && plan.sampleBytes == 1);
+    const bool halfWords = plan.blend == OWN_BLEND_LINEAR || (plan.blend != OWN_BLEND_CUBIC && plan.sampleBytes == 1);
     return plan.lanes * (halfWords ? 2 : 4);
 }
 
@@ -332,13 +331,13 @@ template <bool wide>
         const OwnPair<uint16_t> s01 = ownUnpack(half[0]), s23 = ownUnpack(half[1]);
         const OwnPair<uint32_t> s0 = ownUnpack(s01.lo), s1 = ownUnpack(s01.hi), s2 = ownUnpack(s23.lo),
                                 s3 = ownUnpack(s23.hi);
-        ownStore(out + i, ownNewton(ownFloats(s0.lo), ownFloats(s1.lo), ownFloats(s2.lo), ownFloats(s3.lo),
-                                    ownLoad<float>(plan.c1 + i), ownLoad<float>(plan.c2 + i),
-                                    ownLoad<float>(plan.c3 + i)));
+        ownStore(out + i,
+                 ownNewton(ownFloats(s0.lo), ownFloats(s1.lo), ownFloats(s2.lo), ownFloats(s3.lo),
+                           ownLoad<float>(plan.c1 + i), ownLoad<float>(plan.c2 + i), ownLoad<float>(plan.c3 + i)));
         i += step;
-        ownStore(out + i, ownNewton(ownFloats(s0.hi), ownFloats(s1.hi), ownFloats(s2.hi), ownFloats(s3.hi),
-                                    ownLoad<float>(plan.c1 + i), ownLoad<float>(plan.c2 + i),
-                                    ownLoad<float>(plan.c3 + i)));
+        ownStore(out + i,
+                 ownNewton(ownFloats(s0.hi), ownFloats(s1.hi), ownFloats(s2.hi), ownFloats(s3.hi),
+                           ownLoad<float>(plan.c1 + i), ownLoad<float>(plan.c2 + i), ownLoad<float>(plan.c3 + i)));
         i += step;
     }
 }
@@ -352,9 +351,9 @@ template <bool wide>
         const OwnVec<uint8_t> half[2] = {ownPick<wide>(row, plan, chunk, places),
                                          ownPick<wide>(row, plan, chunk, places + plan.halfBytes)};
         const OwnPair<uint32_t> s01 = ownUnpack(ownAs<uint16_t>(half[0])), s23 = ownUnpack(ownAs<uint16_t>(half[1]));
-        ownStore(out + i, ownNewton(ownFloats(s01.lo), ownFloats(s01.hi), ownFloats(s23.lo), ownFloats(s23.hi),
-                                    ownLoad<float>(plan.c1 + i), ownLoad<float>(plan.c2 + i),
-                                    ownLoad<float>(plan.c3 + i)));
+        ownStore(out + i,
+                 ownNewton(ownFloats(s01.lo), ownFloats(s01.hi), ownFloats(s23.lo), ownFloats(s23.hi),
+                           ownLoad<float>(plan.c1 + i), ownLoad<float>(plan.c2 + i), ownLoad<float>(plan.c3 + i)));
     }
 }
 
@@ -398,8 +397,10 @@ void ownRowAcross(void* out, const uint8_t* row, const OwnRowPlan& plan)
         else ownLinearAcross<uint16_t, OWN_BLEND_SUPER>(out, row, plan);
         break;
     default:
-        if (!plan.packed) bytes ? ownCubicPlain<uint8_t>((float*)out, row, plan) : ownCubicPlain<uint16_t>((float*)out, row, plan);
-        else if (plan.wide) bytes ? ownCubicPacked8<true>((float*)out, row, plan) : ownCubicPacked16<true>((float*)out, row, plan);
+        if (!plan.packed)
+            bytes ? ownCubicPlain<uint8_t>((float*)out, row, plan) : ownCubicPlain<uint16_t>((float*)out, row, plan);
+        else if (plan.wide)
+            bytes ? ownCubicPacked8<true>((float*)out, row, plan) : ownCubicPacked16<true>((float*)out, row, plan);
         else bytes ? ownCubicPacked8<false>((float*)out, row, plan) : ownCubicPacked16<false>((float*)out, row, plan);
     }
 }
@@ -475,14 +476,12 @@ template <class S>
 [[gnu::flatten]] static inline OwnVec<int32_t> ownDownCubic(const float* const r[4], ptrdiff_t i, OwnVec<float> c1,
                                                             OwnVec<float> c2, OwnVec<float> c3, OwnVec<float> most)
 {
-    const OwnVec<float> v =
-        ownNewton(ownLoad<float>(r[0] + i), ownLoad<float>(r[1] + i), ownLoad<float>(r[2] + i),
-                  ownLoad<float>(r[3] + i), c1, c2, c3);
+    const OwnVec<float> v = ownNewton(ownLoad<float>(r[0] + i), ownLoad<float>(r[1] + i), ownLoad<float>(r[2] + i),
+                                      ownLoad<float>(r[3] + i), c1, c2, c3);
     return ownChop(ownMin(ownMax(v + ownSet(1e-5f), OwnVec<float>{}), most));
 }
 
-template <class T>
-[[gnu::flatten]] static void ownCubicDown(T* out, const void* const rows[4], float t, ptrdiff_t n)
+template <class T> [[gnu::flatten]] static void ownCubicDown(T* out, const void* const rows[4], float t, ptrdiff_t n)
 {
     const float* r[4] = {(const float*)rows[0], (const float*)rows[1], (const float*)rows[2], (const float*)rows[3]};
     float f1, f2, f3;
@@ -500,9 +499,10 @@ template <class T>
         }
     else
         for (ptrdiff_t i = 0; i < n; i += 2 * step)
-            ownStoreUpTo(out + i, ownPack<uint16_t>(ownDownCubic(r, i, c1, c2, c3, most),
-                                                    ownDownCubic(r, i + step, c1, c2, c3, most)),
-                         n - i);
+            ownStoreUpTo(
+                out + i,
+                ownPack<uint16_t>(ownDownCubic(r, i, c1, c2, c3, most), ownDownCubic(r, i + step, c1, c2, c3, most)),
+                n - i);
 }
 
 void ownRowDown(void* out, const void* const rows[4], const OwnTap& tap, const OwnRowPlan& plan)

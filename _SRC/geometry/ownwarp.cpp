@@ -56,8 +56,10 @@ static bool ownWindowOf(const OwnWarpJob& job, const OwnRect& part, OwnRect* nee
     if (box.left > box.right) return false;
     const auto hold = [](int64_t v, int32_t high) { return (int32_t)std::clamp<int64_t>(v, 0, high); };
     const int32_t reach = 4; /* of a cubic window, and of an index before its first pixel */
-    *need = {hold((int64_t)box.left + job.xSrc - reach, all.right), hold((int64_t)box.top + job.ySrc - reach, all.bottom),
-             hold((int64_t)box.right + job.xSrc + reach, all.right), hold((int64_t)box.bottom + job.ySrc + reach, all.bottom)};
+    *need = {hold((int64_t)box.left + job.xSrc - reach, all.right),
+             hold((int64_t)box.top + job.ySrc - reach, all.bottom),
+             hold((int64_t)box.right + job.xSrc + reach, all.right),
+             hold((int64_t)box.bottom + job.ySrc + reach, all.bottom)};
     need->left = std::max(0, std::min(need->left, need->right - 3));
     need->top = std::max(0, std::min(need->top, need->bottom - 3));
     need->right = std::min(all.right, std::max(need->right, need->left + 3));
@@ -163,7 +165,8 @@ void ownWarpToQuad(const OwnFace& face, const VekImage* srcImage, const VekImage
     int orientation = 0;
     run.kind = kind;
     if (kind == OWN_WARP_AFFINE) orientation = ownAffineFromQuad(region, quad, OWN_INVERSE, run.c);
-    else if (kind == OWN_WARP_BILINEAR) orientation = ownInvertBilinear(region.right, region.bottom, quad, &run.inverse);
+    else if (kind == OWN_WARP_BILINEAR)
+        orientation = ownInvertBilinear(region.right, region.bottom, quad, &run.inverse);
     else orientation = ownPerspectiveFromQuad(region, quad, OWN_INVERSE, run.c);
     job.xSrc = job.srcRect.left;
     job.ySrc = job.srcRect.top;

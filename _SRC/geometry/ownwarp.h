@@ -33,7 +33,7 @@ static inline bool ownGoesByPlanes(const VekImage* srcImage, const VekImage* dst
 struct OwnWarpRun {
     /* the mapping */
     OwnWarpKind kind;
-    bool forward;      /* bilinear: by its coefficients, not by its inverse */
+    bool forward; /* bilinear: by its coefficients, not by its inverse */
     double c[9];
     OwnBilinearInverse inverse;
     int32_t xOrigin, yOrigin; /* the destination pixel that the mapping calls (0, 0) */

@@ -8,7 +8,7 @@ enum { OWN_BLOCK = 256 };
 struct OwnSpots {
     int n;
     int32_t x[OWN_BLOCK], y[OWN_BLOCK];
-    bool skip[OWN_BLOCK];      /* with run.tests */
+    bool skip[OWN_BLOCK]; /* with run.tests */
     double fx[OWN_BLOCK], fy[OWN_BLOCK];
     int32_t wx[OWN_BLOCK], wy[OWN_BLOCK]; /* fixed-point linear: 14 bits */
 };
@@ -99,7 +99,8 @@ static void ownIntoWindow(int32_t* __restrict index, int n, int32_t low, int32_t
 }
 
 /* Linear on one axis: the index below the position, but never the last, and how far the position lies beyond it. */
-static void ownLinearAxis(const double* __restrict p, int32_t* __restrict index, double* __restrict f, int n, int32_t limit, int32_t low, int32_t high)
+static void ownLinearAxis(const double* __restrict p, int32_t* __restrict index, double* __restrict f, int n,
+                          int32_t limit, int32_t low, int32_t high)
 {
     for (int i = 0; i < n; ++i) {
         int32_t at = index[i] < limit ? index[i] : limit - 1;
@@ -110,7 +111,8 @@ static void ownLinearAxis(const double* __restrict p, int32_t* __restrict index,
 }
 
 /* Cubic on one axis: the window of four starts one before, but stays in the image. */
-static void ownCubicAxis(const double* __restrict p, int32_t* __restrict index, double* __restrict f, int n, int32_t limit, int32_t low, int32_t high)
+static void ownCubicAxis(const double* __restrict p, int32_t* __restrict index, double* __restrict f, int n,
+                         int32_t limit, int32_t low, int32_t high)
 {
     for (int i = 0; i < n; ++i) {
         int32_t at = index[i] >= limit - 1 ? limit - 3 : index[i] <= 0 ? 0 : index[i] - 1;
@@ -180,7 +182,8 @@ static int64_t ownAffineFixed(const double* c, int32_t yFirst, int32_t y, int32_
 static void ownStageFixedNearest(const OwnWarpRun& run, int32_t y, int32_t left, OwnSpots* s)
 {
     const double* c = run.c;
-    const int64_t X = ownAffineFixed(c, run.yFirst, y, left) + 32768, Y = ownAffineFixed(c + 3, run.yFirst, y, left) + 32768;
+    const int64_t X = ownAffineFixed(c, run.yFirst, y, left) + 32768,
+                  Y = ownAffineFixed(c + 3, run.yFirst, y, left) + 32768;
     ownFixedIndices(X, ownFixedStep(c[0]), s->n, run.xLow, run.xHigh, s->x);
     ownFixedIndices(Y, ownFixedStep(c[3]), s->n, run.yLow, run.yHigh, s->y);
 }
@@ -194,7 +197,8 @@ static void ownPlaceBits(const OwnWarpRun& run, int32_t yRow, int32_t left, int 
         const int64_t step = std::clamp<int64_t>(ownFixedStep(c[1]) + y * ownFixedStep(c[0]), INT32_MIN, INT32_MAX);
         const int64_t at = ownFixedStart(c[3]) + 32768 + y * ownFixedStep(c[2]) + x * step;
         int32_t* index = k ? Y : X;
-        for (int i = 0; i < n; ++i) index[i] = (int32_t)std::clamp<int64_t>((at + i * step) >> 16, INT32_MIN, INT32_MAX);
+        for (int i = 0; i < n; ++i)
+            index[i] = (int32_t)std::clamp<int64_t>((at + i * step) >> 16, INT32_MIN, INT32_MAX);
     }
 }
 
@@ -207,8 +211,8 @@ static void ownStageBits(const OwnWarpRun& run, int32_t y, int32_t left, OwnSpot
 }
 
 /* Linear: held to 0 and to the last pixel but one, where the place beyond it is 0. */
-static void ownFixedAxis(int64_t p, int64_t step, int n, int32_t limit, int32_t low, int32_t high, int32_t* __restrict index,
-                         int32_t* __restrict weight)
+static void ownFixedAxis(int64_t p, int64_t step, int n, int32_t limit, int32_t low, int32_t high,
+                         int32_t* __restrict index, int32_t* __restrict weight)
 {
     const int64_t most = (int64_t)std::max(limit - 1, 0) << 16;
     for (int i = 0; i < n; ++i) {
@@ -270,7 +274,8 @@ static void ownFloatIndices(OwnFloatWalk* walk, const OwnWarpRun& run, OwnSpots*
     walk->y = y;
     const float far = 1 << 30;
     for (int i = 0; i < n; ++i) {
-        const float u = X[i] > -far ? (X[i] < far ? X[i] : far) : -far, v = Y[i] > -far ? (Y[i] < far ? Y[i] : far) : -far;
+        const float u = X[i] > -far ? (X[i] < far ? X[i] : far) : -far,
+                    v = Y[i] > -far ? (Y[i] < far ? Y[i] : far) : -far;
         s->x[i] = std::clamp((int32_t)rintf(u), xLow, xHigh) - xLow;
         s->y[i] = std::clamp((int32_t)rintf(v), yLow, yHigh) - yLow;
     }
@@ -317,7 +322,8 @@ static inline void ownFetchFour(const OwnWarpRun& run, const OwnSpots& s, const 
 }
 
 /* top = p00 + (p01 - p00) fx, bottom likewise, top + (bottom - top) fy, to nearest-even; the low bits are kept. */
-template <class T> static void ownBlendLinear(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, T* __restrict out)
+template <class T>
+static void ownBlendLinear(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, T* __restrict out)
 {
     const int n = s.n;
     OwnFour4<T> f;
@@ -351,7 +357,8 @@ static inline float ownLagrange(float c0, float c1, float c2, float c3, float t)
     return c1 + t * a1 + t * t * a2 + t * t * t * a3;
 }
 
-template <class T> static void ownBlendCubic(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, T* __restrict out)
+template <class T>
+static void ownBlendCubic(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, T* __restrict out)
 {
     const int n = s.n;
     const float most = std::numeric_limits<T>::max();
@@ -380,7 +387,8 @@ static void ownBlendRow(const OwnWarpRun& run, int32_t y, int32_t left, int32_t 
 {
     OwnSpots s;
     T result[OWN_BLOCK];
-    uint8_t* out = run.out + (y - (ptrdiff_t)run.yOut) * run.outRowStep + (left - (ptrdiff_t)run.xOut) * run.outPixelStep;
+    uint8_t* out = run.out + (y - (ptrdiff_t)run.yOut) * run.outRowStep +
+                   (left - (ptrdiff_t)run.xOut) * run.outPixelStep;
     for (int64_t x = left; x <= right; x += s.n, out += s.n * run.outPixelStep) {
         s.n = (int)std::min<int64_t>(OWN_BLOCK, right - x + 1);
         stage(run, y, (int32_t)x, &s);
@@ -393,7 +401,8 @@ static void ownBlendRow(const OwnWarpRun& run, int32_t y, int32_t left, int32_t 
 
 /* ---- Rows of copied pixels --------------------------------------------------------------------------------------- */
 
-template <int unit> static void ownCopyUnits(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, uint8_t* out)
+template <int unit>
+static void ownCopyUnits(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, uint8_t* out)
 {
     const int n = s.n;
     const ptrdiff_t rowStep = run.rowStep, pixelStep = run.pixelStep, outStep = run.outPixelStep;
@@ -419,7 +428,8 @@ template <int sampleBytes, OwnStage stage>
 static void ownNearestRow(const OwnWarpRun& run, int32_t y, int32_t left, int32_t right)
 {
     OwnSpots s;
-    uint8_t* out = run.out + (y - (ptrdiff_t)run.yOut) * run.outRowStep + (left - (ptrdiff_t)run.xOut) * run.outPixelStep;
+    uint8_t* out = run.out + (y - (ptrdiff_t)run.yOut) * run.outRowStep +
+                   (left - (ptrdiff_t)run.xOut) * run.outPixelStep;
     for (int64_t x = left; x <= right; x += s.n, out += s.n * run.outPixelStep) {
         s.n = (int)std::min<int64_t>(OWN_BLOCK, right - x + 1);
         stage(run, y, (int32_t)x, &s);
@@ -432,7 +442,8 @@ static void ownFloatRow(const OwnWarpRun& run, int32_t y, int32_t left, int32_t 
 {
     OwnSpots s;
     OwnFloatWalk walk = ownFloatStart(run, y, left);
-    uint8_t* out = run.out + (y - (ptrdiff_t)run.yOut) * run.outRowStep + (left - (ptrdiff_t)run.xOut) * run.outPixelStep;
+    uint8_t* out = run.out + (y - (ptrdiff_t)run.yOut) * run.outRowStep +
+                   (left - (ptrdiff_t)run.xOut) * run.outPixelStep;
     for (int64_t x = left; x <= right; x += s.n, out += s.n * run.outPixelStep) {
         s.n = (int)std::min<int64_t>(OWN_BLOCK, right - x + 1);
         ownFloatIndices(&walk, run, &s);
@@ -508,7 +519,9 @@ void ownReachOfRow(const OwnWarpRun& run, uint32_t depth, int32_t y, int32_t lef
         }
         for (int i = 0; i < n; ++i) {
             const OwnRect& in = run.inside;
-            if (run.tests && (column[i] < in.left - 3 || row[i] < in.top - 3 || column[i] > in.right + 3 || row[i] > in.bottom + 3)) continue;
+            if (run.tests &&
+                (column[i] < in.left - 3 || row[i] < in.top - 3 || column[i] > in.right + 3 || row[i] > in.bottom + 3))
+                continue;
             box->left = std::min(box->left, column[i]);
             box->right = std::max(box->right, column[i]);
             box->top = std::min(box->top, row[i]);

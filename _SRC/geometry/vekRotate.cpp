@@ -19,8 +19,7 @@ void vekRotate(const VekImage* srcImage, VekImage* dstImage, double angle, doubl
     double a = angle - rint(angle * (1.0 / 360.0)) * 360.0;
     if (a < 0) a += 360.0;
     const bool tiled = (srcImage && srcImage->tileInfo) || (dstImage && dstImage->tileInfo);
-    if (ownIsQuarter(a) && !tiled)
-        return ownQuarterTurn(face, srcImage, dstImage, (int)rint(a + 0.1), xShift, yShift);
+    if (ownIsQuarter(a) && !tiled) return ownQuarterTurn(face, srcImage, dstImage, (int)rint(a + 0.1), xShift, yShift);
     const double radians = a * (1.0 / 180.0) * std::numbers::pi, c = cos(radians), s = sin(radians);
     double matrix[6] = {c, s, xShift, -s, c, yShift};
     if (ownIsQuarter(a)) {

@@ -43,8 +43,8 @@ static VekImage ownAlone(const VekImage* mask)
 }
 
 /* The source's mask at the destination's size. Null when that failed. */
-static VekImage* ownZoomedMask(const OwnFace& face, const VekImage* srcMask, int32_t width, int32_t height, double xRatio,
-                               double yRatio)
+static VekImage* ownZoomedMask(const OwnFace& face, const VekImage* srcMask, int32_t width, int32_t height,
+                               double xRatio, double yRatio)
 {
     VekImage* mask = vekCreateImageHeader(1, 0, VEK_DEPTH_1U, "GRAY", "G   ", srcMask->dataOrder, srcMask->origin, 8,
                                           width, height, nullptr, nullptr, nullptr, nullptr);
@@ -53,8 +53,7 @@ static VekImage* ownZoomedMask(const OwnFace& face, const VekImage* srcMask, int
     const VekImage alone = ownAlone(srcMask);
     const double xSrc = std::clamp(rint(width * xRatio), 1.0, (double)INT32_MAX),
                  ySrc = std::clamp(rint(height * yRatio), 1.0, (double)INT32_MAX);
-    if (mask->imageData &&
-        ownResample(face, &alone, mask, width, (int32_t)xSrc, height, (int32_t)ySrc, VEK_INTER_NN))
+    if (mask->imageData && ownResample(face, &alone, mask, width, (int32_t)xSrc, height, (int32_t)ySrc, VEK_INTER_NN))
         return mask;
     vekDeallocate(mask, VEK_IMAGE_HEADER | VEK_IMAGE_DATA);
     return nullptr;
@@ -82,7 +81,7 @@ static bool ownZoomMasks(const OwnFace& face, const OwnResampling& job, double x
 
 /* Interpolation needs samples between which to interpolate; a whole-number decimation needs none. */
 static OwnMix ownZoomBlend(const VekImage* srcImage, int32_t xDst, int32_t xSrc, int32_t yDst, int32_t ySrc,
-                             int32_t interpolate)
+                           int32_t interpolate)
 {
     const int32_t least = std::min(srcImage->width, srcImage->height);
     if (srcImage->depth == VEK_DEPTH_1U || least < 2 || interpolate == VEK_INTER_NN) return OWN_BLEND_NEAREST;

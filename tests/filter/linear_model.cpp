@@ -94,7 +94,8 @@ static double oneResult(double sum, int32_t shift, int accumClass, int32_t metho
     if (shift > 0) return shifted(sum, shift, accumClass);
     if (method == COMBINE_SQUARES) {
         if (accumClass == 2) return (float)(sum * sum);
-        return accumClass == 0 ? cut(sum * sum, 16) : (double)(int32_t)((uint32_t)(int32_t)sum * (uint32_t)(int32_t)sum);
+        return accumClass == 0 ? cut(sum * sum, 16)
+                               : (double)(int32_t)((uint32_t)(int32_t)sum * (uint32_t)(int32_t)sum);
     }
     return method == COMBINE_ROOT_OF_SQUARES ? fabs(sum) : sum;
 }

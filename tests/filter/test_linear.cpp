@@ -169,12 +169,10 @@ static void checkPair(Pair& pair, int64_t mostApart)
         }
     } else {
         const auto differ = std::mismatch(now.begin(), now.end(), pair.expected.begin());
-        ASSERT_TRUE(differ.first == now.end()) << "byte " << differ.first - now.begin() << ": " << (int)*differ.first
-                                               << ", not " << (int)*differ.second;
+        ASSERT_TRUE(differ.first == now.end())
+            << "byte " << differ.first - now.begin() << ": " << (int)*differ.first << ", not " << (int)*differ.second;
     }
-    if (pair.other) {
-        ASSERT_EQ(pair.src->bytes(), pair.srcBytes);
-    }
+    if (pair.other) { ASSERT_EQ(pair.src->bytes(), pair.srcBytes); }
     for (const TiledImage* tiles : {pair.srcTiles.get(), pair.dstTiles.get()}) {
         if (!tiles) continue;
         ASSERT_FALSE(tiles->isOpen());
@@ -321,9 +319,8 @@ TEST(SeparableConvolution, equalsTheNaiveModel)
         const ModelWindow window = {x.nCols, y.nRows, x.nCols - 1 - x.anchorX, y.nRows - 1 - y.anchorY};
         expectWindow(pair, window, false, [&](const Samples& s) { return convolvedSep(s, depth, x, y); });
         Kernels kernels({x, y});
-        checkCall(pair, [&] {
-            vekConvolveSep2D(pair.srcHeader(), pair.dstHeader(), kernels.whole[0], kernels.whole[1]);
-        });
+        checkCall(pair,
+                  [&] { vekConvolveSep2D(pair.srcHeader(), pair.dstHeader(), kernels.whole[0], kernels.whole[1]); });
     }
 }
 
@@ -362,9 +359,10 @@ TEST(Blur, equalsTheNaiveModel)
 /* Sums have 16 or 32 bits, means come by factors, singles or doubles, all by the window's size and parity. */
 TEST(Blur, largeWindowsOfExtremeSamples)
 {
-    const ModelWindow windows[] = {{15, 15, 7, 7},  {15, 17, 0, 3},  {16, 16, 8, 8},    {31, 31, 15, 15}, {257, 1, 9, 0},
-                                   {255, 1, 9, 0},  {1, 255, 0, 9},  {300, 300, 1, 99}, {3, 85, 1, 1},    {6, 2, 5, 1},
-                                   {64, 64, 1, 63}, {101, 99, 3, 0}, {2, 1, 0, 0},      {129, 131, 9, 9}};
+    const ModelWindow windows[] = {{15, 15, 7, 7}, {15, 17, 0, 3},  {16, 16, 8, 8},  {31, 31, 15, 15},
+                                   {257, 1, 9, 0}, {255, 1, 9, 0},  {1, 255, 0, 9},  {300, 300, 1, 99},
+                                   {3, 85, 1, 1},  {6, 2, 5, 1},    {64, 64, 1, 63}, {101, 99, 3, 0},
+                                   {2, 1, 0, 0},   {129, 131, 9, 9}};
     for (const uint32_t depth : {VEK_DEPTH_1U, VEK_DEPTH_8U, VEK_DEPTH_8S, VEK_DEPTH_16U, VEK_DEPTH_16S, VEK_DEPTH_32S})
         for (const ModelWindow& w : windows) {
             SCOPED_TRACE("depth " + std::to_string(depth & 0xFF) + " " + std::to_string(w.nCols) + "x" +

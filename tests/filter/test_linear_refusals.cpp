@@ -190,7 +190,9 @@ TEST(LinearRefusals, withoutMemory)
 {
     for (const Filter& filter : filters)
         for (int kind = 0; kind < 3; ++kind) {
-            SCOPED_TRACE(std::string(filter.func) + (kind == 0 ? "" : kind == 1 ? " with masks" : " on tiles in place"));
+            SCOPED_TRACE(std::string(filter.func) + (kind == 0   ? ""
+                                                     : kind == 1 ? " with masks"
+                                                                 : " on tiles in place"));
             int nFailed = 0;
             for (int n = 0; n < 20; ++n) {
                 Args args;
@@ -298,11 +300,10 @@ TEST(ConvKernel, refusesBadArguments)
     vekDeleteConvKernel(nullptr);
     VekConvKernelFP empty = {1, 1, 0, 0, nullptr};
     vekDeleteConvKernelFP(&empty);
-    EXPECT_EQ(recorder.text(),
-              "-5 vekCreateConvKernel((values == 0)); -5 vekCreateConvKernel((nRows<=0 || nCols<=0)); "
-              "-5 vekCreateConvKernel((anchorX<0 ||anchorY<0 ||nRows<=anchorY || nCols<=anchorX)); "
-              "-5 vekCreateConvKernelFP((anchorX<0 ||anchorY<0 ||nRows<=anchorY || nCols<=anchorX)); "
-              "-5 vekDeleteConvKernel(kernel==0); -5 vekDeleteConvKernelFP(kernel->values==0)");
+    EXPECT_EQ(recorder.text(), "-5 vekCreateConvKernel((values == 0)); -5 vekCreateConvKernel((nRows<=0 || nCols<=0)); "
+                               "-5 vekCreateConvKernel((anchorX<0 ||anchorY<0 ||nRows<=anchorY || nCols<=anchorX)); "
+                               "-5 vekCreateConvKernelFP((anchorX<0 ||anchorY<0 ||nRows<=anchorY || nCols<=anchorX)); "
+                               "-5 vekDeleteConvKernel(kernel==0); -5 vekDeleteConvKernelFP(kernel->values==0)");
     for (int n = 0; n < 2; ++n) {
         const int live = heapLive();
         Recorder inner;
@@ -319,7 +320,8 @@ TEST(ConvKernel, isReadBackWholeOrNotAtAll)
     Args args;
     int32_t a = 7, b = 7, c = 7, d = 7, e = 7, values[9] = {7}, *to = values;
     const auto unread = [&] { return a == 7 && b == 7 && c == 7 && d == 7 && e == 7 && values[0] == 7; };
-    const auto read = [&](VekConvKernel* kernel, int32_t* nCols, int32_t* nRows, int32_t* x, int32_t** v, int32_t* shift) {
+    const auto read = [&](VekConvKernel* kernel, int32_t* nCols, int32_t* nRows, int32_t* x, int32_t** v,
+                          int32_t* shift) {
         Recorder recorder;
         vekGetConvKernel(kernel, nCols, nRows, x, &d, v, shift);
         EXPECT_TRUE(unread());

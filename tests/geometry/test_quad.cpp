@@ -37,15 +37,29 @@ struct Kind {
     OwnSpot (*map)(const double*, double, double);
     Doubles coeffs;
 } const kinds[] = {
-    {"Affine", 6, vekGetAffineQuad, vekGetAffineBound, vekGetAffineTransform,
-     [](const double* c, double x, double y) { return OwnSpot{c[0] * x + c[1] * y + c[2], c[3] * x + c[4] * y + c[5]}; },
+    {"Affine",
+     6,
+     vekGetAffineQuad,
+     vekGetAffineBound,
+     vekGetAffineTransform,
+     [](const double* c, double x, double y) {
+         return OwnSpot{c[0] * x + c[1] * y + c[2], c[3] * x + c[4] * y + c[5]};
+     },
      {1.5, -0.5, 3, 0.25, 2, -7}},
-    {"Bilinear", 8, vekGetBilinearQuad, vekGetBilinearBound, vekGetBilinearTransform,
+    {"Bilinear",
+     8,
+     vekGetBilinearQuad,
+     vekGetBilinearBound,
+     vekGetBilinearTransform,
      [](const double* c, double x, double y) {
          return OwnSpot{c[0] * x * y + c[1] * x + c[2] * y + c[3], c[4] * x * y + c[5] * x + c[6] * y + c[7]};
      },
      {0.01, 1.5, -0.5, 3, -0.005, 0.25, 2, -7}},
-    {"Perspective", 9, vekGetPerspectiveQuad, vekGetPerspectiveBound, vekGetPerspectiveTransform,
+    {"Perspective",
+     9,
+     vekGetPerspectiveQuad,
+     vekGetPerspectiveBound,
+     vekGetPerspectiveTransform,
      [](const double* c, double x, double y) {
          const double w = c[6] * x + c[7] * y + c[8];
          return OwnSpot{(c[0] * x + c[1] * y + c[2]) / w, (c[3] * x + c[4] * y + c[5]) / w};
@@ -150,7 +164,8 @@ TEST(Quad, inverseUndoesForward)
     const OwnRect rect = {3, 2, 41, 33};
     const double slanted[8] = {10, 5, 60, 9, 55, 50, 5, 46}, crooked[8] = {10, 5, 60, 9, 70, 50, 3, 40};
     double there[9], back[9];
-    EXPECT_EQ(ownAffineFromQuad(rect, slanted, OWN_FORWARD, there), ownAffineFromQuad(rect, slanted, OWN_INVERSE, back));
+    EXPECT_EQ(ownAffineFromQuad(rect, slanted, OWN_FORWARD, there),
+              ownAffineFromQuad(rect, slanted, OWN_INVERSE, back));
     for (double x = 3; x <= 41; x += 19)
         for (double y = 2; y <= 33; y += 7) {
             const OwnSpot to = ownMapAffine(there, x, y), from = ownMapAffine(back, to.x, to.y);
@@ -174,14 +189,10 @@ TEST(Quad, bilinearInverseInEachCase)
         OwnBilinearCase kind;
         double quad[8];
     } rows[] = {
-        {OWN_BILINEAR_BOTH, {10, 5, 60, 9, 75, 50, 3, 40}},
-        {OWN_BILINEAR_BOTH, {60, 9, 10, 5, 3, 40, 75, 50}},
-        {OWN_BILINEAR_ACROSS, {10, 5, 50, 5, 60, 45, 2, 45}},
-        {OWN_BILINEAR_ACROSS, {50, 5, 10, 5, 2, 45, 60, 45}},
-        {OWN_BILINEAR_DOWN, {10, 5, 60, 2, 60, 45, 10, 38}},
-        {OWN_BILINEAR_DOWN, {60, 2, 10, 5, 10, 38, 60, 45}},
-        {OWN_BILINEAR_NONE, {10, 5, 60, 9, 55, 50, 5, 46}},
-        {OWN_BILINEAR_NONE, {60, 9, 10, 5, 5, 46, 55, 50}},
+        {OWN_BILINEAR_BOTH, {10, 5, 60, 9, 75, 50, 3, 40}},   {OWN_BILINEAR_BOTH, {60, 9, 10, 5, 3, 40, 75, 50}},
+        {OWN_BILINEAR_ACROSS, {10, 5, 50, 5, 60, 45, 2, 45}}, {OWN_BILINEAR_ACROSS, {50, 5, 10, 5, 2, 45, 60, 45}},
+        {OWN_BILINEAR_DOWN, {10, 5, 60, 2, 60, 45, 10, 38}},  {OWN_BILINEAR_DOWN, {60, 2, 10, 5, 10, 38, 60, 45}},
+        {OWN_BILINEAR_NONE, {10, 5, 60, 9, 55, 50, 5, 46}},   {OWN_BILINEAR_NONE, {60, 9, 10, 5, 5, 46, 55, 50}},
     };
     for (const auto& row : rows) {
         const OwnRect rect = {0, 0, 38, 31};
@@ -208,12 +219,12 @@ TEST(Quad, shapes)
     } rows[] = {
         {{0, 0, 1, 0, 1, 1, 0, 1}, 1},
         {{0, 0, 0, 1, 1, 1, 1, 0}, 0},
-        {{0, 0, 9, 0, 9, 1e-12, 0, 1e-12}, 1},                  /* as flat as you like */
-        {{0, 0, 0, 0, 1, 1, 0, 1}, OWN_QUAD_DEGENERATE},        /* two corners in one */
-        {{0, 0, 1, 0, 2, 0, 0, 1}, OWN_QUAD_DEGENERATE},        /* a triangle */
+        {{0, 0, 9, 0, 9, 1e-12, 0, 1e-12}, 1},           /* as flat as you like */
+        {{0, 0, 0, 0, 1, 1, 0, 1}, OWN_QUAD_DEGENERATE}, /* two corners in one */
+        {{0, 0, 1, 0, 2, 0, 0, 1}, OWN_QUAD_DEGENERATE}, /* a triangle */
         {{5, 5, 5, 5, 5, 5, 5, 5}, OWN_QUAD_DEGENERATE},
         {{0, 0, 4, 0, 1, 1, 0, 4}, OWN_QUAD_CONCAVE},
-        {{0, 0, 1, 1, 1, 0, 0, 1}, OWN_QUAD_CONCAVE},           /* crosses itself */
+        {{0, 0, 1, 1, 1, 0, 0, 1}, OWN_QUAD_CONCAVE}, /* crosses itself */
         {{NAN, 0, 1, 0, 1, 1, 0, 1}, OWN_QUAD_CONCAVE},
     };
     for (const auto& row : rows) EXPECT_EQ(ownCheckQuad(row.quad), row.shape) << row.quad[4];
@@ -232,13 +243,12 @@ TEST(Quad, refusals)
         const char* others;
     } rows[] = {
         {"header", triangle, true, true, false, "-10 %(Incorrect Image)", nullptr},
-        {"triangle", triangle, false, true, false,
-         "-5 %(Quadrangle is degenerate to triangle or length or point)", nullptr},
+        {"triangle", triangle, false, true, false, "-5 %(Quadrangle is degenerate to triangle or length or point)",
+         nullptr},
         {"arrow", arrow, false, true, false, "-5 %(Quadrangle is concave)", nullptr},
         {"trapezium", trapezium, false, true, false, "-5 %(Quadrangle is not parallelogram)", "-5 %(Bad rect ROI)"},
         {"outside", square, false, true, true, "-5 %(Bad rect ROI)", nullptr},
-        {"flat", square, false, false, true,
-         "-5 %(srcImage Rectangle ROI is degenerate to length or point)",
+        {"flat", square, false, false, true, "-5 %(srcImage Rectangle ROI is degenerate to length or point)",
          "-5 %(image Rectangle ROI is degenerate to length or point)"},
     };
     for (const Kind& kind : kinds)
@@ -302,7 +312,8 @@ TEST(Quad, rotateShift)
     for (double angle = -400; angle < 400; angle += 37.5) {
         double xShift = 0, yShift = 0;
         vekGetRotateShift(12.5, 31, angle, &xShift, &yShift);
-        const double c = std::cos(angle * 3.14159265358979323846 / 180), s = std::sin(angle * 3.14159265358979323846 / 180);
+        const double c = std::cos(angle * 3.14159265358979323846 / 180),
+                     s = std::sin(angle * 3.14159265358979323846 / 180);
         EXPECT_NEAR(c * 12.5 + s * 31 + xShift, 12.5, 1e-9) << angle;
         EXPECT_NEAR(-s * 12.5 + c * 31 + yShift, 31, 1e-9) << angle;
         double x2 = 0, y2 = 0;

@@ -232,7 +232,8 @@ struct Case {
 };
 
 const Factors ups[] = {{2, 1, 2, 1}, {3, 2, 3, 2}, {7, 5, 9, 4}, {1, 1, 3, 1}, {5, 1, 1, 1}, {13, 12, 31, 30}},
-              downs[] = {{1, 2, 1, 2}, {2, 3, 2, 3}, {1, 7, 1, 7}, {3, 4, 2, 5}, {5, 6, 1, 3}, {1, 1, 4, 9}, {2, 5, 1, 1}};
+              downs[] = {{1, 2, 1, 2}, {2, 3, 2, 3}, {1, 7, 1, 7}, {3, 4, 2, 5},
+                         {5, 6, 1, 3}, {1, 1, 4, 9}, {2, 5, 1, 1}};
 
 Case drawCase(Random& random, bool down, int maxSize)
 {
@@ -245,7 +246,8 @@ Case drawCase(Random& random, bool down, int maxSize)
     k.src.dataOrder = k.dst.dataOrder = (int32_t)(random() % 2);
     if (!bits && k.src.nChannels > 1 && random() % 3 == 0) k.src.hasAlpha = k.dst.hasAlpha = true;
     k.src.width = draw(random, 1, maxSize), k.src.height = draw(random, 1, 12);
-    k.dst.width = std::clamp((int32_t)((int64_t)k.src.width * k.f.xDst / k.f.xSrc) + draw(random, -3, 3), 1, 4 * maxSize);
+    k.dst.width = std::clamp((int32_t)((int64_t)k.src.width * k.f.xDst / k.f.xSrc) + draw(random, -3, 3), 1,
+                             4 * maxSize);
     k.dst.height = std::clamp((int32_t)((int64_t)k.src.height * k.f.yDst / k.f.ySrc) + draw(random, -3, 3), 1, 50);
     k.src.moreStep = draw(random, 0, 1) * 8;
     k.src.atEnd = random() % 2, k.dst.atEnd = random() % 2;
@@ -429,12 +431,14 @@ TEST(Resample, missingTiles)
     };
     for (const auto& row : rows)
         for (int32_t interpolate = 0; interpolate < 3; ++interpolate) {
-            TestImage src({VEK_DEPTH_8U, 1, false, 0, 20, 20}, random), dst({VEK_DEPTH_8U, 1, false, 0, 20, 20}, random);
+            TestImage src({VEK_DEPTH_8U, 1, false, 0, 20, 20}, random),
+                dst({VEK_DEPTH_8U, 1, false, 0, 20, 20}, random);
             TiledImage srcTiles(src, 8, 8), dstTiles(dst, 8, 8);
             (row.source ? srcTiles : dstTiles).failAt = 1;
             const int live = heapLive();
             Recorder recorder;
-            row.operation(&srcTiles.image, &dstTiles.image, row.f.xDst, row.f.xSrc, row.f.yDst, row.f.ySrc, interpolate);
+            row.operation(&srcTiles.image, &dstTiles.image, row.f.xDst, row.f.xSrc, row.f.yDst, row.f.ySrc,
+                          interpolate);
             EXPECT_EQ(recorder.text(), row.reports);
             EXPECT_EQ(heapLive(), live);
         }
@@ -446,7 +450,8 @@ TEST(Resample, noMemory)
     Random random(9);
     for (int which = 0; which < 4; ++which)
         for (int n = 0; n < 20; ++n) {
-            TestImage src({VEK_DEPTH_8U, 1, false, 0, 20, 20}, random), dst({VEK_DEPTH_8U, 1, false, 0, 20, 20}, random);
+            TestImage src({VEK_DEPTH_8U, 1, false, 0, 20, 20}, random),
+                dst({VEK_DEPTH_8U, 1, false, 0, 20, 20}, random);
             TiledImage tiles(src, 8, 8);
             if (which == 1) drawMask(src, random), drawMask(dst, random);
             const int live = heapLive();
@@ -498,8 +503,10 @@ void expectRefusals(Operation* operation, const char* name, const Refusal* rows,
     }
 }
 
-#define NOT_INTER "-5 %(interpolate != VEK_INTER_NN && interpolate != VEK_INTER_LINEAR && interpolate != VEK_INTER_CUBIC)"
-#define NOT_DEPTH "-5 %(srcImage->depth != VEK_DEPTH_1U && srcImage->depth != VEK_DEPTH_8U && srcImage->depth != VEK_DEPTH_16U)"
+#define NOT_INTER                                                                                                      \
+    "-5 %(interpolate != VEK_INTER_NN && interpolate != VEK_INTER_LINEAR && interpolate != VEK_INTER_CUBIC)"
+#define NOT_DEPTH                                                                                                      \
+    "-5 %(srcImage->depth != VEK_DEPTH_1U && srcImage->depth != VEK_DEPTH_8U && srcImage->depth != VEK_DEPTH_16U)"
 
 TEST(Resample, zoomRefusals)
 {
@@ -507,7 +514,10 @@ TEST(Resample, zoomRefusals)
         {"order", [](Arguments& k) { k.f.xDst = 1, k.a = nullptr; }, "-5 %(xDst < xSrc || yDst < ySrc)"},
         {"null", [](Arguments& k) { k.a = nullptr, k.b = nullptr; }, "-9 %(Incorrect Image)"},
         {"header", [](Arguments& k) { k.b->align = 3, k.interpolate = 9; }, "-21 %(Incorrect Image)"},
-        {"all", [](Arguments& k) { k.a->depth = VEK_DEPTH_8S, k.b->dataOrder = 1, k.f = {0, 0, 0, 0}, k.interpolate = 3; },
+        {"all",
+         [](Arguments& k) {
+             k.a->depth = VEK_DEPTH_8S, k.b->dataOrder = 1, k.f = {0, 0, 0, 0}, k.interpolate = 3;
+         },
          NOT_INTER "; -5 %(srcImage->depth != dstImage->depth); " NOT_DEPTH "; -5 %(srcImage->dataOrder != "
                    "dstImage->dataOrder); -5 %(xDst <= 0 || xSrc <= 0); -5 %(yDst <= 0 || ySrc <= 0)"},
         {"same", [](Arguments& k) { k.a = k.b; }, "-5 %(This function isn`t in-plase function)"},
@@ -542,16 +552,22 @@ TEST(Resample, decimateRefusals)
          "-21 %(Incorrect Image); -9 %(Incorrect Image)"},
         {"bad goes on", [](Arguments& k) { k.b->align = 3, k.interpolate = 4; }, "-21 %(Incorrect Image); " NOT_SUPER},
         {"same", [](Arguments& k) { k.a = k.b; }, "-5 %(srcImage == dstImage)"},
-        {"all", [](Arguments& k) {
+        {"all",
+         [](Arguments& k) {
              k.a->depth = VEK_DEPTH_8S, k.a->origin = 1, k.b->dataOrder = 1, k.a->alphaChannel = 3;
              k.src.setRoi(3, 0, 0, 9, 9), k.f = {0, -1, 0, -1}, k.interpolate = -1;
          },
-         "-5 %(srcImage->depth != dstImage->depth); -5 %(srcImage->origin != dstImage->origin); -5 %(srcImage->dataOrder "
+         "-5 %(srcImage->depth != dstImage->depth); -5 %(srcImage->origin != dstImage->origin); -5 "
+         "%(srcImage->dataOrder "
          "!= dstImage->dataOrder); -5 %(nChannelsSrc == 0); -5 %(nChannelsSrc != nChannelsDst); " NOT_SUPER
          "; -5 %(xDst <= 0); -5 %(xSrc <= 0); -5 %(yDst <= 0); -5 %(ySrc <= 0); -5 %(xDst > xSrc); -5 %(yDst > ySrc)"},
         {"alpha alone", [](Arguments& k) { k.b->nChannels = k.b->alphaChannel = 1; },
          "-5 %(nChannelsDst == 0); -5 %(nChannelsSrc != nChannelsDst)"},
-        {"up", [](Arguments& k) { k.f = {3, 2, 2, 2}; }, "-5 %(xDst > xSrc)"},
+        {"up",
+         [](Arguments& k) {
+             k.f = {3, 2, 2, 2};
+         },
+         "-5 %(xDst > xSrc)"},
         {"depth", [](Arguments& k) { k.a->depth = k.b->depth = VEK_DEPTH_8S; }, "-5 %(srcImage->depth is wrong)"},
         {"depth, after others", [](Arguments& k) { k.a->depth = k.b->depth = VEK_DEPTH_8S, k.f.ySrc = 1; },
          "-5 %(yDst > ySrc)"},

@@ -50,13 +50,14 @@ struct Model {
     double value(double X, double Y, int32_t x0, int32_t y0, int32_t c) const
     {
         const int32_t xLast = src.image.width - 1, yLast = src.image.height - 1;
-        const auto at = [&](int32_t x, int32_t y) { return (double)src.get(std::clamp(x, 0, xLast), std::clamp(y, 0, yLast), c); };
+        const auto at = [&](int32_t x, int32_t y) {
+            return (double)src.get(std::clamp(x, 0, xLast), std::clamp(y, 0, yLast), c);
+        };
         if (kind() == 0) return at((int32_t)std::lrint(X), (int32_t)std::lrint(Y));
         if (kind() == 1) {
-            if (fixedLinear) {
-                X = std::clamp(X, (double)x0, xLast - 1.0), Y = std::clamp(Y, (double)y0, yLast - 1.0);
-            }
-            const int32_t ix = std::clamp((int32_t)std::floor(X + 1e-9), 0, xLast - 1), iy = std::clamp((int32_t)std::floor(Y + 1e-9), 0, yLast - 1);
+            if (fixedLinear) { X = std::clamp(X, (double)x0, xLast - 1.0), Y = std::clamp(Y, (double)y0, yLast - 1.0); }
+            const int32_t ix = std::clamp((int32_t)std::floor(X + 1e-9), 0, xLast - 1),
+                          iy = std::clamp((int32_t)std::floor(Y + 1e-9), 0, yLast - 1);
             const double fx = X - ix, fy = Y - iy;
             const double top = at(ix, iy) + (at(ix + 1, iy) - at(ix, iy)) * fx,
                          bottom = at(ix, iy + 1) + (at(ix + 1, iy + 1) - at(ix, iy + 1)) * fx;
@@ -154,7 +155,10 @@ Case drawCase(Random& random)
     return k;
 }
 
-double real(Random& random, double low, double high) { return low + (high - low) * (double)(random() % 100001) / 100000; }
+double real(Random& random, double low, double high)
+{
+    return low + (high - low) * (double)(random() % 100001) / 100000;
+}
 
 /* A convex quadrangle about an image of this size, turned either way; for affine a parallelogram. */
 void drawQuad(Random& random, Case* k, int32_t width, int32_t height)
@@ -220,9 +224,10 @@ std::function<Point(double, double)> mapping(const Case& k, double w, double h)
 
 std::string textOfCase(const Case& k)
 {
-    return "kind " + std::to_string(k.kind) + " flag " + std::to_string(k.warpFlag) + " interpolate " + std::to_string(k.interpolate) +
-           " depth " + std::to_string(k.src.depth) + " channels " + std::to_string(k.src.nChannels) + " order " + std::to_string(k.src.dataOrder) +
-           " " + std::to_string(k.src.width) + "x" + std::to_string(k.src.height);
+    return "kind " + std::to_string(k.kind) + " flag " + std::to_string(k.warpFlag) + " interpolate " +
+           std::to_string(k.interpolate) + " depth " + std::to_string(k.src.depth) + " channels " +
+           std::to_string(k.src.nChannels) + " order " + std::to_string(k.src.dataOrder) + " " +
+           std::to_string(k.src.width) + "x" + std::to_string(k.src.height);
 }
 
 void checkCase(const Case& k, const TestImage& src, const TestImage& dst, const std::vector<uint8_t>& before)
@@ -263,7 +268,8 @@ void checkCase(const Case& k, const TestImage& src, const TestImage& dst, const 
                     ASSERT_TRUE(model.agrees(got, p.x, p.y, k.warpFlag ? 0 : from.x, k.warpFlag ? 0 : from.y,
                                              from.channel + c - to.channel, hair))
                         << where << ": " << got << " from " << p.x << "," << p.y << " expected "
-                        << model.value(p.x, p.y, k.warpFlag ? 0 : from.x, k.warpFlag ? 0 : from.y, from.channel + c - to.channel);
+                        << model.value(p.x, p.y, k.warpFlag ? 0 : from.x, k.warpFlag ? 0 : from.y,
+                                       from.channel + c - to.channel);
             }
         }
     ASSERT_EQ(outside, before) << textOfCase(k) << ": a byte outside the pixels";
@@ -351,7 +357,8 @@ TEST(Warp, anyCoefficients)
         else vekWarpPerspective(from, &dst.image, coeffs, k.warpFlag, k.interpolate);
         for (int32_t c = 0; c < to.count; ++c)
             for (int32_t y = to.y; y <= to.bottom; ++y)
-                for (int32_t x = to.x; x <= to.right; ++x) setSample(dst.image, before.data(), x, y, c, dst.get(x, y, c));
+                for (int32_t x = to.x; x <= to.right; ++x)
+                    setSample(dst.image, before.data(), x, y, c, dst.get(x, y, c));
         ASSERT_EQ(dst.bytes(), before) << textOfCase(k);
     }
 }
@@ -359,8 +366,8 @@ TEST(Warp, anyCoefficients)
 /* ---- Exact routes ------------------------------------------------------------------------------------------------ */
 
 /* Every pixel of the destination against where it has to come from. */
-void expectMoved(const TestImage& src, const TestImage& dst, const std::vector<uint8_t>& before, int degrees, int32_t xs,
-                 int32_t ys, const std::string& what)
+void expectMoved(const TestImage& src, const TestImage& dst, const std::vector<uint8_t>& before, int degrees,
+                 int32_t xs, int32_t ys, const std::string& what)
 {
     const Part from(src.image), to(dst.image);
     std::vector<uint8_t> expected = before;
@@ -393,10 +400,12 @@ TEST(Warp, turnsAndShifts)
         const int32_t xs = draw(random, -40, 190), ys = draw(random, -40, 190);
         const double matrices[4][4] = {{1, 0, 0, 1}, {0, 1, -1, 0}, {-1, 0, 0, -1}, {0, -1, 1, 0}};
         const double* m = matrices[degrees / 90];
-        const double coeffs[6] = {m[0] + 5e-8, m[1], xs + real(random, 0, 0.99), m[2], m[3] - 5e-8, ys + real(random, 0, 0.99)};
+        const double coeffs[6] = {m[0] + 5e-8, m[1],        xs + real(random, 0, 0.99),
+                                  m[2],        m[3] - 5e-8, ys + real(random, 0, 0.99)};
         const std::vector<uint8_t> before = dst.bytes();
         Recorder recorder;
-        if (degrees && i % 2) vekRotate(&src.image, &dst.image, degrees + 360 * draw(random, -3, 3) + 5e-8, coeffs[2], coeffs[5], 99);
+        if (degrees && i % 2)
+            vekRotate(&src.image, &dst.image, degrees + 360 * draw(random, -3, 3) + 5e-8, coeffs[2], coeffs[5], 99);
         else vekWarpAffine(&src.image, &dst.image, coeffs, 99);
         ASSERT_EQ(recorder.text(), "");
         expectMoved(src, dst, before, degrees, xs, ys, textOfCase(k) + " by " + std::to_string(degrees));
@@ -463,7 +472,8 @@ struct Refusal {
     const char* reports;
 };
 
-void expectRefusals(const std::function<void(Arguments&)>& operation, const char* name, const std::vector<Refusal>& rows)
+void expectRefusals(const std::function<void(Arguments&)>& operation, const char* name,
+                    const std::vector<Refusal>& rows)
 {
     Random random(8);
     for (const Refusal& row : rows) {
@@ -481,13 +491,15 @@ void expectRefusals(const std::function<void(Arguments&)>& operation, const char
 }
 
 #define BAD_DEPTH "-5 %((srcImage->depth & VEK_DEPTH_SIGN) || (srcImage->depth == VEK_DEPTH_32F))"
-#define DIFFER "-5 %(srcImage->depth != dstImage->depth); -5 %(srcImage->origin != dstImage->origin); " \
-               "-5 %(srcImage->dataOrder != dstImage->dataOrder)"
+#define DIFFER                                                                                                         \
+    "-5 %(srcImage->depth != dstImage->depth); -5 %(srcImage->origin != dstImage->origin); "                           \
+    "-5 %(srcImage->dataOrder != dstImage->dataOrder)"
 
 const std::vector<Refusal> shared = {
     {"null", [](Arguments& k) { k.a = nullptr; }, "-9 %(Incorrect Image)"},
     {"null dst", [](Arguments& k) { k.b = nullptr, k.a->depth = VEK_DEPTH_8S; }, "-9 %(Incorrect Image)"},
-    {"all", [](Arguments& k) { k.a->depth = VEK_DEPTH_8S, k.a->origin = 1, k.b->dataOrder = 1; }, DIFFER "; " BAD_DEPTH},
+    {"all", [](Arguments& k) { k.a->depth = VEK_DEPTH_8S, k.a->origin = 1, k.b->dataOrder = 1; },
+     DIFFER "; " BAD_DEPTH},
     {"same", [](Arguments& k) { k.a = k.b; }, "-5 %(This function is not in-place function)"},
     {"float, same", [](Arguments& k) { k.a->depth = VEK_DEPTH_32F, k.b = k.a; },
      BAD_DEPTH "; -5 %(This function is not in-place function)"},
@@ -506,7 +518,8 @@ TEST(Warp, refusalsOfQuadrangles)
          "-5 %(warpFlag != 0 && warpFlag != 1); -5 %(This function is not in-place function)"},
         {"triangle", [](Arguments& k) { k.quad[2] = k.quad[0], k.quad[3] = k.quad[1], k.interpolate = 3; },
          "-5 %(Quadrangle is degenerate to triangle or length or point)"},
-        {"concave", [](Arguments& k) { k.quad[4] = 3, k.quad[5] = 3, k.interpolate = 3; }, "-5 %(Quadrangle is concave)"},
+        {"concave", [](Arguments& k) { k.quad[4] = 3, k.quad[5] = 3, k.interpolate = 3; },
+         "-5 %(Quadrangle is concave)"},
         {"interpolate", [](Arguments& k) { k.interpolate = 3, k.src.setRoi(0, 3, 3, 1, 9); },
          "-5 %(interpolate < 0 || interpolate > 2)"},
         {"flat source", [](Arguments& k) { k.src.setRoi(1, 3, 3, 1, 9); },
@@ -519,49 +532,61 @@ TEST(Warp, refusalsOfQuadrangles)
         {"alpha picked", [](Arguments& k) { k.a->alphaChannel = 3, k.src.setRoi(3, 0, 0, 9, 9); }, ""},
         {"outside", [](Arguments& k) { k.src.setRoi(1, 20, 0, 9, 9); }, ""},
     });
-    expectRefusals([](Arguments& k) { vekWarpBilinearQ(k.a, k.b, k.quad, k.warpFlag, k.interpolate); }, "vekWarpBilinearQ", rows);
+    expectRefusals([](Arguments& k) { vekWarpBilinearQ(k.a, k.b, k.quad, k.warpFlag, k.interpolate); },
+                   "vekWarpBilinearQ", rows);
     expectRefusals([](Arguments& k) { vekWarpPerspectiveQ(k.a, k.b, k.quad, k.warpFlag, k.interpolate); },
                    "vekWarpPerspectiveQ", rows);
 }
 
 TEST(Warp, refusalsOfMatrices)
 {
-    expectRefusals([](Arguments& k) { vekWarpPerspective(k.a, k.b, k.c, k.warpFlag, k.interpolate); }, "vekWarpPerspective",
-                   {
-                       {"null", [](Arguments& k) { k.a = nullptr; }, "-9 vekGetPerspectiveQuad(Incorrect Image); -1 %()"},
-                       {"null dst", [](Arguments& k) { k.b = nullptr; }, "-9 %Q(Incorrect Image); -1 %()"},
-                       {"null dst, flag", [](Arguments& k) { k.b = nullptr, k.warpFlag = 1; },
-                        "-9 vekGetPerspectiveQuad(Incorrect Image); -1 %()"},
-                       {"outside", [](Arguments& k) { k.src.setRoi(0, 20, 0, 9, 9); },
-                        "-5 vekGetPerspectiveQuad(Bad rect ROI); -1 %()"},
-                       {"flag", [](Arguments& k) { k.warpFlag = 5; }, "-5 %Q(warpFlag != 0 && warpFlag != 1); -1 %()"},
-                   });
+    expectRefusals(
+        [](Arguments& k) { vekWarpPerspective(k.a, k.b, k.c, k.warpFlag, k.interpolate); }, "vekWarpPerspective",
+        {
+            {"null", [](Arguments& k) { k.a = nullptr; }, "-9 vekGetPerspectiveQuad(Incorrect Image); -1 %()"},
+            {"null dst", [](Arguments& k) { k.b = nullptr; }, "-9 %Q(Incorrect Image); -1 %()"},
+            {"null dst, flag", [](Arguments& k) { k.b = nullptr, k.warpFlag = 1; },
+             "-9 vekGetPerspectiveQuad(Incorrect Image); -1 %()"},
+            {"outside", [](Arguments& k) { k.src.setRoi(0, 20, 0, 9, 9); },
+             "-5 vekGetPerspectiveQuad(Bad rect ROI); -1 %()"},
+            {"flag", [](Arguments& k) { k.warpFlag = 5; }, "-5 %Q(warpFlag != 0 && warpFlag != 1); -1 %()"},
+        });
 }
 
 TEST(Warp, refusalsOfAffine)
 {
-    expectRefusals([](Arguments& k) { vekWarpAffine(k.a, k.b, k.c, k.interpolate); }, "vekWarpAffine", with({
-        {"singular", [](Arguments& k) { k.c[0] = k.c[1] = k.c[3] = k.c[4] = 1, k.interpolate = 7; },
-         "-5 %(Determinant of transform matrix == 0.0)"},
-        {"outside", [](Arguments& k) { k.src.setRoi(0, 20, 0, 9, 9), k.interpolate = 7; },
-         "-5 vekGetAffineQuad(Bad rect ROI); -1 %()"},
-        {"interpolate", [](Arguments& k) { k.interpolate = -1; }, "-5 %(interpolate < 0 || interpolate > 2)"},
-        {"shift outside", [](Arguments& k) { k.src.setRoi(0, 20, 0, 9, 9), k.c[0] = k.c[4] = 1, k.c[1] = k.c[3] = 0; }, ""},
-        {"shift too far", [](Arguments& k) { k.c[0] = k.c[4] = 1, k.c[1] = k.c[3] = 0, k.c[2] = 1e12; }, ""},
-        {"turn, counts", [](Arguments& k) { k.c[0] = k.c[4] = 0, k.c[1] = 1, k.c[3] = -1, k.src.setRoi(2, 0, 0, 9, 9); },
-         "-24 vekRotate(srcImage COI != dstImage COI); -1 %()"},
-    }));
-    expectRefusals([](Arguments& k) { vekRotate(k.a, k.b, 90, 0, 9, 77); }, "vekRotate", with({
-        {"counts", [](Arguments& k) { k.src.setRoi(2, 0, 0, 9, 9); }, "-24 %(srcImage COI != dstImage COI)"},
-        {"outside", [](Arguments& k) { k.src.setRoi(2, 20, 0, 9, 9); }, ""},
-    }));
-    expectRefusals([](Arguments& k) { vekRotate(k.a, k.b, 30, 0, 9, 77); }, "vekRotate", {
-        {"interpolate", [](Arguments&) {}, "-5 vekWarpAffine(interpolate < 0 || interpolate > 2); -1 %()"},
-        {"null", [](Arguments& k) { k.a = k.b = nullptr; }, "-9 vekWarpAffine(Incorrect Image); -1 %()"},
-    });
-    expectRefusals([](Arguments& k) { vekShear(k.a, k.b, 2, 0.5, 0, 0, 0); }, "vekShear", {
-        {"singular", [](Arguments&) {}, "-5 vekWarpAffine(Determinant of transform matrix == 0.0); -1 %()"},
-    });
+    expectRefusals(
+        [](Arguments& k) { vekWarpAffine(k.a, k.b, k.c, k.interpolate); }, "vekWarpAffine",
+        with({
+            {"singular", [](Arguments& k) { k.c[0] = k.c[1] = k.c[3] = k.c[4] = 1, k.interpolate = 7; },
+             "-5 %(Determinant of transform matrix == 0.0)"},
+            {"outside", [](Arguments& k) { k.src.setRoi(0, 20, 0, 9, 9), k.interpolate = 7; },
+             "-5 vekGetAffineQuad(Bad rect ROI); -1 %()"},
+            {"interpolate", [](Arguments& k) { k.interpolate = -1; }, "-5 %(interpolate < 0 || interpolate > 2)"},
+            {"shift outside",
+             [](Arguments& k) { k.src.setRoi(0, 20, 0, 9, 9), k.c[0] = k.c[4] = 1, k.c[1] = k.c[3] = 0; }, ""},
+            {"shift too far", [](Arguments& k) { k.c[0] = k.c[4] = 1, k.c[1] = k.c[3] = 0, k.c[2] = 1e12; }, ""},
+            {"turn, counts",
+             [](Arguments& k) { k.c[0] = k.c[4] = 0, k.c[1] = 1, k.c[3] = -1, k.src.setRoi(2, 0, 0, 9, 9); },
+             "-24 vekRotate(srcImage COI != dstImage COI); -1 %()"},
+        }));
+    expectRefusals(
+        [](Arguments& k) { vekRotate(k.a, k.b, 90, 0, 9, 77); }, "vekRotate",
+        with({
+            {"counts", [](Arguments& k) { k.src.setRoi(2, 0, 0, 9, 9); }, "-24 %(srcImage COI != dstImage COI)"},
+            {"outside", [](Arguments& k) { k.src.setRoi(2, 20, 0, 9, 9); }, ""},
+        }));
+    expectRefusals(
+        [](Arguments& k) { vekRotate(k.a, k.b, 30, 0, 9, 77); }, "vekRotate",
+        {
+            {"interpolate", [](Arguments&) {}, "-5 vekWarpAffine(interpolate < 0 || interpolate > 2); -1 %()"},
+            {"null", [](Arguments& k) { k.a = k.b = nullptr; }, "-9 vekWarpAffine(Incorrect Image); -1 %()"},
+        });
+    expectRefusals(
+        [](Arguments& k) { vekShear(k.a, k.b, 2, 0.5, 0, 0, 0); }, "vekShear",
+        {
+            {"singular", [](Arguments&) {}, "-5 vekWarpAffine(Determinant of transform matrix == 0.0); -1 %()"},
+        });
 }
 
 /* An old failure: silent, but for the forms that call others. */
@@ -589,7 +614,8 @@ TEST(Warp, missingTilesAndMemory)
     Random random(10);
     for (int n = 0; n < 12; ++n)
         for (int fault = 0; fault < 3; ++fault) {
-            TestImage src({VEK_DEPTH_8U, 1, false, 0, 40, 40}, random), dst({VEK_DEPTH_8U, 1, false, 0, 40, 40}, random);
+            TestImage src({VEK_DEPTH_8U, 1, false, 0, 40, 40}, random),
+                dst({VEK_DEPTH_8U, 1, false, 0, 40, 40}, random);
             TiledImage srcTiles(src, 8, 8), dstTiles(dst, 16, 16);
             const double quad[8] = {2, 2, 30, 4, 28, 25, 1, 22};
             if (fault < 2) (fault ? srcTiles : dstTiles).failAt = n % 3;
@@ -602,9 +628,7 @@ TEST(Warp, missingTilesAndMemory)
             const char* const reports[] = {"-2 vekWarpPerspectiveQ(Error get tile to write)",
                                            "-5 vekWarpPerspectiveQ((srcImage->tileInfo->tileData == ((void*)(0))))",
                                            "-1 vekWarpPerspectiveQ()"};
-            if (fault < 2 || n == 0 || !recorder.reports.empty()) {
-                EXPECT_EQ(recorder.text(), reports[fault]);
-            }
+            if (fault < 2 || n == 0 || !recorder.reports.empty()) { EXPECT_EQ(recorder.text(), reports[fault]); }
         }
 }
 
