@@ -13,10 +13,10 @@
 
 /* The current row, and the ten sums by powers of x and y. */
 struct OwnMoments {
-    OwnLane4 lane[4];          /* by the power of x */
-    double sum[4][4];          /* [m][n] */
-    int32_t x, y;              /* where the rectangle lies in the image */
-    int32_t row;               /* of the rectangle; -1: none yet */
+    OwnLane4 lane[4];     /* by the power of x */
+    double sum[4][4];    /* [m][n] */
+    int32_t x, y;        /* where the rectangle lies in the image */
+    int32_t row;         /* of the rectangle; -1: none yet */
     int firstPower, lastPower; /* of x */
 };
 
@@ -36,7 +36,7 @@ static void ownEndRow(OwnMoments& moments)
 }
 
 /* Four pixels p from column x on: the powers that are wanted, p multiplied by x step by step. */
-template <int first, int last, class V> static inline void ownAddFour(V lane[4], V p, V x)
+template <int first, int last> static inline void ownAddFour(OwnLane4 lane[4], OwnLane4 p, OwnLane4 x)
 {
     if constexpr (first == 0) lane[0] = lane[0] + p;
     if constexpr (last >= 1) p = p * x;
@@ -64,33 +64,10 @@ template <> inline OwnLane4 ownFourAt<OwnBit>(const void* a, ptrdiff_t i, ptrdif
     return ownSetLane4((float)(four >> 3 & 1), (float)(four >> 2 & 1), (float)(four >> 1 & 1), (float)(four & 1));
 }
 
-/* Two whole rows, each in its own four of the lanes. */
-template <class T, int first, int last> static void ownMomentPair(OwnMoments& moments, const OwnSpan& span)
-{
-    const OwnLane4 zero = ownSetLane4(0, 0, 0, 0), four = ownSetLane4(4, 4, 4, 4);
-    const OwnLane8 none = ownJoin(zero, zero), step = ownJoin(four, four);
-    OwnLane8 lane[4] = {none, none, none, none};
-    const float x0 = (float)(moments.x + span.x);
-    const OwnLane4 start = ownSetLane4(x0, x0 + 1, x0 + 2, x0 + 3);
-    OwnLane8 x = ownJoin(start, start);
-    ptrdiff_t i = 0;
-    for (; i + 4 <= span.n; i += 4, x = x + step)
-        ownAddFour<first, last>(lane, ownLoadLane8<T>((const T*)span.a + i, (const T*)span.b + i), x);
-    if (i < span.n)
-        ownAddFour<first, last>(lane, ownJoin(ownFourAt<T>(span.a, i, span.n), ownFourAt<T>(span.b, i, span.n)), x);
-    for (int row = 0; row < 2; ++row) {
-        for (int m = first; m <= last; ++m) moments.lane[m] = row ? ownLastFour(lane[m]) : ownFirstFour(lane[m]);
-        moments.row = span.y + row;
-        ownEndRow(moments);
-    }
-}
-
 template <class T, int first, int last> static void ownMomentRun(void* state, const OwnSpan& span)
 {
     OwnMoments& moments = *(OwnMoments*)state;
     if (span.y != moments.row) ownEndRow(moments);
-    if constexpr (!std::is_same_v<T, OwnBit>)
-        if (span.b) return ownMomentPair<T, first, last>(moments, span);
     moments.row = span.y;
     OwnLane4 lane[4] = {moments.lane[0], moments.lane[1], moments.lane[2], moments.lane[3]};
     const float x0 = (float)(moments.x + span.x);
@@ -119,14 +96,6 @@ template <class T, int first, int last> static void ownMomentPlain(void* state, 
     OwnMoments& moments = *(OwnMoments*)state;
     if (span.y != moments.row) ownEndRow(moments);
     moments.row = span.y;
-    if (span.b) { /* a pair: one row, then the other */
-        OwnSpan row = span;
-        row.b = nullptr;
-        ownMomentPlain<T, first, last>(state, row);
-        row.a = span.b;
-        ++row.y;
-        return ownMomentPlain<T, first, last>(state, row);
-    }
     for (ptrdiff_t i = 0; i < span.n; ++i) {
         float p = ownSampleAt<T>(span.a, i);
         const float x = (float)(moments.x + span.x + (int32_t)i);
@@ -140,10 +109,13 @@ static constexpr OwnReduceRow ownMomentRow = {ownMomentRun<T, first, last>, ownM
 
 #define OWN_MOMENT_ROWS(first, last)                                                                                   \
     {                                                                                                                  \
-        /*  1U */ ownMomentRow<OwnBit, first, last>, /*  8U */ ownMomentRow<uint8_t, first, last>,                     \
-            /*  8S */ ownMomentRow<int8_t, first, last>, /* 16U */ ownMomentRow<uint16_t, first, last>,                \
-            /* 16S */ ownMomentRow<int16_t, first, last>, /* 32S */ ownMomentRow<int32_t, first, last>,                \
-            /* 32F */ ownMomentRow<float, first, last>,                                                                \
+        /*  1U */ ownMomentRow<OwnBit, first, last>,                                                                   \
+        /*  8U */ ownMomentRow<uint8_t, first, last>,                                                                  \
+        /*  8S */ ownMomentRow<int8_t, first, last>,                                                                   \
+        /* 16U */ ownMomentRow<uint16_t, first, last>,                                                                 \
+        /* 16S */ ownMomentRow<int16_t, first, last>,                                                                  \
+        /* 32S */ ownMomentRow<int32_t, first, last>,                                                                  \
+        /* 32F */ ownMomentRow<float, first, last>,                                                                    \
     }
 
 /* All powers of x; one of them alone. */
@@ -191,7 +163,7 @@ static bool ownSumMoments(const OwnFace& face, const VekImage* image, const VekR
     OwnReduction reduction = {};
     reduction.nImages = 1;
     reduction.channels[0] = {region.coi > 0 ? region.coi - 1 : 0, 1, true};
-    reduction.byChannel = reduction.byRow = reduction.byPair = true;
+    reduction.byChannel = reduction.byRow = true;
     reduction.run = rows[ownSlot(image->depth)].run;
     reduction.state = moments;
     moments->row = -1;
@@ -200,12 +172,7 @@ static bool ownSumMoments(const OwnFace& face, const VekImage* image, const VekR
     OwnPieces walk = {};
     walk.face = &face;
     walk.nParts = 1;
-    walk.part[0] = {image,
-                    region.xOffset,
-                    region.yOffset,
-                    false,
-                    VEK_TILE_READ,
-                    VEK_StatusBadArg,
+    walk.part[0] = {image, region.xOffset, region.yOffset, false, VEK_TILE_READ, VEK_StatusBadArg,
                     "(srcImage->tileInfo->tileData == ((void*)(0)))"};
     walk.width = region.width;
     walk.height = region.height;
@@ -298,7 +265,7 @@ static double ownMomentUnit(const VekROI& region, int32_t m, int32_t n)
     do {                                                                                                               \
         OWN_REFUSE_HEADER(image, __VA_ARGS__);                                                                         \
         OWN_REFUSE_TEXT_IF(image->nChannels > 1 && (!image->roi || image->roi->coi == 0),                              \
-                           "Only one channel can be proceed", __VA_ARGS__);                   \
+                           "Only one channel can be proceed", __VA_ARGS__);                                            \
     } while (0)
 
 void vekMoments(const VekImage* image, VekMomentState state)
