@@ -13,10 +13,10 @@
 
 /* The current row, and the ten sums by powers of x and y. */
 struct OwnMoments {
-    OwnLane4 lane[4];     /* by the power of x */
-    double sum[4][4];    /* [m][n] */
-    int32_t x, y;        /* where the rectangle lies in the image */
-    int32_t row;         /* of the rectangle; -1: none yet */
+    OwnLane4 lane[4];          /* by the power of x */
+    double sum[4][4];          /* [m][n] */
+    int32_t x, y;              /* where the rectangle lies in the image */
+    int32_t row;               /* of the rectangle; -1: none yet */
     int firstPower, lastPower; /* of x */
 };
 
@@ -109,13 +109,10 @@ static constexpr OwnReduceRow ownMomentRow = {ownMomentRun<T, first, last>, ownM
 
 #define OWN_MOMENT_ROWS(first, last)                                                                                   \
     {                                                                                                                  \
-        /*  1U */ ownMomentRow<OwnBit, first, last>,                                                                   \
-        /*  8U */ ownMomentRow<uint8_t, first, last>,                                                                  \
-        /*  8S */ ownMomentRow<int8_t, first, last>,                                                                   \
-        /* 16U */ ownMomentRow<uint16_t, first, last>,                                                                 \
-        /* 16S */ ownMomentRow<int16_t, first, last>,                                                                  \
-        /* 32S */ ownMomentRow<int32_t, first, last>,                                                                  \
-        /* 32F */ ownMomentRow<float, first, last>,                                                                    \
+        /*  1U */ ownMomentRow<OwnBit, first, last>, /*  8U */ ownMomentRow<uint8_t, first, last>,                     \
+            /*  8S */ ownMomentRow<int8_t, first, last>, /* 16U */ ownMomentRow<uint16_t, first, last>,                \
+            /* 16S */ ownMomentRow<int16_t, first, last>, /* 32S */ ownMomentRow<int32_t, first, last>,                \
+            /* 32F */ ownMomentRow<float, first, last>,                                                                \
     }
 
 /* All powers of x; one of them alone. */
@@ -172,7 +169,12 @@ static bool ownSumMoments(const OwnFace& face, const VekImage* image, const VekR
     OwnPieces walk = {};
     walk.face = &face;
     walk.nParts = 1;
-    walk.part[0] = {image, region.xOffset, region.yOffset, false, VEK_TILE_READ, VEK_StatusBadArg,
+    walk.part[0] = {image,
+                    region.xOffset,
+                    region.yOffset,
+                    false,
+                    VEK_TILE_READ,
+                    VEK_StatusBadArg,
                     "(srcImage->tileInfo->tileData == ((void*)(0)))"};
     walk.width = region.width;
     walk.height = region.height;
@@ -265,7 +267,7 @@ static double ownMomentUnit(const VekROI& region, int32_t m, int32_t n)
     do {                                                                                                               \
         OWN_REFUSE_HEADER(image, __VA_ARGS__);                                                                         \
         OWN_REFUSE_TEXT_IF(image->nChannels > 1 && (!image->roi || image->roi->coi == 0),                              \
-                           "Only one channel can be proceed", __VA_ARGS__);                                            \
+                           "Only one channel can be proceed", __VA_ARGS__);                   \
     } while (0)
 
 void vekMoments(const VekImage* image, VekMomentState state)
