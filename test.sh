@@ -8,11 +8,11 @@
 set -eu
 cd "$(dirname "$0")"
 preset=release
-jobs=build
+jobs="build docs"
 for option; do
     case $option in
-    --asan) preset=asan ;;
-    --tsan) preset=tsan ;;
+    --asan) preset=asan jobs=build ;;
+    --tsan) preset=tsan jobs=build ;;
     --windows) preset=windows jobs="build windows" ;;
     *)
         sed -n '2,/^set/s/^# \{0,1\}//p' "$0" >&2

@@ -151,15 +151,16 @@ VEK_API VekStatus vekStdErrReport(VekStatus status, const char* funcName, const 
 VEK_API VekStatus vekGuiBoxReport(VekStatus status, const char* funcName, const char* context, const char* file,
                                   int32_t line);
 
+/* What the loaded module is. */
 typedef struct VekLibVersion {
-    int32_t majorVersion;
-    int32_t minorVersion;
-    int32_t buildNumber;
-    const char* moduleName;
-    const char* versionText;
-    const char* buildTag;
-    const char* buildDate;
-    const char* moduleKind;
+    int32_t majorVersion;    /* of the interface */
+    int32_t minorVersion;    /* rises when something is added */
+    int32_t buildNumber;     /* rises when something is mended */
+    const char* moduleName;  /* a file name: "vekA6.dll" on every platform */
+    const char* versionText; /* the version in words */
+    const char* buildTag;    /* the version and date in brackets */
+    const char* buildDate;   /* as the compiler writes dates */
+    const char* moduleKind;  /* "DLL" */
 } VekLibVersion;
 
 /* vekGetLibVersion: the version of the library. Constant; never null. */
@@ -198,11 +199,11 @@ typedef struct VekImage VekImage;
 
 /* Region of interest. Offsets and sizes in pixels; the first row in memory is row 0. */
 typedef struct VekROI {
-    int32_t coi; /* channel of interest from 1; 0 for all channels */
-    int32_t xOffset;
-    int32_t yOffset;
-    int32_t width;
-    int32_t height;
+    int32_t coi;     /* channel of interest from 1; 0 for all channels */
+    int32_t xOffset; /* the leftmost column */
+    int32_t yOffset; /* the first row */
+    int32_t width;   /* columns */
+    int32_t height;  /* rows */
 } VekROI;
 
 /* A tile callback delivers or takes back one tile of an image, on the calling thread. It gets the header that the
@@ -215,40 +216,41 @@ typedef struct VekROI {
 enum { VEK_TILE_READ = 1, VEK_TILE_WRITE = 2, VEK_TILE_RELEASE = 4 };
 typedef void (*VekTileFunc)(const VekImage* image, int32_t column, int32_t row, int32_t mode);
 
+/* The tiles of an image. */
 typedef struct VekTileInfo {
-    VekTileFunc callBack;
-    void* tileId;      /* the caller's; never read */
-    uint8_t* tileData; /* the tile now held */
-    int32_t width;     /* of a tile, in pixels; a multiple of 8 */
-    int32_t height;
+    VekTileFunc callBack; /* delivers a tile, and takes it back */
+    void* tileId;         /* the caller's; never read */
+    uint8_t* tileData;    /* the tile now held */
+    int32_t width;        /* of a tile, in pixels; a multiple of 8 */
+    int32_t height;       /* of a tile, the same */
 } VekTileInfo;
 
 /* Pixel (x, y) of channel c from 0 is sample x * nChannels + c of row y (pixel order), or sample x of row
  * c * height + y (plane order); a row begins widthStep bytes after the one before. 1-bit images hold eight pixels in
  * a byte, the leftmost in the top bit. Pixels may lie at any address and rows at any widthStep. */
 struct VekImage {
-    int32_t headerSize;   /* sizeof(VekImage) */
-    int32_t headerId;     /* 0 */
-    int32_t nChannels;    /* at least 1; 1 for VEK_DEPTH_1U */
-    int32_t alphaChannel; /* 0 for none, otherwise nChannels */
-    uint32_t depth;
-    char colorModel[4]; /* "RGB", "GRAY", ...; not terminated */
-    char channelSeq[4]; /* "BGR", "GRAY", ...; not terminated */
-    int32_t dataOrder;
-    int32_t origin;
-    int32_t align; /* of rows, in bytes: 4 or 8 */
-    int32_t width; /* in pixels */
-    int32_t height;
-    VekROI* roi;           /* null for the whole image */
-    VekImage* maskROI;     /* a 1-bit image, or null */
-    void* imageId;         /* the caller's; never read */
-    VekTileInfo* tileInfo; /* null for an image that holds its pixels in one block */
-    int32_t imageSize;     /* bytes of pixels, padding included */
-    uint8_t* imageData;    /* the first row; null for a tiled image */
-    int32_t widthStep;     /* bytes from a row to the next */
-    int32_t borderMode[4]; /* top, bottom, left, right */
-    int32_t borderConst[4];
-    uint8_t* rawImageData; /* the block to free, null when the library did not allocate it */
+    int32_t headerSize;     /* sizeof(VekImage) */
+    int32_t headerId;       /* 0 */
+    int32_t nChannels;      /* at least 1; 1 for VEK_DEPTH_1U */
+    int32_t alphaChannel;   /* 0 for none, otherwise nChannels */
+    uint32_t depth;         /* VEK_DEPTH_... */
+    char colorModel[4];     /* "RGB", "GRAY", ...; not terminated */
+    char channelSeq[4];     /* "BGR", "GRAY", ...; not terminated */
+    int32_t dataOrder;      /* VEK_DATA_ORDER_... */
+    int32_t origin;         /* VEK_ORIGIN_...: which end of the picture row 0 is */
+    int32_t align;          /* of rows, in bytes: 4 or 8 */
+    int32_t width;          /* in pixels */
+    int32_t height;         /* in rows, of each plane */
+    VekROI* roi;            /* null for the whole image */
+    VekImage* maskROI;      /* a 1-bit image, or null */
+    void* imageId;          /* the caller's; never read */
+    VekTileInfo* tileInfo;  /* null for an image that holds its pixels in one block */
+    int32_t imageSize;      /* bytes of pixels, padding included */
+    uint8_t* imageData;     /* the first row; null for a tiled image */
+    int32_t widthStep;      /* bytes from a row to the next */
+    int32_t borderMode[4];  /* top, bottom, left, right */
+    int32_t borderConst[4]; /* of the same sides, for VEK_BORDER_FIXED */
+    uint8_t* rawImageData;  /* the block to free, null when the library did not allocate it */
 };
 
 /* ---- Memory -------------------------------------------------------------------------------------- */
@@ -732,20 +734,21 @@ VEK_API void vekDCT2D(const VekImage* src, VekImage* dst, int32_t flags);
 /* A convolution kernel. The coefficients are stored rotated by 180 degrees, index i holding the given index
  * nCols nRows - 1 - i, and the anchor with them: anchorX is nCols - 1 - the given column, anchorY alike. */
 typedef struct VekConvKernel {
-    int32_t nCols;
-    int32_t nRows;
-    int32_t anchorX;
-    int32_t anchorY;
-    int32_t* values;
+    int32_t nCols;   /* width */
+    int32_t nRows;   /* height */
+    int32_t anchorX; /* the stored column that falls on the pixel */
+    int32_t anchorY; /* the stored row that falls on the pixel */
+    int32_t* values; /* nCols nRows coefficients, row by row */
     int32_t nShiftR; /* bits by which each sum is shifted right, by its sign; below 0 as 0 */
 } VekConvKernel;
 
+/* The same with floats for coefficients, and without a shift. */
 typedef struct VekConvKernelFP {
-    int32_t nCols;
-    int32_t nRows;
-    int32_t anchorX;
-    int32_t anchorY;
-    float* values;
+    int32_t nCols;   /* width */
+    int32_t nRows;   /* height */
+    int32_t anchorX; /* the stored column that falls on the pixel */
+    int32_t anchorY; /* the stored row that falls on the pixel */
+    float* values;   /* nCols nRows coefficients, row by row */
 } VekConvKernelFP;
 
 /* How the results v1 .. vn of several kernels become one. */
@@ -1006,7 +1009,7 @@ VEK_API void vekGrayToColor(const VekImage* srcImage, VekImage* dstImage, float 
  * channels, and data[4 r + 3], the offset; rows 0 to 2 give the destination's channels, row 3 is not used. A value stands for
  * data[i] / 2^scalingValue. */
 typedef struct VekColorTwist {
-    int32_t data[16];
+    int32_t data[16];     /* four rows of four */
     int32_t scalingValue; /* 0 to 31 */
 } VekColorTwist;
 
@@ -1039,8 +1042,8 @@ VEK_API void vekApplyColorTwist(const VekImage* srcImage, VekImage* dstImage, co
 
 /* One spatial moment, and what normalizes it: 1 / (width^m height^n) of the working rectangle. */
 typedef struct VekMoment {
-    double scale;
-    double value;
+    double scale; /* the normalizing factor */
+    double value; /* the moment itself */
 } VekMoment;
 
 /* Moments by the powers [m] of x and [n] of y; only those with m + n of at most 3 are written or read. */

@@ -1,0 +1,30 @@
+# Makes the reference without a warning, and looks up every exported function in it.
+#   DOXYGEN, DOXYFILE   the program and what to run it on      API   where the reference goes      EXPORTS   the names
+cmake_minimum_required(VERSION 3.22)
+
+file(REMOVE_RECURSE ${API})
+file(MAKE_DIRECTORY ${API})
+execute_process(COMMAND ${DOXYGEN} ${DOXYFILE} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE out)
+if(NOT result EQUAL 0 OR NOT out STREQUAL "")
+  message(FATAL_ERROR "The reference has gaps:\n${out}")
+endif()
+
+# The index of an HTML reference names what is documented, and nothing else.
+file(READ ${API}/globals_func.html index)
+string(APPEND index " ")
+file(GLOB pages ${API}/globals_func_*.html)
+foreach(page ${pages})
+  file(READ ${page} text)
+  string(APPEND index "${text}")
+endforeach()
+file(STRINGS ${EXPORTS} names)
+set(missing "")
+foreach(name ${names})
+  string(FIND "${index}" "${name}()" place)
+  if(place EQUAL -1)
+    list(APPEND missing ${name})
+  endif()
+endforeach()
+if(missing)
+  message(FATAL_ERROR "Exported, and not in the reference: ${missing}")
+endif()
