@@ -25,8 +25,7 @@ int main(void)
     for (y = 0; y < HEIGHT; ++y)
         for (x = 0; x < WIDTH; ++x) {
             const double dx = (x - 15.5) / 15, dy = (y - 5.5) / 6;
-            if (dx * dx + dy * dy < 1)
-                mask->imageData[y * mask->widthStep + x / 8] |= (uint8_t)(0x80 >> x % 8);
+            if (dx * dx + dy * dy < 1) mask->imageData[y * mask->widthStep + x / 8] |= (uint8_t)(0x80 >> x % 8);
         }
 
     image->maskROI = mask;

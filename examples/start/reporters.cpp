@@ -10,7 +10,8 @@ static thread_local std::vector<std::string> heard;
 
 static VekStatus listen(VekStatus status, const char* function, const char* context, const char*, int32_t) noexcept
 {
-    heard.push_back(std::string(function ? function : "") + ": " + vekErrorStr(status) + ", " + (context ? context : ""));
+    heard.push_back(std::string(function ? function : "") + ": " + vekErrorStr(status) + ", " +
+                    (context ? context : ""));
     return status;
 }
 
@@ -44,8 +45,7 @@ int main()
     const uint32_t depths[] = {VEK_DEPTH_8U, VEK_DEPTH_8S, 7};
     std::string texts[3];
     std::vector<std::thread> threads;
-    for (int i = 0; i < 3; ++i)
-        threads.emplace_back([&, i] { texts[i] = work(static_cast<int32_t>(depths[i])); });
+    for (int i = 0; i < 3; ++i) threads.emplace_back([&, i] { texts[i] = work(static_cast<int32_t>(depths[i])); });
     for (std::thread& thread : threads) thread.join();
     for (const std::string& text : texts) std::fputs(text.c_str(), stdout);
 }

@@ -40,7 +40,8 @@ int main(int argc, char** argv)
     VekImage* image = vekCreateImageHeader(1, 0, VEK_DEPTH_8U, "GRAY", "G\0\0\0", VEK_DATA_ORDER_PIXEL,
                                            VEK_ORIGIN_TOP_LEFT, 4, SIDE, SIDE, NULL, NULL, NULL, tiles);
     if (argc < 2) unlink(name);
-    if (file < 0 || ftruncate(file, (off_t)TILES * TILES * TILE_BYTES) || setrlimit(RLIMIT_AS, &few) || !image) return 1;
+    if (file < 0 || ftruncate(file, (off_t)TILES * TILES * TILE_BYTES) || setrlimit(RLIMIT_AS, &few) || !image)
+        return 1;
     vekRedirectError(vekStdErrReport);
     vekSetErrMode(VEK_ErrorModeParent);
 

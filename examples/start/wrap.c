@@ -15,7 +15,7 @@ int main(void)
 
     for (y = 2; y < 6; ++y) memset(frame[y] + 3 * 4, 255, 3 * 16); /* a white bar */
 
-    vekRedirectError(vekStdErrReport); /* failures go to the standard error stream, */
+    vekRedirectError(vekStdErrReport);  /* failures go to the standard error stream, */
     vekSetErrMode(VEK_ErrorModeParent); /* and the program goes on */
 
     colour = vekCreateImageHeader(3, 0, VEK_DEPTH_8U, "RGB\0", "BGR\0", VEK_DATA_ORDER_PIXEL, VEK_ORIGIN_TOP_LEFT, 4,
