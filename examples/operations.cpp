@@ -1,6 +1,7 @@
 /* operations: the table. A new operation of the library is one more row. */
 #include "operations.h"
 
+#include "colours.h"
 #include "spectra.h"
 #include "warps.h"
 
@@ -125,6 +126,10 @@ const Operation operations[] = {
     {"warp",     ONE_PICTURE,  6, "affine, c0 .. c5",  "warp:0.9:0.3:-20:-0.2:0.8:45", [](In, In, Out d, N n) { warpPicture(d, n.values); }},
     {"quad",     ONE_PICTURE,  8, "onto x0:y0 .. x3:y3", "quad:40:20:200:5:215:150:10:120", [](In, In, Out d, N n) { bendPicture(d, n.values); }},
     {"resize",   ONE_PICTURE,  3, "to w x h by mode",  "resize:90:60:3", [](In, In, Out d, N n) { resizePicture(d, n.whole(), (int32_t)n.values[1], (int32_t)n.values[2]); }},
+    {"hsv",      ONE_PICTURE,  2, "hue + n degrees, saturation * n", "hsv:120:1.5", [](In, In, Out d, N n) { turnHues(d, n.values[0], n.values[1]); }},
+    {"gray",     ONE_PICTURE,  0, "weighted sum",      "gray",          [](In, In, Out d, N) { takeColourOut(d); }},
+    {"ycrcb",    ONE_PICTURE,  0, "Y, Cb, Cr",         "ycrcb",         [](In, In, Out d, N) { showLumaAndChroma(d); }},
+    {"twist",    ONE_PICTURE,  12, "3 rows of 3 factors and an offset", "twist:.13:.53:.27:0:.17:.69:.35:0:.19:.77:.39:0", [](In, In, Out d, N n) { twistColours(d, n.values); }},
 };
 /* clang-format on */
 

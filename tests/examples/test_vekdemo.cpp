@@ -100,6 +100,9 @@ template <class F> Bytes expected(int nChannels, F f)
     return samples;
 }
 
+/* Of a pixel of the file: blue, and one and two more. */
+int grayOf(int blue) { return (18 * blue + 183 * (blue + 1) + 54 * (blue + 2)) >> 8; }
+
 typedef int Sample(int value, int x, int y, int channel);
 
 TEST(Vekdemo, ComputesWhatTheChainSays)
@@ -134,6 +137,17 @@ TEST(Vekdemo, ComputesWhatTheChainSays)
         {"invert,roi:0:0:2:4,copy:" + second, [](int v, int x, int, int) { return x < 2 ? v : 255 - v; }},
         {"add:" + second, [](int v, int, int, int) { return 2 * v; }},
         {"xor:" + second, [](int, int, int, int) { return 0; }},
+        {"gray", [](int v, int, int, int c) { return grayOf(v - c + 1); }},
+        {"mask:checker,gray", [](int v, int x, int y, int c) { return (x + y) % 2 ? grayOf(v - c + 1) : v; }},
+        {"coi:2,hsv:30:0", [](int v, int, int, int c) { return c == 2 ? v + 1 : v; }},
+        {"roi:1:1:2:2,ycrcb",
+         [](int v, int x, int y, int c) {
+             return x < 1 || x > 2 || y < 1 || y > 2 ? v : c == 1 ? v + 1 : c == 2 ? 127 : 128;
+         }},
+        {"roi:2:0:9:9,twist:0:1:0:2:1:0:0:0:0:0:0.5:-1",
+         [](int v, int x, int, int c) {
+             return x < 2 ? v : c == 1 ? v + 3 : c == 2 ? v - 1 : v / 2 - 1;
+         }},
     };
     for (const auto& row : rows) {
         const std::string in = writeFile("in.bmp", makeFile(3)), out = pathOf("out.bmp");
