@@ -1,6 +1,6 @@
 /* Ownctog: colour to gray, a weighted sum of red, green and blue: 54, 183, 18 of 8 fractional bits, or 109, 366, 37 of 9. Bits
  * are set above the middle of the range. */
-#include "owncolor.h"
+#include "ownmatrix.h"
 
 /* out = f(r, g, b), a sample of a type of its own. */
 template <class D, class S, class F>
@@ -38,6 +38,45 @@ template <class S, class F>
     }
 }
 
+/* The packed loops: f gives a vector of grays of the samples' width, within the range of D; of bits, the lanes' signs. */
+template <class S, class F> static inline auto ownGrayLanes(const void* const in[], F f)
+{
+    return [=](ptrdiff_t i) {
+        const ptrdiff_t at = i * (ptrdiff_t)sizeof(S);
+        return f(ownLoad<S>((const char*)in[0] + at), ownLoad<S>((const char*)in[1] + at),
+                 ownLoad<S>((const char*)in[2] + at));
+    };
+}
+template <class D, class S, class F>
+[[gnu::flatten]] static inline void ownMapGray(void* const out[], const void* const in[], ptrdiff_t n, F f)
+{
+    constexpr ptrdiff_t lanes = OwnVec<S>::lanes, size = (ptrdiff_t)sizeof(D);
+    const auto gray = ownGrayLanes<S>(in, f);
+    char* to = (char*)out[0];
+    for (ptrdiff_t i = 0; i < n; i += OwnVec<D>::lanes) {
+        if constexpr (sizeof(D) == sizeof(S)) ownStore(to + i * size, ownAs<D>(gray(i)));
+        else if constexpr (2 * sizeof(D) == sizeof(S)) ownStore(to + i * size, ownNarrow<D>(gray(i), gray(i + lanes)));
+        else
+            ownStore(to + i * size, ownNarrow<D>(ownNarrow<int16_t>(gray(i), gray(i + lanes)),
+                                                 ownNarrow<int16_t>(gray(i + 2 * lanes), gray(i + 3 * lanes))));
+    }
+}
+template <class S, class F>
+[[gnu::flatten]] static inline void ownMapGrayBits(void* const out[], const void* const in[], ptrdiff_t n, F f)
+{
+    constexpr ptrdiff_t lanes = OwnVec<S>::lanes;
+    const auto gray = ownGrayLanes<S>(in, f);
+    const auto signs = [=](ptrdiff_t i) {
+        if constexpr (sizeof(S) == 1) return gray(i);
+        else if constexpr (sizeof(S) == 2) return ownNarrow<int8_t>(gray(i), gray(i + lanes));
+        else
+            return ownNarrow<int8_t>(ownNarrow<int16_t>(gray(i), gray(i + lanes)),
+                                     ownNarrow<int16_t>(gray(i + 2 * lanes), gray(i + 3 * lanes)));
+    };
+    for (ptrdiff_t i = 0; i < n; i += OWN_VEC_BYTES)
+        ownStoreSigns((uint8_t*)out[0] + (i >> 3), ownAs<uint8_t>(signs(i)));
+}
+
 /* ---- 8 and 16 bits --------------------------------------------------------------------------------------------- */
 
 static inline OwnVec<uint8_t> ownTwoBytes(uint8_t first, uint8_t second)
@@ -63,21 +102,55 @@ template <class S> static void ownGrayBitsPlain(void* const out[], const void* c
 
 /* 8 bits: green's weight is shared out, 54 R + 74 G and 109 G + 18 B, so that each sum fits a signed 16-bit lane. Both
  * together fit an unsigned one. */
-static void ownGrayByteRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+static inline OwnVec<uint8_t> ownGrayOfBytes(OwnVec<uint8_t> r, OwnVec<uint8_t> g, OwnVec<uint8_t> b)
 {
-    constexpr ptrdiff_t lanes = OwnVec<uint8_t>::lanes;
     const OwnVec<int8_t> rgWeights = ownAs<int8_t>(ownTwoBytes(54, 74)),
                          gbWeights = ownAs<int8_t>(ownTwoBytes(109, 18));
     const auto sum = [=](OwnVec<uint8_t> rg, OwnVec<uint8_t> gb) {
         const auto weighted = ownMulAddSat(rg, rgWeights) + ownMulAddSat(gb, gbWeights);
         return ownAs<int16_t>(ownShiftRight(ownAs<uint16_t>(weighted), 8));
     };
-    for (ptrdiff_t i = 0; i < n; i += lanes) {
-        const auto r = ownLoad<uint8_t>((const char*)in[0] + i), g = ownLoad<uint8_t>((const char*)in[1] + i),
-                   b = ownLoad<uint8_t>((const char*)in[2] + i);
-        const auto rg = ownZip(r, g), gb = ownZip(g, b);
-        ownStore((char*)out[0] + i, ownPack<uint8_t>(sum(rg.lo, gb.lo), sum(rg.hi, gb.hi)));
+    const auto rg = ownZip(r, g), gb = ownZip(g, b);
+    return ownPack<uint8_t>(sum(rg.lo, gb.lo), sum(rg.hi, gb.hi));
+}
+static void ownGrayByteRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    ownMapGray<uint8_t, uint8_t>(out, in, n, ownGrayOfBytes);
+}
+static void ownGrayByteBitsRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    ownMapGrayBits<uint8_t>(out, in, n, ownGrayOfBytes); /* above 127 the top bit is set */
+}
+static void ownGrayByteShortRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnVec<uint16_t> V;
+    for (ptrdiff_t i = 0; i < n; i += V::lanes) {
+        const auto weighted = [=](int c, uint16_t weight) {
+            return ownLoadWide<uint16_t, uint8_t>((const char*)in[c] + i) * ownSet(weight);
+        };
+        ownStore((char*)out[0] + 2 * i, weighted(0, 54) + weighted(1, 183) + weighted(2, 18));
     }
+}
+
+/* 16 bits: samples less 32768 are signed, and their sums lack 255 times that. */
+template <int shift>
+static inline OwnVec<uint16_t> ownGrayOfShorts(OwnVec<uint16_t> r, OwnVec<uint16_t> g, OwnVec<uint16_t> b)
+{
+    const OwnPair<int16_t> rg = ownZip(ownTopTurned(r), ownTopTurned(g)),
+                           b0 = ownZip(ownTopTurned(b), OwnVec<int16_t>{});
+    const OwnVec<int16_t> rgWeights = ownTwoFactors(54, 183), bWeights = ownTwoFactors(18, 0);
+    const OwnVec<int32_t> back = ownSet(255 * 32768);
+    return ownPack<uint16_t>(ownShiftRight(ownMulAdd(rg.lo, rgWeights) + ownMulAdd(b0.lo, bWeights) + back, shift),
+                             ownShiftRight(ownMulAdd(rg.hi, rgWeights) + ownMulAdd(b0.hi, bWeights) + back, shift));
+}
+template <class D, int shift>
+static void ownGrayShortRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    ownMapGray<D, uint16_t>(out, in, n, ownGrayOfShorts<shift>);
+}
+static void ownGrayShortBitsRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    ownMapGrayBits<uint16_t>(out, in, n, ownGrayOfShorts<8>); /* above 32767 the top bit is set */
 }
 
 /* 16 bits to 8 in planes: each product loses its low 16 bits by itself. The last sample of rows of odd length is exact. */
@@ -85,6 +158,14 @@ static void ownGrayHighPlain(void* const out[], const void* const in[], ptrdiff_
 {
     ownEachGray<uint8_t, uint16_t>(out, in, n, [](uint32_t r, uint32_t g, uint32_t b) {
         return (uint8_t)(((r * 109 >> 16) + (g * 366 >> 16) + (b * 37 >> 16)) >> 1);
+    });
+}
+static void ownGrayHighRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnVec<uint16_t> V;
+    ownMapGray<uint8_t, uint16_t>(out, in, n, [](V r, V g, V b) {
+        const auto high = [](V x, uint16_t weight) { return ownMulHigh(x, ownSet(weight)); };
+        return ownShiftRight(high(r, 109) + high(g, 366) + high(b, 37), 1);
     });
 }
 static void ownGrayExactPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
@@ -112,36 +193,52 @@ static void ownGrayLongBitsPlain(void* const out[], const void* const in[], ptrd
                             [](int32_t r, int32_t g, int32_t b) { return ownGrayLongSum(10, r, g, b) > 0x1FFFFFFF; });
 }
 
-/* ---- Tables ---------------------------------------------------------------------------------------------------- */
+typedef OwnVec<int32_t> OwnGrayLongs;
+template <int low> static inline OwnGrayLongs ownGrayOfLongs(OwnGrayLongs r, OwnGrayLongs g, OwnGrayLongs b)
+{
+    const auto weighted = [](OwnGrayLongs x, int weight) { return ownShiftRight(x, low) * ownSet(weight); };
+    return weighted(r, 109) + weighted(g, 366) + weighted(b, 37);
+}
+template <class D, int shift>
+static void ownGrayLongRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnGrayLongs V;
+    ownMapGray<D, int32_t>(out, in, n, [](V r, V g, V b) {
+        return ownShiftRight(ownGrayOfLongs<11>(r, g, b), shift) & ownSet<int32_t>(std::numeric_limits<D>::max());
+    });
+}
+static void ownGrayLongBitsRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnGrayLongs V;
+    ownMapGrayBits<int32_t>(
+        out, in, n, [](V r, V g, V b) { return ownGreater(ownGrayOfLongs<10>(r, g, b), ownSet<int32_t>(0x1FFFFFFF)); });
+}
 
-#define OWN_ONLY_PLAIN(...)                                                                                            \
-    {                                                                                                                  \
-        __VA_ARGS__, __VA_ARGS__                                                                                       \
-    }
+/* ---- Tables ---------------------------------------------------------------------------------------------------- */
 
 /* Rows: the depth of the colour image. Columns: gray of 1U, 8U, 8S, 16U. */
 extern const OwnPlaneRow ownColorToGrayRows[OWN_DEPTHS][OWN_DEPTHS];
 const OwnPlaneRow ownColorToGrayRows[OWN_DEPTHS][OWN_DEPTHS] = {
     /*  1U */ {},
     /*  8U */
-    {OWN_ONLY_PLAIN(ownGrayBitsPlain<uint8_t>),
+    {{ownGrayByteBitsRun, ownGrayBitsPlain<uint8_t>},
      {ownGrayByteRun, ownGrayPlain<uint8_t, uint8_t, 8>},
      {},
-     OWN_ONLY_PLAIN(ownGrayPlain<uint16_t, uint8_t, 0>)},
+     {ownGrayByteShortRun, ownGrayPlain<uint16_t, uint8_t, 0>}},
     /*  8S */ {},
     /* 16U */
-    {OWN_ONLY_PLAIN(ownGrayBitsPlain<uint16_t>),
-     OWN_ONLY_PLAIN(ownGrayPlain<uint8_t, uint16_t, 16>),
+    {{ownGrayShortBitsRun, ownGrayBitsPlain<uint16_t>},
+     {ownGrayShortRun<uint8_t, 16>, ownGrayPlain<uint8_t, uint16_t, 16>},
      {},
-     OWN_ONLY_PLAIN(ownGrayPlain<uint16_t, uint16_t, 8>)},
+     {ownGrayShortRun<uint16_t, 8>, ownGrayPlain<uint16_t, uint16_t, 8>}},
     /* 16S */ {},
     /* 32S */
-    {OWN_ONLY_PLAIN(ownGrayLongBitsPlain),
-     OWN_ONLY_PLAIN(ownGrayLongPlain<uint8_t, 21>),
+    {{ownGrayLongBitsRun, ownGrayLongBitsPlain},
+     {ownGrayLongRun<uint8_t, 21>, ownGrayLongPlain<uint8_t, 21>},
      {},
-     OWN_ONLY_PLAIN(ownGrayLongPlain<uint16_t, 13>)},
+     {ownGrayLongRun<uint16_t, 13>, ownGrayLongPlain<uint16_t, 13>}},
     /* 32F */ {},
 };
 extern const OwnPlaneRow ownColorToGrayPlaneRow, ownColorToGrayLastRow;
-const OwnPlaneRow ownColorToGrayPlaneRow = OWN_ONLY_PLAIN(ownGrayHighPlain);
-const OwnPlaneRow ownColorToGrayLastRow = OWN_ONLY_PLAIN(ownGrayExactPlain);
+const OwnPlaneRow ownColorToGrayPlaneRow = {ownGrayHighRun, ownGrayHighPlain};
+const OwnPlaneRow ownColorToGrayLastRow = {ownGrayExactPlain, ownGrayExactPlain}; /* a pixel a row */

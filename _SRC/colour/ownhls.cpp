@@ -46,14 +46,26 @@ static void ownRgbToHlsRun(void* const out[], const void* const in[], ptrdiff_t 
         return OwnTriple<int16_t>{two.lo, ownShiftRight(s, 1), two.hi};
     });
 }
+template <class T> static void ownRgbToHlsLongRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnVec<int32_t> V;
+    ownMapLong<T>(out, in, n, [](V r, V g, V b) {
+        const OwnHueSpans span = ownSpan(r, g, b);
+        const V s = span.most + span.least, isGray = ownEqual(span.d, V{});
+        const V den = sizeof(T) == 4 ? s : ownMin(s, ownSet<int32_t>(131070) - s);
+        const V ratio = ownChopTo<T>(ownMostSample<T> * ownToDouble(span.d) / ownToDouble(den));
+        return OwnTriple<int32_t>{ownHue<T>(r, g, b, span.most, span.d) & ~isGray, ownShiftRight(s, 1),
+                                  ratio & ~isGray};
+    });
+}
 
 OWN_PLANE_TABLE(ownRgbToHlsRows) = {
     /*  1U */ {},
     /*  8U */ {ownRgbToHlsRun, ownRgbToHlsPlain<uint8_t>},
     /*  8S */ {},
-    /* 16U */ {ownRgbToHlsPlain<uint16_t>, ownRgbToHlsPlain<uint16_t>},
+    /* 16U */ {ownRgbToHlsLongRun<uint16_t>, ownRgbToHlsPlain<uint16_t>},
     /* 16S */ {},
-    /* 32S */ {ownRgbToHlsPlain<int32_t>, ownRgbToHlsPlain<int32_t>},
+    /* 32S */ {ownRgbToHlsLongRun<int32_t>, ownRgbToHlsPlain<int32_t>},
     /* 32F */ {},
 };
 
@@ -133,13 +145,42 @@ static void ownHlsToRgbRun(void* const out[], const void* const in[], ptrdiff_t 
         return OwnTriple<int16_t>{ownPackedRamp(m1, c, red), ownPackedRamp(m1, c, green), ownPackedRamp(m1, c, blue)};
     });
 }
+/* 16 and 32 bits: the hues of red, green and blue, ramps in double, and of these what each hue wants. */
+template <class T> static inline OwnTriple<int32_t> ownHuesOf(OwnVec<int32_t> h)
+{
+    typedef OwnVec<int32_t> V;
+    const auto set = [](int32_t x) { return ownSet(x); };
+    if constexpr (sizeof(T) == 4)
+        return {h + ownSelect(ownGreater(h, set(240)), set(-240), set(120)), h,
+                h + ownSelect(ownGreater(set(120), h), set(240), set(-120))};
+    const auto turn = [=](V x) { return x + (ownGreater(V{}, x) & set(360)) - (ownGreater(x, set(360)) & set(360)); };
+    return {turn(h + set(120)), turn(h), turn(h - set(120))};
+}
+template <class T> static void ownHlsToRgbLongRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnVec<int32_t> V;
+    ownMapLong<T>(out, in, n, [](V h, V l, V s) {
+        const OwnReals L = ownToDouble(l), S = ownToDouble(s), a = L * S * ownUnitSample<T>;
+        const OwnReals m2 = ownWhereBelow(L, sizeof(T) == 4 ? 1073741824.0 : 32768.0, L + a, L - a + S);
+        const OwnReals m1 = ownToDouble(l + l) - m2, rise = m2 - m1;
+        const V top = ownChopTo<T>(m2), bottom = ownChopTo<T>(m1), isGray = ownEqual(s, V{});
+        const auto ramp = [=](V x) {
+            const V up = ownGreater(ownSet<int32_t>(60), x), w = ownSelect(up, x, ownSet<int32_t>(240) - x);
+            const V slope = ownChopTo<T>(m1 + rise * ownToDouble(w) * 0.0166666667);
+            const V isTop = ownGreater(ownSet<int32_t>(180), x) & ~up, isBottom = ownGreater(x, ownSet<int32_t>(239));
+            return ownSelect(isGray, l, ownSelect(isTop, top, ownSelect(isBottom, bottom, slope)));
+        };
+        const OwnTriple<int32_t> hues = ownHuesOf<T>(h);
+        return OwnTriple<int32_t>{ramp(hues.a), ramp(hues.b), ramp(hues.c)};
+    });
+}
 
 OWN_PLANE_TABLE(ownHlsToRgbRows) = {
     /*  1U */ {},
     /*  8U */ {ownHlsToRgbRun, ownHlsToRgbPlain<uint8_t>},
     /*  8S */ {},
-    /* 16U */ {ownHlsToRgbPlain<uint16_t>, ownHlsToRgbPlain<uint16_t>},
+    /* 16U */ {ownHlsToRgbLongRun<uint16_t>, ownHlsToRgbPlain<uint16_t>},
     /* 16S */ {},
-    /* 32S */ {ownHlsToRgbPlain<int32_t>, ownHlsToRgbPlain<int32_t>},
+    /* 32S */ {ownHlsToRgbLongRun<int32_t>, ownHlsToRgbPlain<int32_t>},
     /* 32F */ {},
 };

@@ -8,9 +8,8 @@
 /* 32 and 16 bits, in double. Without saturation there is no hue. */
 template <class T> static OwnPixel<T> ownHsvOf(T r, T g, T b)
 {
-    const double M = std::is_same_v<T, int32_t> ? 2147483647.0 : 65535.0;
     const OwnHueSpan span = ownSpan(r, g, b);
-    const T s = span.most == 0 ? (T)0 : ownChopTo<T>(span.d * M / span.most);
+    const T s = span.most == 0 ? (T)0 : ownChopTo<T>(span.d * ownMostSample<T> / span.most);
     const T h = s == 0 ? (T)0 : ownChopTo<T>(ownHue(r, g, b, span.most, span.d));
     return {h, s, (T)span.most};
 }
@@ -35,14 +34,24 @@ static void ownRgbToHsvRun(void* const out[], const void* const in[], ptrdiff_t 
         return OwnTriple<int16_t>{two.lo, two.hi, v};
     });
 }
+template <class T> static void ownRgbToHsvLongRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnVec<int32_t> V;
+    ownMapLong<T>(out, in, n, [](V r, V g, V b) {
+        const OwnHueSpans span = ownSpan(r, g, b);
+        const OwnReals ratio = ownToDouble(span.d) * ownMostSample<T> / ownToDouble(span.most);
+        const V zero = {}, s = ownChopTo<T>(ratio) & ~ownEqual(span.most, zero);
+        return OwnTriple<int32_t>{ownHue<T>(r, g, b, span.most, span.d) & ~ownEqual(s, zero), s, span.most};
+    });
+}
 
 OWN_PLANE_TABLE(ownRgbToHsvRows) = {
     /*  1U */ {},
     /*  8U */ {ownRgbToHsvRun, ownRgbToHsvPlain<uint8_t>},
     /*  8S */ {},
-    /* 16U */ {ownRgbToHsvPlain<uint16_t>, ownRgbToHsvPlain<uint16_t>},
+    /* 16U */ {ownRgbToHsvLongRun<uint16_t>, ownRgbToHsvPlain<uint16_t>},
     /* 16S */ {},
-    /* 32S */ {ownRgbToHsvPlain<int32_t>, ownRgbToHsvPlain<int32_t>},
+    /* 32S */ {ownRgbToHsvLongRun<int32_t>, ownRgbToHsvPlain<int32_t>},
     /* 32F */ {},
 };
 
@@ -64,8 +73,7 @@ template <class T> static OwnPixel<T> ownOfSector(int32_t sector, T v, T p, T q,
 /* With f the place within the sector, from 0 to 1: p = (M - S) V / M, q = (M - f S) V / M, t = (M - (1 - f) S) V / M. */
 template <class T> static OwnPixel<T> ownRgbOfHsv(T h, T s, T v)
 {
-    const double M = std::is_same_v<T, int32_t> ? 2147483647.0 : 65535.0;
-    const double K = std::is_same_v<T, int32_t> ? 4.656612875e-10 : 1.52590219e-05;
+    const double M = ownMostSample<T>, K = ownUnitSample<T>;
     if (s == 0) return {v, v, v};
     const double turn = h == 360 ? 0 : h * 0.01666666667;
     const int32_t sector = (int32_t)turn;
@@ -86,6 +94,17 @@ template <> OwnPixel<uint8_t> ownRgbOfHsv(uint8_t h, uint8_t s, uint8_t v)
 template <class T> static void ownHsvToRgbPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
 {
     ownEachPixel<T, T>(out, in, n, [](T h, T s, T v) { return ownRgbOfHsv<T>(h, s, v); });
+}
+
+/* By sector, of the lanes of one type: as ownOfSector. */
+template <class T>
+static inline OwnTriple<T> ownOfSectors(OwnVec<T> sector, OwnVec<T> v, OwnVec<T> p, OwnVec<T> q, OwnVec<T> t)
+{
+    const auto in = [=](int i) { return ownEqual(sector, ownSet((T)i)); };
+    const OwnVec<T> in0 = in(0), in1 = in(1), in2 = in(2), in3 = in(3), in4 = in(4);
+    return {ownSelect(in1, q, ownSelect(in2 | in3, p, ownSelect(in4, t, v))),
+            ownSelect(in0, t, ownSelect(in1 | in2, v, ownSelect(in3, q, p))),
+            ownSelect(in0 | in1, p, ownSelect(in2, t, ownSelect(in3 | in4, v, q)))};
 }
 
 /* The same in 16-bit lanes: h / 30 = h 2185 / 65536, and x 34 / 2048 = x 1088 / 65536. */
@@ -109,11 +128,22 @@ static void ownHsvToRgbRun(void* const out[], const void* const in[], ptrdiff_t 
         const OwnHsvParts lo = ownHsvParts(h2.lo, s2.lo, v2.lo), hi = ownHsvParts(h2.hi, s2.hi, v2.hi);
         const V p = ownPack<uint8_t>(lo.p, hi.p), q = ownPack<uint8_t>(lo.q, hi.q), t = ownPack<uint8_t>(lo.t, hi.t);
         const V sector = ownPack<uint8_t>(lo.sector, hi.sector);
-        const auto in = [=](int i) { return ownEqual(sector, ownSet((uint8_t)i)); };
-        const V in0 = in(0), in1 = in(1), in2 = in(2), in3 = in(3), in4 = in(4);
-        return OwnTriple<uint8_t>{ownSelect(in1, q, ownSelect(in2 | in3, p, ownSelect(in4, t, v))),
-                                  ownSelect(in0, t, ownSelect(in1 | in2, v, ownSelect(in3, q, p))),
-                                  ownSelect(in0 | in1, p, ownSelect(in2, t, ownSelect(in3 | in4, v, q)))};
+        return ownOfSectors(sector, v, p, q, t);
+    });
+}
+template <class T> static void ownHsvToRgbLongRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnVec<int32_t> V;
+    ownMapLong<T>(out, in, n, [](V h, V s, V v) {
+        const double M = ownMostSample<T>, K = ownUnitSample<T>;
+        const OwnReals turn = ownToDouble(h & ~ownEqual(h, ownSet<int32_t>(360))) * 0.01666666667;
+        const V sector = ownChop(turn);
+        const OwnReals f = turn - ownToDouble(sector), S = ownToDouble(s), W = ownToDouble(v);
+        const V p = ownChopTo<T>((M - S) * W * K), q = ownChopTo<T>((M - f * S) * W * K),
+                t = ownChopTo<T>((M - (1 - f) * S) * W * K), isGray = ownEqual(s, V{});
+        const OwnTriple<int32_t> rgb = ownOfSectors(sector, v, p, q, t);
+        return OwnTriple<int32_t>{ownSelect(isGray, v, rgb.a), ownSelect(isGray, v, rgb.b),
+                                  ownSelect(isGray, v, rgb.c)};
     });
 }
 
@@ -121,8 +151,8 @@ OWN_PLANE_TABLE(ownHsvToRgbRows) = {
     /*  1U */ {},
     /*  8U */ {ownHsvToRgbRun, ownHsvToRgbPlain<uint8_t>},
     /*  8S */ {},
-    /* 16U */ {ownHsvToRgbPlain<uint16_t>, ownHsvToRgbPlain<uint16_t>},
+    /* 16U */ {ownHsvToRgbLongRun<uint16_t>, ownHsvToRgbPlain<uint16_t>},
     /* 16S */ {},
-    /* 32S */ {ownHsvToRgbPlain<int32_t>, ownHsvToRgbPlain<int32_t>},
+    /* 32S */ {ownHsvToRgbLongRun<int32_t>, ownHsvToRgbPlain<int32_t>},
     /* 32F */ {},
 };

@@ -2,7 +2,7 @@
 #ifndef OWNHUE_H
 #define OWNHUE_H
 
-#include "owncolor.h"
+#include "ownreal.h"
 
 /* The largest and the smallest of three samples, and their difference, which wraps. */
 struct OwnHueSpan {
@@ -58,6 +58,33 @@ static inline OwnPair<int16_t> ownHueAndRatio(OwnVec<int16_t> r, OwnVec<int16_t>
     const auto half = ownPack<int16_t>(turn.lo, turn.hi) + base;
     const auto hue = half + (ownGreater(zero, half) & ownSet<int16_t>(180));
     return {hue & some, ownPack<int16_t>(ratio.lo, ratio.hi) & some};
+}
+
+/* ---- 16 and 32 bits: vectors of 32-bit lanes, by the plain forms' steps in double -------------------------------- */
+
+/* The largest sample of a depth, and its reciprocal as the inverse formulas have it. */
+template <class T> static constexpr double ownMostSample = (double)std::numeric_limits<T>::max();
+template <class T> static constexpr double ownUnitSample = sizeof(T) == 4 ? 4.656612875e-10 : 1.52590219e-05;
+
+struct OwnHueSpans {
+    OwnVec<int32_t> most, least, d;
+};
+static inline OwnHueSpans ownSpan(OwnVec<int32_t> r, OwnVec<int32_t> g, OwnVec<int32_t> b)
+{
+    const auto most = ownMax(r, ownMax(g, b)), least = ownMin(r, ownMin(g, b));
+    return {most, least, most - least};
+}
+
+/* ownHue, chopped to T. */
+template <class T>
+static inline OwnVec<int32_t> ownHue(OwnVec<int32_t> r, OwnVec<int32_t> g, OwnVec<int32_t> b, OwnVec<int32_t> most,
+                                     OwnVec<int32_t> d)
+{
+    const auto isRed = ownEqual(r, most), isGreen = ownEqual(g, most);
+    const auto x = ownSelect(isRed, g, ownSelect(isGreen, b, r)), y = ownSelect(isRed, b, ownSelect(isGreen, r, g));
+    const auto base = ~isRed & ownSelect(isGreen, ownSet<int32_t>(120), ownSet<int32_t>(240));
+    const OwnReals h = ownToDouble((x - y) * ownSet<int32_t>(60)) / ownToDouble(d) + ownToDouble(base);
+    return ownChopTo<T>(ownWhereBelow(h, 0, h + 360, h));
 }
 
 #endif

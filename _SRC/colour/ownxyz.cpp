@@ -25,15 +25,14 @@ static void ownXyzFloatPlain(void* const out[], const void* const in[], ptrdiff_
         return OwnPixel<float>{ownSum(m[0], x, y, z), ownSum(m[1], x, y, z), ownSum(m[2], x, y, z)};
     });
 }
-template <bool inverse> static void ownXyzLongPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
-{
-    ownEachPixel<int32_t, int32_t>(out, in, n, [](double x, double y, double z) {
+template <bool inverse> struct OwnXyzLong {
+    template <class N> static auto of(N x, N y, N z)
+    {
         const auto& m = inverse ? OwnXyzWeights<double>::from : OwnXyzWeights<double>::to;
-        return OwnPixel<int32_t>{ownChopAbove0<int32_t>(ownSum(m[0], x, y, z)),
-                                 ownChopAbove0<int32_t>(ownSum(m[1], x, y, z)),
-                                 ownChopAbove0<int32_t>(ownSum(m[2], x, y, z))};
-    });
-}
+        return ownThree(ownChopAbove0<int32_t>(ownSum(m[0], x, y, z)), ownChopAbove0<int32_t>(ownSum(m[1], x, y, z)),
+                        ownChopAbove0<int32_t>(ownSum(m[2], x, y, z)));
+    }
+};
 
 /* 8 and 16 bits, held to the range of the sample: of the sums to XYZ only Z can pass it. */
 template <class T, bool inverse>
@@ -81,21 +80,35 @@ static void ownXyzToRgbRun(void* const out[], const void* const in[], ptrdiff_t 
     });
 }
 
+/* 16 bits. The sums, of signed samples, stay within 32 bits. */
+template <bool inverse> static void ownXyzShortRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnVec<uint16_t> V;
+    ownMapPixels<uint16_t>(out, in, n, [](V x, V y, V z) {
+        const OwnTurns16 xyz = ownTurns16(x, y, z);
+        const auto row = [&](const int64_t* w) {
+            return ownFixedSum16<uint16_t>(xyz, (int)w[0], (int)w[1], (int)w[2], 8192);
+        };
+        const auto& m = inverse ? ownFromFixed : ownToFixed;
+        return OwnTriple<uint16_t>{row(m[0]), row(m[1]), row(m[2])};
+    });
+}
+
 OWN_PLANE_TABLE(ownRgbToXyzRows) = {
     /*  1U */ {},
     /*  8U */ {ownRgbToXyzRun, ownXyzFixedPlain<uint8_t, false>},
     /*  8S */ {},
-    /* 16U */ {ownXyzFixedPlain<uint16_t, false>, ownXyzFixedPlain<uint16_t, false>},
+    /* 16U */ {ownXyzShortRun<false>, ownXyzFixedPlain<uint16_t, false>},
     /* 16S */ {},
-    /* 32S */ {ownXyzLongPlain<false>, ownXyzLongPlain<false>},
+    /* 32S */ {ownLongRun<OwnXyzLong<false>>, ownLongPlain<OwnXyzLong<false>>},
     /* 32F */ {ownXyzFloatRun<false>, ownXyzFloatPlain<false>},
 };
 OWN_PLANE_TABLE(ownXyzToRgbRows) = {
     /*  1U */ {},
     /*  8U */ {ownXyzToRgbRun, ownXyzFixedPlain<uint8_t, true>},
     /*  8S */ {},
-    /* 16U */ {ownXyzFixedPlain<uint16_t, true>, ownXyzFixedPlain<uint16_t, true>},
+    /* 16U */ {ownXyzShortRun<true>, ownXyzFixedPlain<uint16_t, true>},
     /* 16S */ {},
-    /* 32S */ {ownXyzLongPlain<true>, ownXyzLongPlain<true>},
+    /* 32S */ {ownLongRun<OwnXyzLong<true>>, ownLongPlain<OwnXyzLong<true>>},
     /* 32F */ {ownXyzFloatRun<true>, ownXyzFloatPlain<true>},
 };

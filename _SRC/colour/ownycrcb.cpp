@@ -25,15 +25,15 @@ static void ownRgbToYCrFloatRun(void* const out[], const void* const in[], ptrdi
 }
 
 /* 32S: in double, chopped. */
-static void ownRgbToYCrLongPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
-{
-    ownEachPixel<int32_t, int32_t>(out, in, n, [](double r, double g, double b) {
+struct OwnRgbToYCrLong {
+    template <class N> static auto of(N r, N g, N b)
+    {
         const double middle = 1073741823;
-        return OwnPixel<int32_t>{ownChopTo<int32_t>(0.299 * r + 0.587 * g + 0.114 * b),
-                                 ownChopTo<int32_t>(-0.1687359 * r - 0.331264 * g + 0.5 * b + middle),
-                                 ownChopTo<int32_t>(0.5 * r - 0.41868759 * g - 0.08131241 * b + middle)};
-    });
-}
+        return ownThree(ownChopTo<int32_t>(0.299 * r + 0.587 * g + 0.114 * b),
+                        ownChopTo<int32_t>(-0.1687359 * r - 0.331264 * g + 0.5 * b + middle),
+                        ownChopTo<int32_t>(0.5 * r - 0.41868759 * g - 0.08131241 * b + middle));
+    }
+};
 
 /* 16 bits: weights of 14 fractional bits. */
 static void ownRgbToYCrShortPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
@@ -42,6 +42,17 @@ static void ownRgbToYCrShortPlain(void* const out[], const void* const in[], ptr
         return OwnPixel<uint16_t>{(uint16_t)((4899 * r + 9617 * g + 1868 * b + 8192) >> 14),
                                   (uint16_t)((0x20000000 - 2765 * r - 5427 * g + 8192 * b) >> 14),
                                   (uint16_t)((8192 * r - 6860 * g + 0x20000000 - 1332 * b) >> 14)};
+    });
+}
+
+static void ownRgbToYCrShortRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnVec<uint16_t> V;
+    ownMapPixels<uint16_t>(out, in, n, [](V r, V g, V b) {
+        const OwnTurns16 rgb = ownTurns16(r, g, b);
+        return OwnTriple<uint16_t>{ownFixedSum16<uint16_t>(rgb, 4899, 9617, 1868, 8192),
+                                   ownFixedSum16<uint16_t>(rgb, -2765, -5427, 8192, 0, 32768),
+                                   ownFixedSum16<uint16_t>(rgb, 8192, -6860, -1332, 0, 32768)};
     });
 }
 
@@ -67,9 +78,9 @@ OWN_PLANE_TABLE(ownRgbToYCrRows) = {
     /*  1U */ {},
     /*  8U */ {ownRgbToYCrByteRun, ownRgbToYCrBytePlain},
     /*  8S */ {},
-    /* 16U */ {ownRgbToYCrShortPlain, ownRgbToYCrShortPlain},
+    /* 16U */ {ownRgbToYCrShortRun, ownRgbToYCrShortPlain},
     /* 16S */ {},
-    /* 32S */ {ownRgbToYCrLongPlain, ownRgbToYCrLongPlain},
+    /* 32S */ {ownLongRun<OwnRgbToYCrLong>, ownLongPlain<OwnRgbToYCrLong>},
     /* 32F */ {ownRgbToYCrFloatRun, ownRgbToYCrFloatPlain},
 };
 
@@ -98,15 +109,14 @@ static void ownYCrToRgbFloatRun(void* const out[], const void* const in[], ptrdi
 }
 
 /* 32S: in double, clamped to 0 and the largest sample, chopped. */
-static void ownYCrToRgbLongPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
-{
-    ownEachPixel<int32_t, int32_t>(out, in, n, [](double y, double cb, double cr) {
-        const double g = y - 0.3441362862 * cb - 0.7141362862 * cr + 1136311521.6488118 + 0.5;
-        return OwnPixel<int32_t>{ownChopAbove0<int32_t>(1.402 * cr + y - 1505386036.547 + 0.5),
-                                 ownChopAbove0<int32_t>(g),
-                                 ownChopAbove0<int32_t>(1.772 * cb + y - 1902670511.242 + 0.5)};
-    });
-}
+struct OwnYCrToRgbLong {
+    template <class N> static auto of(N y, N cb, N cr)
+    {
+        const N g = y - 0.3441362862 * cb - 0.7141362862 * cr + 1136311521.6488118 + 0.5;
+        return ownThree(ownChopAbove0<int32_t>(1.402 * cr + y - 1505386036.547 + 0.5), ownChopAbove0<int32_t>(g),
+                        ownChopAbove0<int32_t>(1.772 * cb + y - 1902670511.242 + 0.5));
+    }
+};
 
 /* 16 and 8 bits: weights of 14 fractional bits, the offsets bring the middle of the differences to 0. */
 struct OwnYCrOffsets {
@@ -146,12 +156,33 @@ static void ownYCrToRgbByteRun(void* const out[], const void* const in[], ptrdif
     });
 }
 
+/* 16 bits: the differences are taken less 32768, so their middle comes near 0. */
+static void ownYCrToRgbShortRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnVec<uint16_t> V;
+    ownMapPixels<uint16_t>(out, in, n, [](V y, V cb, V cr) {
+        constexpr OwnYCrOffsets offset = ownYCrOffsets<uint16_t>;
+        const OwnPair<int16_t> both = ownZip(ownTopTurned(cb), ownTopTurned(cr));
+        const OwnPair<int32_t> luma = ownWords(y);
+        const auto add = [&](int a, int b, int32_t more, bool isLess) {
+            const OwnVec<int16_t> ab = ownTwoFactors(a, b);
+            const OwnVec<int32_t> back = ownSet(more + 32768 * (a + b));
+            const auto lo = ownShiftRight(ownMulAdd(both.lo, ab) + back, 14),
+                       hi = ownShiftRight(ownMulAdd(both.hi, ab) + back, 14);
+            return isLess ? ownPack<uint16_t>(luma.lo - lo, luma.hi - hi)
+                          : ownPack<uint16_t>(luma.lo + lo, luma.hi + hi);
+        };
+        return OwnTriple<uint16_t>{add(0, 22970, offset.red, false), add(5638, 11700, offset.green, true),
+                                   add(29032, 0, offset.blue, false)};
+    });
+}
+
 OWN_PLANE_TABLE(ownYCrToRgbRows) = {
     /*  1U */ {},
     /*  8U */ {ownYCrToRgbByteRun, ownYCrToRgbFixedPlain<uint8_t>},
     /*  8S */ {},
-    /* 16U */ {ownYCrToRgbFixedPlain<uint16_t>, ownYCrToRgbFixedPlain<uint16_t>},
+    /* 16U */ {ownYCrToRgbShortRun, ownYCrToRgbFixedPlain<uint16_t>},
     /* 16S */ {},
-    /* 32S */ {ownYCrToRgbLongPlain, ownYCrToRgbLongPlain},
+    /* 32S */ {ownLongRun<OwnYCrToRgbLong>, ownLongPlain<OwnYCrToRgbLong>},
     /* 32F */ {ownYCrToRgbFloatRun, ownYCrToRgbFloatPlain},
 };

@@ -24,13 +24,13 @@ static void ownRgbToYuvFloatRun(void* const out[], const void* const in[], ptrdi
 }
 
 /* The differences are those of the luma before it is chopped. */
-static void ownRgbToYuvLongPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
-{
-    ownEachPixel<int32_t, int32_t>(out, in, n, [](double r, double g, double b) {
-        const double y = ownSum(ownLuma<double>, r, g, b);
-        return OwnPixel<int32_t>{ownChopTo<int32_t>(y), ownChopTo<int32_t>(b - y), ownChopTo<int32_t>(r - y)};
-    });
-}
+struct OwnRgbToYuvLong {
+    template <class N> static auto of(N r, N g, N b)
+    {
+        const N y = ownSum(ownLuma<double>, r, g, b);
+        return ownThree(ownChopTo<int32_t>(y), ownChopTo<int32_t>(b - y), ownChopTo<int32_t>(r - y));
+    }
+};
 
 /* 16 and 8 bits: Y = (4899 R + 9617 G + 1868 B) >> 14, which must fit a signed sample, so bright pixels are held to half
  * the range; the differences are those of the luma before that. */
@@ -50,13 +50,26 @@ static void ownRgbToYuvRun(void* const out[], const void* const in[], ptrdiff_t 
     });
 }
 
+/* 16 bits: a difference of samples that lose 32768 both is the same. */
+static void ownRgbToYuvShortRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnVec<uint16_t> V;
+    ownMapPixels<uint16_t>(out, in, n, [](V r, V g, V b) {
+        const V y = ownFixedSum16<uint16_t>(ownTurns16(r, g, b), 4899, 9617, 1868, 0);
+        const OwnVec<int16_t> turned = ownTopTurned(y);
+        return OwnTriple<uint16_t>{ownMin(y, ownSet<uint16_t>(INT16_MAX)),
+                                   ownAs<uint16_t>(ownSubSat(ownTopTurned(b), turned)),
+                                   ownAs<uint16_t>(ownSubSat(ownTopTurned(r), turned))};
+    });
+}
+
 OWN_PLANE_TABLE(ownRgbToYuvRows) = {
     /*  1U */ {},
     /*  8U */ {ownRgbToYuvRun, ownRgbToYuvFixedPlain<uint8_t, int8_t>},
     /*  8S */ {},
-    /* 16U */ {ownRgbToYuvFixedPlain<uint16_t, int16_t>, ownRgbToYuvFixedPlain<uint16_t, int16_t>},
+    /* 16U */ {ownRgbToYuvShortRun, ownRgbToYuvFixedPlain<uint16_t, int16_t>},
     /* 16S */ {},
-    /* 32S */ {ownRgbToYuvLongPlain, ownRgbToYuvLongPlain},
+    /* 32S */ {ownLongRun<OwnRgbToYuvLong>, ownLongPlain<OwnRgbToYuvLong>},
     /* 32F */ {ownRgbToYuvFloatRun, ownRgbToYuvFloatPlain},
 };
 
@@ -77,15 +90,13 @@ static void ownYuvToRgbFloatRun(void* const out[], const void* const in[], ptrdi
 
 /* In double. Pixels of as many channels in the source as in the destination are computed with the constants of single
  * precision. */
-template <class Constant>
-static void ownYuvToRgbLongPlain(void* const out[], const void* const in[], ptrdiff_t n, const void*)
-{
-    ownEachPixel<int32_t, int32_t>(out, in, n, [](double y, double u, double v) {
-        const double green = y - (Constant)0.509 * v - (Constant)0.194 * u + (Constant)0.5;
-        return OwnPixel<int32_t>{ownChopAbove0<int32_t>(y + v), ownChopAbove0<int32_t>(green),
-                                 ownChopAbove0<int32_t>(y + u)};
-    });
-}
+template <class Constant> struct OwnYuvToRgbLong {
+    template <class N> static auto of(N y, N u, N v)
+    {
+        const N green = y - (double)(Constant)0.509 * v - (double)(Constant)0.194 * u + 0.5;
+        return ownThree(ownChopAbove0<int32_t>(y + v), ownChopAbove0<int32_t>(green), ownChopAbove0<int32_t>(y + u));
+    }
+};
 
 /* 16 and 8 bits: G = Y - ((8340 V + 3179 U) >> 14). Nothing passes the upper end of an unsigned sample. */
 template <class S, class D>
@@ -107,13 +118,29 @@ static void ownYuvToRgbRun(void* const out[], const void* const in[], ptrdiff_t 
     });
 }
 
+static void ownYuvToRgbShortRun(void* const out[], const void* const in[], ptrdiff_t n, const void*)
+{
+    typedef OwnVec<int16_t> V;
+    ownMapPixels<int16_t>(out, in, n, [](V y, V u, V v) {
+        const OwnPair<int16_t> vu = ownZip(v, u);
+        const OwnVec<int16_t> weights = ownTwoFactors(8340, 3179);
+        const OwnPair<int32_t> luma = ownUnpack(y), more[2] = {ownUnpack(v), ownUnpack(u)};
+        const auto add = [&](OwnPair<int32_t> x) {
+            return ownAs<int16_t>(ownPack<uint16_t>(luma.lo + x.lo, luma.hi + x.hi));
+        };
+        const auto green = ownPack<uint16_t>(luma.lo - ownShiftRight(ownMulAdd(vu.lo, weights), 14),
+                                             luma.hi - ownShiftRight(ownMulAdd(vu.hi, weights), 14));
+        return OwnTriple<int16_t>{add(more[0]), ownAs<int16_t>(green), add(more[1])};
+    });
+}
+
 OWN_PLANE_TABLE(ownYuvToRgbRows) = {
     /*  1U */ {},
     /*  8U */ {},
     /*  8S */ {ownYuvToRgbRun, ownYuvToRgbFixedPlain<int8_t, uint8_t>},
     /* 16U */ {},
-    /* 16S */ {ownYuvToRgbFixedPlain<int16_t, uint16_t>, ownYuvToRgbFixedPlain<int16_t, uint16_t>},
-    /* 32S */ {ownYuvToRgbLongPlain<float>, ownYuvToRgbLongPlain<float>},
+    /* 16S */ {ownYuvToRgbShortRun, ownYuvToRgbFixedPlain<int16_t, uint16_t>},
+    /* 32S */ {ownLongRun<OwnYuvToRgbLong<float>>, ownLongPlain<OwnYuvToRgbLong<float>>},
     /* 32F */ {ownYuvToRgbFloatRun, ownYuvToRgbFloatPlain},
 };
 OWN_PLANE_TABLE(ownYuvToRgbUnequalRows) = {
@@ -121,7 +148,7 @@ OWN_PLANE_TABLE(ownYuvToRgbUnequalRows) = {
     /*  8U */ {},
     /*  8S */ {ownYuvToRgbRun, ownYuvToRgbFixedPlain<int8_t, uint8_t>},
     /* 16U */ {},
-    /* 16S */ {ownYuvToRgbFixedPlain<int16_t, uint16_t>, ownYuvToRgbFixedPlain<int16_t, uint16_t>},
-    /* 32S */ {ownYuvToRgbLongPlain<double>, ownYuvToRgbLongPlain<double>},
+    /* 16S */ {ownYuvToRgbShortRun, ownYuvToRgbFixedPlain<int16_t, uint16_t>},
+    /* 32S */ {ownLongRun<OwnYuvToRgbLong<double>>, ownLongPlain<OwnYuvToRgbLong<double>>},
     /* 32F */ {ownYuvToRgbFloatRun, ownYuvToRgbFloatPlain},
 };
