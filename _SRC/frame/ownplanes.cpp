@@ -92,14 +92,18 @@ static bool ownFirstThree(const OwnPlaneSide& side)
     return side.nPlanes == 3 && side.channel[0] + side.channel[1] + side.channel[2] == 3;
 }
 
-/* Planes of n pixels from `pixels` on, and pixels from planes. */
+/* Planes of n pixels from `pixels` on, and pixels from planes. Fewer pixels than lanes go through a block of their own. */
 template <class T>
 static void ownTakeApart(const OwnPlaneSide& side, void* const plane[], const uint8_t* pixels, ptrdiff_t n)
 {
+    constexpr ptrdiff_t lanes = OwnVec<T>::lanes;
     const ptrdiff_t step = side.view.pixelStep;
-    if (ownFirstThree(side) && (step == 3 || step == 4) && n >= OwnVec<T>::lanes) {
+    if (ownFirstThree(side) && (step == 3 || step == 4)) {
         void* byChannel[3];
         for (int c = 0; c < 3; ++c) byChannel[side.channel[c]] = plane[c];
+        uint8_t few[4 * OWN_VEC_BYTES] = {};
+        if (n < lanes) pixels = (const uint8_t*)memcpy(few, pixels, (size_t)(n * step) * sizeof(T));
+        n = std::max(n, lanes);
         return step == 3 ? ownSplit3<T>(byChannel, pixels, n) : ownSplit4<T>(byChannel, pixels, n);
     }
     for (int c = 0; c < side.nPlanes; ++c)
@@ -108,11 +112,18 @@ static void ownTakeApart(const OwnPlaneSide& side, void* const plane[], const ui
 template <class T>
 static void ownPutTogether(const OwnPlaneSide& side, uint8_t* pixels, const void* const plane[], ptrdiff_t n)
 {
+    constexpr ptrdiff_t lanes = OwnVec<T>::lanes;
     const ptrdiff_t step = side.view.pixelStep;
-    if (ownFirstThree(side) && (step == 3 || step == 4) && n >= OwnVec<T>::lanes) {
+    if (ownFirstThree(side) && (step == 3 || step == 4)) {
         const void* byChannel[3];
         for (int c = 0; c < 3; ++c) byChannel[side.channel[c]] = plane[c];
-        return step == 3 ? ownJoin3<T>(pixels, byChannel, n) : ownJoin4<T>(pixels, byChannel, n);
+        uint8_t few[4 * OWN_VEC_BYTES] = {};
+        const size_t nBytes = (size_t)(n * step) * sizeof(T);
+        uint8_t* to = n < lanes ? (uint8_t*)memcpy(few, pixels, nBytes) : pixels; /* a fourth sample stays */
+        if (step == 3) ownJoin3<T>(to, byChannel, std::max(n, lanes));
+        else ownJoin4<T>(to, byChannel, std::max(n, lanes));
+        if (n < lanes) memcpy(pixels, few, nBytes);
+        return;
     }
     for (int c = 0; c < side.nPlanes; ++c)
         ownPlace<T>(pixels + side.channel[c] * side.view.channelStep, step, plane[c], n);
@@ -208,6 +219,12 @@ static void ownRunPlanes(const OwnPlanePass& pass, ptrdiff_t x, ptrdiff_t y, ptr
     ownStorePlanes(pass.dst, dst, n, plane);
 }
 
+/* Whether rows of `width` pixels follow each other without a gap. */
+static bool ownRowsJoin(const OwnView& view, int32_t width)
+{
+    return view.rowStep * 8 == (ptrdiff_t)width * view.pixelStep * view.sampleBits;
+}
+
 void ownPlanePass(const OwnPlanePass& pass)
 {
     OwnPlaneScratch scratch;
@@ -215,7 +232,9 @@ void ownPlanePass(const OwnPlanePass& pass)
     const int sampleBits = std::max({pass.src.view.sampleBits, pass.dst.view.sampleBits, 8});
     const ptrdiff_t chunk = OWN_PLANE_BYTES * 8 / sampleBits;
     const bool apart = pass.src.view.data != pass.dst.view.data;
-    for (ptrdiff_t y = 0; y < pass.height; ++y)
-        for (ptrdiff_t x = 0; x < pass.width; x += chunk)
-            ownRunPlanes(pass, x, y, std::min<ptrdiff_t>(chunk, pass.width - x), apart, scratch);
+    const bool join = !pass.mask && ownRowsJoin(pass.src.view, pass.width) && ownRowsJoin(pass.dst.view, pass.width);
+    const ptrdiff_t width = join ? (ptrdiff_t)pass.width * pass.height : pass.width, height = join ? 1 : pass.height;
+    for (ptrdiff_t y = 0; y < height; ++y)
+        for (ptrdiff_t x = 0; x < width; x += chunk)
+            ownRunPlanes(pass, x, y, std::min<ptrdiff_t>(chunk, width - x), apart, scratch);
 }
