@@ -101,7 +101,10 @@ GuardedBlock::~GuardedBlock()
 
 /* ---- Images ---------------------------------------------------------------------------------------------------- */
 
-int draw(Random& random, int low, int high) { return low + (int)(random() % (uint32_t)(high - low + 1)); }
+int draw(Random& random, int low, int high)
+{
+    return (int)((uint32_t)low + (uint32_t)random() % ((uint32_t)high - (uint32_t)low + 1));
+}
 
 int64_t alignedRow(const ImageSpec& spec)
 {
