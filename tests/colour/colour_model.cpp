@@ -313,3 +313,34 @@ const Conversion conversions[] = {
     {"vekLUV2RGB 32F", vekLUV2RGB, "LUV", true, VEK_DEPTH_32F, VEK_DEPTH_32F, luvToRgb, 1},
 };
 const int nConversions = (int)(sizeof(conversions) / sizeof(conversions[0]));
+
+/* ---- Headers --------------------------------------------------------------------------------------------------- */
+
+std::string four(const char* name) { return std::string(name, 3) + std::string(1, '\0'); }
+
+void nameImage(VekImage& image, const char* model, const char* sequence)
+{
+    memcpy(image.colorModel, model, 4);
+    memcpy(image.channelSeq, sequence, 4);
+}
+
+EveryPixel::EveryPixel() : samples((size_t)WIDTH * HEIGHT * 3)
+{
+    for (size_t i = 0; i < samples.size(); ++i) samples[i] = (uint8_t)(i / 3 * EVERY_NTH >> (16 - 8 * (i % 3)));
+}
+
+VekImage headerOn(std::vector<uint8_t>& samples, uint32_t depth, int32_t nChannels, const char* model)
+{
+    VekImage image = {};
+    image.headerSize = sizeof(VekImage);
+    image.depth = depth;
+    image.align = 4;
+    image.width = EveryPixel::WIDTH;
+    image.height = EveryPixel::HEIGHT;
+    image.nChannels = nChannels;
+    image.widthStep = image.width * nChannels;
+    image.imageSize = image.widthStep * image.height;
+    image.imageData = samples.data();
+    nameImage(image, model, model);
+    return image;
+}

@@ -27,4 +27,21 @@ extern const int nConversions;
 double sampleValue(uint32_t depth, int64_t bits);
 int64_t sampleBitsOf(uint32_t depth, double value);
 
+/* ---- Headers --------------------------------------------------------------------------------------------------- */
+
+/* Names as headers hold them: four bytes, of three letters and a zero. */
+std::string four(const char* name);
+void nameImage(VekImage& image, const char* model, const char* sequence);
+
+/* All pixels of three 8-bit samples, or every EVERY_NTH of them, in rows of 4096. */
+struct EveryPixel {
+    enum { WIDTH = 4096, HEIGHT = 4096 / EVERY_NTH };
+    EveryPixel();
+    size_t size() const { return samples.size() / 3; }
+    std::vector<uint8_t> samples;
+};
+
+/* A header on samples in pixel order, of the size of EveryPixel. */
+VekImage headerOn(std::vector<uint8_t>& samples, uint32_t depth, int32_t nChannels, const char* model);
+
 #endif

@@ -1,10 +1,12 @@
 /* The refusals of the colour conversions and the twist, in their order: of two faults the earlier test wins, and no pixel is
  * changed. */
-#include "support/support.h"
+#include "colour/colour_model.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
+
+namespace {
 
 struct Pair {
     Pair(uint32_t srcDepth, int srcChannels, uint32_t dstDepth, int dstChannels)
@@ -17,11 +19,6 @@ struct Pair {
         made.depth = depth;
         made.nChannels = nChannels;
         return made;
-    }
-    void name(VekImage& image, const char* model, const char* sequence)
-    {
-        memcpy(image.colorModel, model, 4);
-        memcpy(image.channelSeq, sequence, 4);
     }
     Random random;
     TestImage src, dst;
@@ -45,7 +42,7 @@ struct Ladder {
     std::vector<Fault> faults;
 };
 
-static void checkLadder(const Ladder& ladder)
+void checkLadder(const Ladder& ladder)
 {
     const size_t n = ladder.faults.size();
     for (size_t first = 0; first < n; ++first)
@@ -79,17 +76,14 @@ static void checkLadder(const Ladder& ladder)
     "(src->dataOrder != dst->dataOrder) || (src->origin != dst->origin)"
 
 /* The tests of two headers, which come first everywhere. */
-static std::vector<Fault> headerFaults(const char* file)
+std::vector<Fault> headerFaults(const char* file)
 {
     return {{[](Pair& p) { p.pSrc = nullptr; }, -9, "Incorrect Image", file},
             {[](Pair& p) { p.src.image.origin = 2; }, -20, "Incorrect Image", file},
             {[](Pair& p) { p.pDst = nullptr; }, -9, "Incorrect Image", file},
             {[](Pair& p) { p.dst.image.imageData = nullptr; }, -12, "Incorrect Image", file}};
 }
-static void add(std::vector<Fault>& faults, std::vector<Fault> more)
-{
-    faults.insert(faults.end(), more.begin(), more.end());
-}
+void add(std::vector<Fault>& faults, std::vector<Fault> more) { faults.insert(faults.end(), more.begin(), more.end()); }
 
 /* ---- Models ---------------------------------------------------------------------------------------------------- */
 
@@ -101,13 +95,13 @@ struct Member {
     bool yuv;
 };
 
-static std::vector<Fault> modelFaults(const Member& m)
+std::vector<Fault> modelFaults(const Member& m)
 {
     std::vector<Fault> faults = headerFaults("owncolor");
     if (!m.model)
-        add(faults, {{[](Pair& p) { p.name(p.src.image, "CMYK", "RGB"); }, -5,
+        add(faults, {{[](Pair& p) { nameImage(p.src.image, "CMYK", "RGB"); }, -5,
                       "colorModel must be RGB instead of CMYK ", "owncolor"},
-                     {[](Pair& p) { p.name(p.src.image, "RGB", "GRB"); }, -5,
+                     {[](Pair& p) { nameImage(p.src.image, "RGB", "GRB"); }, -5,
                       "channelSeq must be RGB or BGR instead of GRB ", "owncolor"}});
     add(faults, {{[](Pair& p) { p.src.setRoi(0, 0, 0, 4, 4); }, -5, "src & dst roi must be NULL", "owncolor"},
                  {[](Pair& p) { p.dst.setRoi(0, 0, 0, 4, 4); }, -5, "src & dst roi must be NULL", "owncolor"}});
@@ -150,8 +144,8 @@ TEST(ColourRefusals, Models)
         const std::string model = m.model ? std::string(m.model) + '\0' : "RGB ";
         const auto make = [=] {
             std::unique_ptr<Pair> pair(new Pair(m.srcDepth, 3, m.dstDepth, 3));
-            pair->name(pair->src.image, model.c_str(), model.c_str());
-            pair->name(pair->dst.image, "RGB", "BGR");
+            nameImage(pair->src.image, model.c_str(), model.c_str());
+            nameImage(pair->dst.image, "RGB", "BGR");
             return pair;
         };
         checkLadder({m.func, make, [m](Pair& p) { m.call(p.pSrc, p.pDst); }, modelFaults(m)});
@@ -174,8 +168,8 @@ TEST(ColourRefusals, NameBeforeDepth)
 {
     for (bool badShape : {false, true}) {
         Pair pair(VEK_DEPTH_8S, 3, VEK_DEPTH_8S, 3);
-        pair.name(pair.src.image, "RGB", "RGB");
-        pair.name(pair.dst.image, "none", "none");
+        nameImage(pair.src.image, "RGB", "RGB");
+        nameImage(pair.dst.image, "none", "none");
         if (badShape) pair.dst.image.origin = 1;
         Recorder recorder;
         vekRGB2HLS(pair.pSrc, pair.pDst);
@@ -190,27 +184,27 @@ TEST(ColourRefusals, NameBeforeDepth)
 TEST(ColourRefusals, ColourToGray)
 {
     std::vector<Fault> faults = headerFaults("owncolor");
-    add(faults,
-        {{[](Pair& p) { p.name(p.src.image, "rgb", "RGB"); }, -5, "colorModel must be RGB instead of rgb ", "owncolor"},
-         {[](Pair& p) { memcpy(p.src.image.channelSeq, "RBGA", 4); }, -5,
-          "channelSeq must be RGB or BGR instead of RBGA ", "owncolor"},
-         {[](Pair& p) { memcpy(p.dst.image.colorModel, "gray", 4); }, -5, "colorModel must be GRAY instead of gray ",
-          "owncolor"},
-         {[](Pair& p) { memcpy(p.dst.image.channelSeq, "AG  ", 4); }, -5, "channelSeq must be G instead of AG   ",
-          "owncolor"},
-         {[](Pair& p) {
-              p.dst.image.nChannels = 2;
-              p.dst.image.width = 8;
-          },
-          -5, "(dst-> dataOrder == VEK_DATA_ORDER_PIXEL) && (dst-> nChannels != 1)", "owncolor"},
-         {[](Pair& p) { p.dst.image.origin = 1; }, -5, "src->origin != dst->origin", "owncolor"},
-         {[](Pair& p) { p.src.image.nChannels = 2; }, -5, "src->nChannels < 3", "owncolor"},
-         {[](Pair& p) { p.src.image.depth = VEK_DEPTH_8S; }, -5,
-          "Error in-out depth. 32S,16U,8U=> 16U,8U,1U are valid now", "Ownctog"}});
+    add(faults, {{[](Pair& p) { nameImage(p.src.image, "rgb", "RGB"); }, -5, "colorModel must be RGB instead of rgb ",
+                  "owncolor"},
+                 {[](Pair& p) { memcpy(p.src.image.channelSeq, "RBGA", 4); }, -5,
+                  "channelSeq must be RGB or BGR instead of RBGA ", "owncolor"},
+                 {[](Pair& p) { memcpy(p.dst.image.colorModel, "gray", 4); }, -5,
+                  "colorModel must be GRAY instead of gray ", "owncolor"},
+                 {[](Pair& p) { memcpy(p.dst.image.channelSeq, "AG  ", 4); }, -5,
+                  "channelSeq must be G instead of AG   ", "owncolor"},
+                 {[](Pair& p) {
+                      p.dst.image.nChannels = 2;
+                      p.dst.image.width = 8;
+                  },
+                  -5, "(dst-> dataOrder == VEK_DATA_ORDER_PIXEL) && (dst-> nChannels != 1)", "owncolor"},
+                 {[](Pair& p) { p.dst.image.origin = 1; }, -5, "src->origin != dst->origin", "owncolor"},
+                 {[](Pair& p) { p.src.image.nChannels = 2; }, -5, "src->nChannels < 3", "owncolor"},
+                 {[](Pair& p) { p.src.image.depth = VEK_DEPTH_8S; }, -5,
+                  "Error in-out depth. 32S,16U,8U=> 16U,8U,1U are valid now", "Ownctog"}});
     const auto make = [] {
         std::unique_ptr<Pair> pair(new Pair(VEK_DEPTH_8U, 3, VEK_DEPTH_8U, 1));
-        pair->name(pair->src.image, "RGB", "BGR");
-        pair->name(pair->dst.image, "GRAY", "GRAY");
+        nameImage(pair->src.image, "RGB", "BGR");
+        nameImage(pair->dst.image, "GRAY", "GRAY");
         return pair;
     };
     checkLadder({"vekColorToGray", make, [](Pair& p) { vekColorToGray(p.pSrc, p.pDst); }, faults});
@@ -219,36 +213,36 @@ TEST(ColourRefusals, ColourToGray)
 TEST(ColourRefusals, GrayToColour)
 {
     std::vector<Fault> faults = headerFaults("owncolor");
-    add(faults,
-        {{[](Pair& p) { p.name(p.dst.image, "HSV", "RGB"); }, -5, "colorModel must be RGB instead of HSV ", "owncolor"},
-         {[](Pair& p) { memcpy(p.dst.image.channelSeq, "GRB ", 4); }, -5,
-          "channelSeq must be RGB or BGR instead of GRB  ", "owncolor"},
-         {[](Pair& p) { memcpy(p.src.image.colorModel, "RGB ", 4); }, -5, "colorModel must be GRAY instead of RGB  ",
-          "owncolor"},
-         {[](Pair& p) { memcpy(p.src.image.channelSeq, "AG  ", 4); }, -5, "channelSeq must be G instead of AG   ",
-          "owncolor"},
-         {[](Pair& p) { p.src.image.depth = VEK_DEPTH_16U; }, -5, "src-> depth != dst-> depth && src-> depth != 1U",
-          "owncolor"},
-         {[](Pair& p) {
-              p.src.image.nChannels = 2;
-              p.src.image.width = 8;
-          },
-          -5, "(src-> dataOrder == VEK_DATA_ORDER_PIXEL) && (src-> nChannels != 1)", "owncolor"},
-         {[](Pair& p) { p.dst.image.origin = 1; }, -5, "(src->origin != dst->origin)", "owncolor"},
-         {[](Pair& p) { p.dst.image.nChannels = 2; }, -5, "dst->nChannels < 3", "owncolor"},
-         {[](Pair& p) { p.src.image.depth = p.dst.image.depth = VEK_DEPTH_8S; }, -5,
-          "Error input depth. 32S,16U,8U are valid now", "Owngtoc"}});
+    add(faults, {{[](Pair& p) { nameImage(p.dst.image, "HSV", "RGB"); }, -5, "colorModel must be RGB instead of HSV ",
+                  "owncolor"},
+                 {[](Pair& p) { memcpy(p.dst.image.channelSeq, "GRB ", 4); }, -5,
+                  "channelSeq must be RGB or BGR instead of GRB  ", "owncolor"},
+                 {[](Pair& p) { memcpy(p.src.image.colorModel, "RGB ", 4); }, -5,
+                  "colorModel must be GRAY instead of RGB  ", "owncolor"},
+                 {[](Pair& p) { memcpy(p.src.image.channelSeq, "AG  ", 4); }, -5,
+                  "channelSeq must be G instead of AG   ", "owncolor"},
+                 {[](Pair& p) { p.src.image.depth = VEK_DEPTH_16U; }, -5,
+                  "src-> depth != dst-> depth && src-> depth != 1U", "owncolor"},
+                 {[](Pair& p) {
+                      p.src.image.nChannels = 2;
+                      p.src.image.width = 8;
+                  },
+                  -5, "(src-> dataOrder == VEK_DATA_ORDER_PIXEL) && (src-> nChannels != 1)", "owncolor"},
+                 {[](Pair& p) { p.dst.image.origin = 1; }, -5, "(src->origin != dst->origin)", "owncolor"},
+                 {[](Pair& p) { p.dst.image.nChannels = 2; }, -5, "dst->nChannels < 3", "owncolor"},
+                 {[](Pair& p) { p.src.image.depth = p.dst.image.depth = VEK_DEPTH_8S; }, -5,
+                  "Error input depth. 32S,16U,8U are valid now", "Owngtoc"}});
     const auto make = [] {
         std::unique_ptr<Pair> pair(new Pair(VEK_DEPTH_8U, 1, VEK_DEPTH_8U, 3));
-        pair->name(pair->dst.image, "RGB", "RGB");
-        pair->name(pair->src.image, "Gray", "G   ");
+        nameImage(pair->dst.image, "RGB", "RGB");
+        nameImage(pair->src.image, "Gray", "G   ");
         return pair;
     };
     checkLadder({"vekGrayToColor", make, [](Pair& p) { vekGrayToColor(p.pSrc, p.pDst, 1, 1, 1); }, faults});
 
     Pair bits(VEK_DEPTH_1U, 1, VEK_DEPTH_16U, 3);
-    bits.name(bits.dst.image, "RGB", "RGB");
-    bits.name(bits.src.image, "GRAY", "G   ");
+    nameImage(bits.dst.image, "RGB", "RGB");
+    nameImage(bits.src.image, "GRAY", "G   ");
     Recorder recorder;
     vekGrayToColor(bits.pSrc, bits.pDst, 1, 1, 1);
     EXPECT_EQ(recorder.text(), "-5 vekGrayToColor(src-> depth == dst-> depth && dst-> depth != 8U)");
@@ -257,14 +251,14 @@ TEST(ColourRefusals, GrayToColour)
 /* ---- Twist ----------------------------------------------------------------------------------------------------- */
 
 /* Gives an image a mask of the other origin. */
-static void oddMask(Pair& p, TestImage& image)
+void oddMask(Pair& p, TestImage& image)
 {
     std::unique_ptr<TestImage> mask(new TestImage(Pair::spec(VEK_DEPTH_1U, 1), p.random));
     mask->image.origin = 1 - image.image.origin;
     image.setMask(std::move(mask));
 }
 
-static void twoChannels(VekImage& image)
+void twoChannels(VekImage& image)
 {
     image.nChannels = 2;
     if (image.alphaChannel) image.alphaChannel = 2;
@@ -292,3 +286,5 @@ TEST(ColourRefusals, Twist)
     const auto make = [] { return std::unique_ptr<Pair>(new Pair(VEK_DEPTH_8U, 3, VEK_DEPTH_8U, 3)); };
     checkLadder({"vekApplyColorTwist", make, [](Pair& p) { vekApplyColorTwist(p.pSrc, p.pDst, p.pTwist, 9); }, faults});
 }
+
+} // namespace

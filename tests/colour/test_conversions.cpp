@@ -7,78 +7,50 @@
 #include <math.h>
 
 #include <algorithm>
-#include <sstream>
 #include <thread>
 
-static void nameImage(VekImage& image, const char* model, const char* sequence)
-{
-    memcpy(image.colorModel, model, 4);
-    memcpy(image.channelSeq, sequence, 4);
-}
-
-/* A name as headers hold it. */
-static std::string four(const char* name) { return std::string(name, 3) + std::string(1, '\0'); }
+namespace {
 
 /* ---- All pixels of 8 bits ---------------------------------------------------------------------------------------- */
 
 /* The first of pixels i to n - 1 that isn't what the formula gives, or nothing. */
-static std::string firstWrong(const Conversion& conversion, const uint8_t* in, const uint8_t* out, size_t i, size_t n)
+std::string firstWrong(const Conversion& conversion, const uint8_t* in, const uint8_t* out, size_t i, size_t n)
 {
     const bool isSigned = conversion.srcDepth == VEK_DEPTH_8S;
     for (; i < n; ++i) {
         Triple pixel;
         for (int c = 0; c < 3; ++c) pixel.v[c] = isSigned ? (int8_t)in[3 * i + c] : in[3 * i + c];
         const Triple want = conversion.formula(pixel, true);
-        bool same = true;
-        for (int c = 0; c < 3; ++c) same = same && out[3 * i + c] == (uint8_t)(int)want.v[c];
-        if (same) continue;
-        std::ostringstream text;
-        text << "of";
-        for (int c = 0; c < 3; ++c) text << " " << (int)in[3 * i + c];
-        for (int c = 0; c < 3; ++c) text << (c ? " " : ": ") << (int)out[3 * i + c];
-        for (int c = 0; c < 3; ++c) text << (c ? " " : ", not ") << want.v[c];
-        return text.str();
+        for (int c = 0; c < 3; ++c)
+            if (out[3 * i + c] != (uint8_t)(int)want.v[c])
+                return "pixel " + std::to_string(i * EVERY_NTH) + ", sample " + std::to_string(c) + ": " +
+                       std::to_string(out[3 * i + c]) + ", not " + std::to_string(want.v[c]);
     }
     return "";
 }
 
-/* Packed code must give the formulas' results for each of 2^24 pixels, each of which lies in a row of 4096. */
+/* Packed code must give the formulas' results for every pixel. */
 TEST(Conversions, EveryPixelOf8Bits)
 {
-    enum { SIDE = 4096 };
-    std::vector<uint8_t> in((size_t)SIDE * SIDE * 3), out(in.size());
-    for (int i = 0; i < SIDE * SIDE; ++i)
-        for (int c = 0; c < 3; ++c) in[3 * (size_t)i + c] = (uint8_t)(i >> (16 - 8 * c));
-
-    Random random(1);
-    ImageSpec spec;
-    spec.nChannels = 3;
-    TestImage a(spec, random), b(spec, random);
-    for (VekImage* image : {&a.image, &b.image}) {
-        image->width = image->height = SIDE;
-        image->widthStep = 3 * SIDE;
-        image->imageSize = 3 * SIDE * SIDE;
-    }
-    a.image.imageData = in.data();
-    b.image.imageData = out.data();
-
+    EveryPixel in;
+    std::vector<uint8_t> out(in.samples.size());
     int nDone = 0;
     for (int k = 0; k < nConversions; ++k) {
         const Conversion& conversion = conversions[k];
         if ((conversion.srcDepth & 63) != 8) continue;
         ++nDone;
-        a.image.depth = conversion.srcDepth;
-        b.image.depth = conversion.dstDepth;
-        const std::string model = conversion.toRgb ? four(conversion.model) : four("RGB");
-        nameImage(a.image, model.c_str(), model.c_str());
-        nameImage(b.image, "RGB", "RGB");
+        const VekImage src = headerOn(in.samples, conversion.srcDepth, 3,
+                                      four(conversion.toRgb ? conversion.model : "RGB").c_str());
+        VekImage dst = headerOn(out, conversion.dstDepth, 3, "RGB");
         Recorder recorder;
-        conversion.call(&a.image, &b.image);
+        conversion.call(&src, &dst);
         ASSERT_EQ(recorder.text(), "") << conversion.name;
+        const auto check = [&](size_t i, size_t n) {
+            return firstWrong(conversion, in.samples.data(), out.data(), i, n);
+        };
         std::string wrong[2];
-        std::thread second(
-            [&] { wrong[1] = firstWrong(conversion, in.data(), out.data(), in.size() / 6, in.size() / 3); });
-        wrong[0] = firstWrong(conversion, in.data(), out.data(), 0, in.size() / 6);
+        std::thread second([&] { wrong[1] = check(in.size() / 2, in.size()); });
+        wrong[0] = check(0, in.size() / 2);
         second.join();
         ASSERT_EQ(wrong[0] + wrong[1], "") << conversion.name;
     }
@@ -89,7 +61,7 @@ TEST(Conversions, EveryPixelOf8Bits)
 
 /* Samples of the range that the model has a meaning for, and some beyond; half of the pixels from few values, so that ties
  * and grays occur. */
-static void fillPixels(TestImage& image, Random& random, bool luv)
+void fillPixels(TestImage& image, Random& random, bool luv)
 {
     const uint32_t depth = image.image.depth;
     const int64_t few[] = {0,   1,   60,  120,   180,   240,   300,        360,
@@ -107,7 +79,7 @@ static void fillPixels(TestImage& image, Random& random, bool luv)
 }
 
 /* Which channel is red, green, blue. */
-static void rgbPlaces(const VekImage& image, int32_t place[3])
+void rgbPlaces(const VekImage& image, int32_t place[3])
 {
     const bool redFirst = image.channelSeq[0] == 'R';
     place[0] = redFirst ? 0 : 2;
@@ -121,7 +93,7 @@ static void rgbPlaces(const VekImage& image, int32_t place[3])
 }
 
 /* A float's distance in units in the last place. */
-static int64_t ulpsBetween(int64_t a, int64_t b)
+int64_t ulpsBetween(int64_t a, int64_t b)
 {
     const auto order = [](int64_t bits) { return bits & 0x80000000 ? -(bits & 0x7FFFFFFF) : bits; };
     return llabs(order(a) - order(b));
@@ -141,7 +113,7 @@ struct Case {
     }
 };
 
-static void checkCase(const Case& t, Random& random)
+void checkCase(const Case& t, Random& random)
 {
     const Conversion& conversion = *t.conversion;
     ImageSpec spec;
@@ -269,7 +241,7 @@ TEST(Conversions, InPlace)
             }
 }
 
-static const Conversion& find(const char* name)
+const Conversion& find(const char* name)
 {
     return *std::find_if(conversions, conversions + nConversions,
                          [&](const Conversion& conversion) { return !strcmp(conversion.name, name); });
@@ -372,3 +344,5 @@ TEST(Conversions, LightnessOverAllMagnitudes)
             EXPECT_LE(ulpsBetween(dst.get(0, 0, 0), bits), 1) << in.v[0];
         }
 }
+
+} // namespace

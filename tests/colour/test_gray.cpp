@@ -6,14 +6,10 @@
 
 #include <algorithm>
 
-static void nameImage(VekImage& image, const char* model, const char* sequence)
-{
-    memcpy(image.colorModel, model, 4);
-    memcpy(image.channelSeq, sequence, 4);
-}
+namespace {
 
 /* The gray sample of a pixel; `last`: of the last pixel of a row. */
-static int64_t grayOf(uint32_t from, uint32_t to, bool planes, bool last, int64_t r, int64_t g, int64_t b)
+int64_t grayOf(uint32_t from, uint32_t to, bool planes, bool last, int64_t r, int64_t g, int64_t b)
 {
     const int64_t sum = 54 * r + 183 * g + 18 * b, fine = 109 * r + 366 * g + 37 * b;
     if (from == VEK_DEPTH_32S) {
@@ -28,7 +24,7 @@ static int64_t grayOf(uint32_t from, uint32_t to, bool planes, bool last, int64_
     return last ? fine >> 17 : ((109 * r >> 16) + (366 * g >> 16) + (37 * b >> 16)) >> 1;
 }
 
-static const int32_t widths[] = {1, 2, 3, 7, 8, 31, 32, 33, 45, 70, 515, 1025};
+const int32_t widths[] = {1, 2, 3, 7, 8, 31, 32, 33, 45, 70, 515, 1025};
 
 TEST(Gray, OfColour)
 {
@@ -75,29 +71,16 @@ TEST(Gray, OfColour)
 
 TEST(Gray, OfEveryPixelOf8Bits)
 {
-    enum { SIDE = 4096 };
-    std::vector<uint8_t> in((size_t)SIDE * SIDE * 3), out((size_t)SIDE * SIDE);
-    for (int i = 0; i < SIDE * SIDE; ++i)
-        for (int c = 0; c < 3; ++c) in[3 * (size_t)i + c] = (uint8_t)(i >> (16 - 8 * c));
-    VekImage src = {}, dst = {};
-    for (VekImage* image : {&src, &dst}) {
-        image->headerSize = sizeof(VekImage);
-        image->depth = VEK_DEPTH_8U;
-        image->align = 4;
-        image->width = image->height = SIDE;
-        image->nChannels = image == &src ? 3 : 1;
-        image->widthStep = SIDE * image->nChannels;
-        image->imageSize = image->widthStep * SIDE;
-    }
-    src.imageData = in.data();
-    dst.imageData = out.data();
-    nameImage(src, "RGB", "RGB");
-    nameImage(dst, "GRAY", "G   ");
+    EveryPixel in;
+    std::vector<uint8_t> out(in.size());
+    const VekImage src = headerOn(in.samples, VEK_DEPTH_8U, 3, "RGB");
+    VekImage dst = headerOn(out, VEK_DEPTH_8U, 1, "GRAY");
     Recorder recorder;
     vekColorToGray(&src, &dst);
     ASSERT_EQ(recorder.text(), "");
-    for (int i = 0; i < SIDE * SIDE; ++i)
-        ASSERT_EQ(out[(size_t)i], (54 * (i >> 16) + 183 * (i >> 8 & 255) + 18 * (i & 255)) >> 8) << i;
+    for (size_t i = 0; i < out.size(); ++i)
+        ASSERT_EQ(out[i], (54 * in.samples[3 * i] + 183 * in.samples[3 * i + 1] + 18 * in.samples[3 * i + 2]) >> 8)
+            << i;
 }
 
 /* What the fractions come to for a depth. */
@@ -105,7 +88,7 @@ struct Weights {
     int64_t of[3];
     int shift;
 };
-static Weights weightsOf(uint32_t depth, const float fractions[3])
+Weights weightsOf(uint32_t depth, const float fractions[3])
 {
     Weights k = {{}, depth == VEK_DEPTH_8U ? 8 : 15};
     bool none = true;
@@ -199,3 +182,5 @@ TEST(Gray, Tiled)
                 ASSERT_EQ(dst.bytes(), plain.bytes()) << to << " tiles " << tiles << " order " << order;
             }
 }
+
+} // namespace

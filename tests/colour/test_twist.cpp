@@ -8,10 +8,12 @@
 
 #include <algorithm>
 
-static int64_t hold(int64_t x, int64_t low, int64_t high) { return x < low ? low : x > high ? high : x; }
+namespace {
+
+int64_t hold(int64_t x, int64_t low, int64_t high) { return x < low ? low : x > high ? high : x; }
 
 /* Whether a map is computed in integers. */
-static bool isSmall(const VekColorTwist& t, const VekImage& src, const VekImage& dst, int64_t offset)
+bool isSmall(const VekColorTwist& t, const VekImage& src, const VekImage& dst, int64_t offset)
 {
     const bool bytes = src.depth == 8;
     if (src.nChannels != dst.nChannels || src.nChannels > 4 || t.scalingValue > 15) return false;
@@ -29,7 +31,7 @@ static bool isSmall(const VekColorTwist& t, const VekImage& src, const VekImage&
 }
 
 /* Channel r of a twisted pixel. */
-static int64_t twisted(const VekColorTwist& t, bool isSmall, uint32_t depth, int64_t offset, int r, const int64_t c[3])
+int64_t twisted(const VekColorTwist& t, bool isSmall, uint32_t depth, int64_t offset, int r, const int64_t c[3])
 {
     const int32_t* m = t.data + 4 * r;
     const int64_t most = depth == 8 ? 255 : 65535, sum = m[0] * c[0] + m[1] * c[1] + m[2] * c[2] + m[3];
@@ -42,7 +44,7 @@ static int64_t twisted(const VekColorTwist& t, bool isSmall, uint32_t depth, int
     return hold(v, std::max<int64_t>(0, -offset), std::min(most, most - offset)) + offset;
 }
 
-static VekColorTwist drawTwist(Random& random)
+VekColorTwist drawTwist(Random& random)
 {
     VekColorTwist t = {};
     t.scalingValue = draw(random, 0, 3) ? draw(random, 0, 15) : draw(random, 16, 31);
@@ -56,7 +58,7 @@ static VekColorTwist drawTwist(Random& random)
 }
 
 /* One call, against the rules; `small` counts the calls in integers. */
-static void checkTwist(unsigned seed, int* small)
+void checkTwist(unsigned seed, int* small)
 {
     Random random(seed);
     ImageSpec spec;
@@ -170,7 +172,7 @@ struct Strip {
     std::unique_ptr<TestImage> image;
 };
 
-static VekColorTwist diagonal(int32_t factor, int32_t scale)
+VekColorTwist diagonal(int32_t factor, int32_t scale)
 {
     VekColorTwist t = {};
     t.scalingValue = scale;
@@ -290,3 +292,5 @@ TEST(Twist, TilesAndMasksThatDoNotCome)
         EXPECT_EQ(dst.bytes(), before);
     }
 }
+
+} // namespace
