@@ -64,7 +64,7 @@ static std::vector<ColourBench> colourBenches()
     const auto models = [&](const char* name, const char* from, const char* to, std::vector<Depth> depths,
                             ColourCall call) {
         for (const Depth& depth : depths)
-            all.push_back({name + ("/" + std::string(depth.name)), from, to, depth.bits, depth.bits, 3, 3, call});
+            all.push_back({std::string(name) + "/" + depth.name, from, to, depth.bits, depth.bits, 3, 3, call});
     };
     models("vekRGB2HSV", "RGB", "HSV", {u8, u16, s32}, vekRGB2HSV);
     models("vekHSV2RGB", "HSV", "RGB", {u8, u16, s32}, vekHSV2RGB);
@@ -80,6 +80,7 @@ static std::vector<ColourBench> colourBenches()
     models("vekRGB2LUV", "RGB", "LUV", {f32}, vekRGB2LUV);
     models("vekLUV2RGB", "LUV", "RGB", {f32}, vekLUV2RGB);
     models("vekApplyColorTwist-fixed", "RGB", "RGB", {u8, u16}, twist<7, 128>);
+    models("vekApplyColorTwist-bytes", "RGB", "RGB", {u8}, twist<6, 64>); /* factors of 6 bits */
     models("vekApplyColorTwist-general", "RGB", "RGB", {u8, u16}, twist<20, 1 << 20>);
     for (ColourBench& bench : all) { /* YUV is signed at 8 and 16 bits, RGB is not */
         if (bench.call == vekRGB2YUV && bench.srcDepth <= 16) bench.dstDepth |= VEK_DEPTH_SIGN;

@@ -79,14 +79,6 @@ template <class S, class F>
 
 /* ---- 8 and 16 bits --------------------------------------------------------------------------------------------- */
 
-static inline OwnVec<uint8_t> ownTwoBytes(uint8_t first, uint8_t second)
-{
-    const uint8_t two[2] = {first, second};
-    uint16_t both;
-    memcpy(&both, two, sizeof(both));
-    return ownAs<uint8_t>(ownSet(both));
-}
-
 static int32_t ownGraySum(int32_t r, int32_t g, int32_t b) { return 54 * r + 183 * g + 18 * b; }
 
 template <class D, class S, int shift>
@@ -104,8 +96,7 @@ template <class S> static void ownGrayBitsPlain(void* const out[], const void* c
  * together fit an unsigned one. */
 static inline OwnVec<uint8_t> ownGrayOfBytes(OwnVec<uint8_t> r, OwnVec<uint8_t> g, OwnVec<uint8_t> b)
 {
-    const OwnVec<int8_t> rgWeights = ownAs<int8_t>(ownTwoBytes(54, 74)),
-                         gbWeights = ownAs<int8_t>(ownTwoBytes(109, 18));
+    const OwnVec<int8_t> rgWeights = ownTwoByteFactors(54, 74), gbWeights = ownTwoByteFactors(109, 18);
     const auto sum = [=](OwnVec<uint8_t> rg, OwnVec<uint8_t> gb) {
         const auto weighted = ownMulAddSat(rg, rgWeights) + ownMulAddSat(gb, gbWeights);
         return ownAs<int16_t>(ownShiftRight(ownAs<uint16_t>(weighted), 8));

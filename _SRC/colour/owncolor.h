@@ -143,4 +143,13 @@ static inline OwnVec<int16_t> ownTwoFactors(int first, int second)
     return ownAs<int16_t>(ownSet(both));
 }
 
+/* Two 8-bit factors, for ownMulAddSat with the lanes of an ownZip. */
+static inline OwnVec<int8_t> ownTwoByteFactors(int first, int second)
+{
+    const int8_t two[2] = {(int8_t)first, (int8_t)second};
+    uint16_t both;
+    memcpy(&both, two, sizeof(both));
+    return ownAs<int8_t>(ownSet(both));
+}
+
 #endif

@@ -79,6 +79,45 @@ static void ownTwistByteRun(void* const out[], const void* const in[], ptrdiff_t
     });
 }
 
+/* The same where no sum passes 16 bits, offset's part of it included: then no sum is held, and offset may be added before the
+ * shift. Factors are bytes. */
+static int32_t ownShortAddend(const OwnTwist& twist, int r)
+{
+    return twist.data[4 * r + 3] + twist.offset * (1 << twist.shift);
+}
+
+static bool ownHasByteFactors(const OwnTwist& twist)
+{
+    for (int r = 0; r < 3; ++r) {
+        const int32_t* m = twist.data + 4 * r;
+        if (std::max({m[0], m[1], m[2]}) > INT8_MAX) return false;
+        if (255 * (abs(m[0]) + abs(m[1]) + abs(m[2])) + abs(ownShortAddend(twist, r)) > INT16_MAX) return false;
+    }
+    return true;
+}
+static void ownTwistShortSumRun(void* const out[], const void* const in[], ptrdiff_t n, const void* k)
+{
+    const OwnTwist& twist = *(const OwnTwist*)k;
+    OwnVec<int8_t> first[3], second[3];
+    OwnVec<int16_t> more[3];
+    for (int r = 0; r < 3; ++r) {
+        const int32_t* m = twist.data + 4 * r;
+        first[r] = ownTwoByteFactors(m[0], m[1]);
+        second[r] = ownTwoByteFactors(m[2], 0);
+        more[r] = ownSet((int16_t)ownShortAddend(twist, r));
+    }
+    const int shift = twist.shift;
+    ownMapPixels<uint8_t>(out, in, n, [&](OwnVec<uint8_t> a, OwnVec<uint8_t> b, OwnVec<uint8_t> c) {
+        const OwnPair<uint8_t> ab = ownZip(a, b), c0 = ownZip(c, OwnVec<uint8_t>{});
+        const auto row = [&](int r) {
+            const auto lo = ownMulAddSat(ab.lo, first[r]) + ownMulAddSat(c0.lo, second[r]) + more[r];
+            const auto hi = ownMulAddSat(ab.hi, first[r]) + ownMulAddSat(c0.hi, second[r]) + more[r];
+            return ownPack<uint8_t>(ownShiftRight(lo, shift), ownShiftRight(hi, shift));
+        };
+        return OwnTriple<uint8_t>{row(0), row(1), row(2)};
+    });
+}
+
 /* 16 bits: (sum >> shift) held to the range, plus offset, held to it again. */
 static void ownTwistShortPlain(void* const out[], const void* const in[], ptrdiff_t n, const void* k)
 {
@@ -288,7 +327,8 @@ void vekApplyColorTwist(const VekImage* srcImage, VekImage* dstImage, const VekC
 
     const OwnPlaneRow* rows = ownSmallTwist(srcImage, dstImage, *cTwist, offset) ? ownTwistRows : ownTwistRealRows;
     const OwnSlot slot = srcImage->depth == VEK_DEPTH_8U ? OWN_8U : OWN_16U;
-    const OwnTwistPiece piece = {rows[slot].run, ownTwistOf(*cTwist, srcImage->depth, offset)};
+    OwnTwistPiece piece = {rows[slot].run, ownTwistOf(*cTwist, srcImage->depth, offset)};
+    if (piece.run == ownTwistByteRun && ownHasByteFactors(piece.twist)) piece.run = ownTwistShortSumRun;
     OwnPoint point = {};
     point.face = &face;
     point.nImages = 2;

@@ -48,7 +48,10 @@ VekColorTwist drawTwist(Random& random)
 {
     VekColorTwist t = {};
     t.scalingValue = draw(random, 0, 3) ? draw(random, 0, 15) : draw(random, 16, 31);
-    const int32_t size = draw(random, 0, 3) == 0 ? INT32_MAX : draw(random, 0, 1) ? 32767 : 9000;
+    const int32_t size = draw(random, 0, 4) == 0   ? 50
+                         : draw(random, 0, 3) == 0 ? INT32_MAX
+                         : draw(random, 0, 1)      ? 32767
+                                                   : 9000;
     for (int32_t& x : t.data) x = draw(random, -size, size);
     if (draw(random, 0, 1))
         for (int i = 0; i < 12; ++i) t.data[i] /= 1 << std::min(15, 30 - t.scalingValue / 2);
@@ -217,6 +220,26 @@ TEST(Twist, PathsMeetAtTheirLimits)
             ASSERT_EQ(strip.at(i, 0), integer ? hold(offset - i, 0, 255) : std::max(offset, 0))
                 << offset << " of " << i;
     }
+}
+
+/* Sums just within 16 bits, and just beyond. */
+TEST(Twist, ShortSums)
+{
+    for (int32_t more : {-130, -129, -128, -127, 0, 126, 127, 128, 129})
+        for (int32_t large : {127, 128, -127, -128})
+            for (int32_t scale : {0, 3, 7, 15})
+                for (int32_t offset : {-4, 0, 5}) {
+                    Strip strip(8);
+                    VekColorTwist t = {{large, large > 0 ? 1 : -1, 0, more, 60, -60, 8, -more, 0, 0, large, more},
+                                       scale};
+                    vekApplyColorTwist(&strip.image->image, &strip.image->image, &t, offset);
+                    for (int32_t i = 0; i < 256; ++i)
+                        for (int r = 0; r < 3; ++r) {
+                            const int64_t in[3] = {i, i, i};
+                            ASSERT_EQ(strip.at(i, r), twisted(t, true, 8, offset, r, in))
+                                << large << " " << more << " " << i;
+                        }
+                }
 }
 
 /* ---- The record, and refusals ------------------------------------------------------------------------------------- */
