@@ -716,26 +716,27 @@ template <class T> struct OwnQuad {
     OwnVec<T> a, b, c, d;
 };
 
-#ifdef OWN_X86
-/* A place in memory of which a vector takes 16 bytes for each of its 16-byte parts: the parts lie `step` bytes apart. */
-template <int step> static inline OwnVec<uint8_t> ownLoadParts(const char* p)
+/* A vector's 16-byte parts, which lie `step` bytes apart in memory; of stores that overlap the later part stays. */
+static inline OwnVec<uint8_t> ownLoadParts(const void* from, ptrdiff_t step)
 {
-    const __m128i_u* q = (const __m128i_u*)p;
-    (void)q;
+    const char* p = (const char*)from;
 #if OWN_VEC_BYTES == 64
-    __m512i r = _mm512_castsi128_si512(_mm_loadu_si128(q));
+    __m512i r = _mm512_castsi128_si512(_mm_loadu_si128((const __m128i_u*)p));
     r = _mm512_inserti32x4(r, _mm_loadu_si128((const __m128i_u*)(p + step)), 1);
     r = _mm512_inserti32x4(r, _mm_loadu_si128((const __m128i_u*)(p + 2 * step)), 2);
     return ownFromX86<uint8_t>(_mm512_inserti32x4(r, _mm_loadu_si128((const __m128i_u*)(p + 3 * step)), 3));
 #elif OWN_VEC_BYTES == 32
-    return ownFromX86<uint8_t>(_mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(q)),
-                                                       _mm_loadu_si128((const __m128i_u*)(p + step)), 1));
+    return ownFromX86<uint8_t>(
+        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128((const __m128i_u*)p)),
+                                _mm_loadu_si128((const __m128i_u*)(p + step)), 1));
 #else
-    return ownFromX86<uint8_t>(_mm_loadu_si128(q));
+    (void)step;
+    return ownLoad<uint8_t>(p);
 #endif
 }
-template <int step> static inline void ownStoreParts(char* p, OwnVec<uint8_t> a)
+static inline void ownStoreParts(void* to, ptrdiff_t step, OwnVec<uint8_t> a)
 {
+    char* p = (char*)to;
 #if OWN_VEC_BYTES == 64
     const __m512i v = (__m512i)ownX86(a);
     _mm_storeu_si128((__m128i_u*)p, _mm512_castsi512_si128(v));
@@ -747,10 +748,12 @@ template <int step> static inline void ownStoreParts(char* p, OwnVec<uint8_t> a)
     _mm_storeu_si128((__m128i_u*)p, _mm256_castsi256_si128(v));
     _mm_storeu_si128((__m128i_u*)(p + step), _mm256_extracti128_si256(v, 1));
 #else
-    _mm_storeu_si128((__m128i_u*)p, (__m128i)ownX86(a));
+    (void)step;
+    ownStore(p, a);
 #endif
 }
 
+#ifdef OWN_X86
 /* Bytes of each 16-byte part in another order: byte i is the order[i]-th of its part, 0 where that is 0x80. */
 struct OwnOrder {
     uint8_t of[16];
@@ -835,7 +838,7 @@ template <class T> static inline OwnTriple<T> ownLoad3(const void* pixels)
 {
 #ifdef OWN_X86
     const char* in = (const char*)pixels;
-    const OwnVec<uint8_t> p = ownLoadParts<48>(in), q = ownLoadParts<48>(in + 16), r = ownLoadParts<48>(in + 32);
+    const OwnVec<uint8_t> p = ownLoadParts(in, 48), q = ownLoadParts(in + 16, 48), r = ownLoadParts(in + 32, 48);
     return {ownTakeChannel<T, 0>(p, q, r), ownTakeChannel<T, 1>(p, q, r), ownTakeChannel<T, 2>(p, q, r)};
 #else
     T in[3 * OwnVec<T>::lanes];
@@ -853,9 +856,9 @@ template <class T> static inline void ownStore3(void* pixels, OwnVec<T> a, OwnVe
 {
 #ifdef OWN_X86
     char* out = (char*)pixels;
-    ownStoreParts<48>(out, ownPutChannels<T, 0>(a, b, c));
-    ownStoreParts<48>(out + 16, ownPutChannels<T, 1>(a, b, c));
-    ownStoreParts<48>(out + 32, ownPutChannels<T, 2>(a, b, c));
+    ownStoreParts(out, 48, ownPutChannels<T, 0>(a, b, c));
+    ownStoreParts(out + 16, 48, ownPutChannels<T, 1>(a, b, c));
+    ownStoreParts(out + 32, 48, ownPutChannels<T, 2>(a, b, c));
 #else
     T out[3 * OwnVec<T>::lanes];
     for (ptrdiff_t i = 0; i < OwnVec<T>::lanes; ++i) {
@@ -870,8 +873,8 @@ template <class T> static inline OwnQuad<T> ownLoad4(const void* pixels)
 {
 #ifdef OWN_X86
     const char* in = (const char*)pixels;
-    OwnVec<uint8_t> p = ownLoadParts<64>(in), q = ownLoadParts<64>(in + 16), r = ownLoadParts<64>(in + 32),
-                    s = ownLoadParts<64>(in + 48);
+    OwnVec<uint8_t> p = ownLoadParts(in, 64), q = ownLoadParts(in + 16, 64), r = ownLoadParts(in + 32, 64),
+                    s = ownLoadParts(in + 48, 64);
     if constexpr (sizeof(T) < 4) {
         static constexpr OwnOrder order = ownGroupOrder<(int)sizeof(T)>();
         p = ownShuffle(p, order);
@@ -909,10 +912,10 @@ template <class T> static inline void ownStore4(void* pixels, OwnVec<T> a, OwnVe
         s = ownShuffle(s, order);
     }
     char* out = (char*)pixels;
-    ownStoreParts<64>(out, p);
-    ownStoreParts<64>(out + 16, q);
-    ownStoreParts<64>(out + 32, r);
-    ownStoreParts<64>(out + 48, s);
+    ownStoreParts(out, 64, p);
+    ownStoreParts(out + 16, 64, q);
+    ownStoreParts(out + 32, 64, r);
+    ownStoreParts(out + 48, 64, s);
 #else
     T out[4 * OwnVec<T>::lanes];
     for (ptrdiff_t i = 0; i < OwnVec<T>::lanes; ++i) {
@@ -955,6 +958,16 @@ static inline OwnVec<float> ownSqrt(OwnVec<float> a)
     OwnVec<float> r;
     for (ptrdiff_t i = 0; i < OwnVec<float>::lanes; ++i) r.v[i] = __builtin_sqrtf(a.v[i]);
     return r;
+#endif
+}
+
+static inline OwnVec<double> ownSqrt(OwnVec<double> a)
+{
+#ifdef OWN_X86
+    return {OWN_X86(sqrt_pd)(a.v)};
+#else
+    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) a.v[i] = __builtin_sqrt(a.v[i]);
+    return a;
 #endif
 }
 

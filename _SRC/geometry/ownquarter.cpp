@@ -1,7 +1,7 @@
 /* ownquarter: translations and quarter turns, pixel by pixel the source's. */
 #include "ownquarter.h"
 
-#include "../frame/ownrow.h"
+#include "owntranspose.h"
 #include "ownwarp.h"
 
 #include <math.h>
@@ -82,138 +82,43 @@ bool ownWarpExactly(const OwnFace& face, const VekImage* srcImage, VekImage* dst
     return true;
 }
 
-/* ---- Quarter turns: pixels ----------------------------------------------------------------------------------------- */
-
-/* A copy whose source is walked in steps of its own: `across` bytes for a destination pixel to the right, `down` for one
- * below. */
-struct OwnTurn {
-    const uint8_t* data; /* the source pixel of the first destination pixel */
-    ptrdiff_t across, down;
-    uint8_t* out;
-    ptrdiff_t outPixel, outRow;
-    int32_t width, height;
-};
-
-/* Blocks of pixels whose source rows and destination rows fit the first-level cache together. */
-enum { OWN_TURN_BLOCK = 64 };
-
-template <int unit> static void ownTurnUnits(const OwnTurn& t)
-{
-    for (int32_t y0 = 0; y0 < t.height; y0 += OWN_TURN_BLOCK)
-        for (int32_t x0 = 0; x0 < t.width; x0 += OWN_TURN_BLOCK) {
-            const int32_t y1 = std::min(y0 + OWN_TURN_BLOCK, t.height), x1 = std::min(x0 + OWN_TURN_BLOCK, t.width);
-            for (int32_t y = y0; y < y1; ++y) {
-                const uint8_t* p = t.data + y * t.down + x0 * t.across;
-                uint8_t* out = t.out + y * t.outRow + x0 * t.outPixel;
-                for (int32_t x = x0; x < x1; ++x, p += t.across, out += t.outPixel) memcpy(out, p, unit);
-            }
-        }
-}
-
-/* ---- Quarter turns: bits ------------------------------------------------------------------------------------------- */
-
-/* Bit places in place of bytes. */
-struct OwnBitTurn {
-    const uint8_t* data;
-    ptrdiff_t rowStep;
-    int64_t bit; /* in its row, of the source pixel of the first destination pixel */
-    int xAcross, yAcross, xDown, yDown;
-    uint8_t* out;
-    ptrdiff_t outRow;
-    int outBit;
-    int32_t width, height;
-};
-
-static void ownTurnBitRows(const OwnBitTurn& t)
-{
-    for (int32_t y = 0; y < t.height; ++y) {
-        uint8_t* out = t.out + y * t.outRow;
-        for (int32_t x = 0; x < t.width;) {
-            const int32_t at = t.outBit + x, n = std::min(8 - (at & 7), t.width - x), shift = 8 - (at & 7) - n;
-            int bits = 0;
-            for (int32_t k = 0; k < n; ++k, ++x) {
-                const int64_t from = t.bit + (int64_t)t.xAcross * x + (int64_t)t.xDown * y;
-                const ptrdiff_t row = (ptrdiff_t)t.yAcross * x + (ptrdiff_t)t.yDown * y;
-                bits = bits << 1 | (t.data[row * t.rowStep + (from >> 3)] >> (7 - (from & 7)) & 1);
-            }
-            const int write = ((1 << n) - 1) << shift;
-            out[at >> 3] = (uint8_t)((out[at >> 3] & ~write) | bits << shift);
-        }
-    }
-}
-
 /* ---- Quarter turns ------------------------------------------------------------------------------------------------- */
 
-/* How a turn walks its source, in pixels. */
-struct OwnTurnSteps {
-    int xAcross, yAcross, xDown, yDown;
-};
-static OwnTurnSteps ownTurnSteps(int degrees)
-{
-    if (degrees == 90) return {0, 1, -1, 0};
-    if (degrees == 180) return {-1, 0, 0, -1};
-    return {0, -1, 1, 0};
-}
-
 /* Where the turned source lies in the destination: (x, y) goes to (xs + y, ys - x), (xs - x, ys - y), (xs - y, ys + x). */
-static OwnWideRect ownTurned(const OwnRect& r, int degrees, int64_t xs, int64_t ys)
+static OwnWideRect ownTurnedRect(const OwnRect& r, int degrees, int64_t xs, int64_t ys)
 {
     if (degrees == 90) return {xs + r.top, ys - r.right, xs + r.bottom, ys - r.left};
     if (degrees == 180) return {xs - r.right, ys - r.bottom, xs - r.left, ys - r.top};
     return {xs - r.bottom, ys + r.left, xs - r.top, ys + r.right};
 }
 
-static void ownTurnAll(const VekImage* srcImage, const VekImage* dstImage, const OwnChannels channels[2],
-                       const OwnRect& both, int64_t x, int64_t y, const OwnTurnSteps& steps)
+/* A half turn: a copy from a view whose rows run upward and backward. */
+static void ownTurnHalf(const OwnFace& face, uint32_t depth, const OwnView& src, const OwnView& dst,
+                        const OwnChannels channels[2])
 {
-    const OwnView src = ownWholeView(srcImage), dst = ownWholeView(dstImage);
+    OwnPoint copy = {};
+    copy.face = &face;
+    copy.nImages = 2;
+    copy.channels[0] = channels[0];
+    copy.channels[1] = channels[1];
+    copy.run = ownCopyRows[ownSlot(depth)].run;
+    copy.copies = true;
+    const OwnView views[2] = {ownReversed(ownTurned(src)), dst};
+    ownTraverseViews(copy, views, nullptr);
+}
+
+/* The destination's rectangle `both` from the source, whose pixel (x, y) comes to its corner. Quarter turns are
+ * transpositions, by 90 degrees with the destination's rows from the last one up, by 270 with the source's. */
+static void ownTurnRect(const OwnFace& face, const VekImage* srcImage, const VekImage* dstImage,
+                        const OwnChannels channels[2], const OwnRect& both, int32_t x, int32_t y, int degrees)
+{
     const int32_t width = both.right - both.left + 1, height = both.bottom - both.top + 1;
-    if (src.sampleBits == 1) {
-        const OwnBitTurn turn = {src.data + y * src.rowStep,
-                                 src.rowStep,
-                                 x,
-                                 steps.xAcross,
-                                 steps.yAcross,
-                                 steps.xDown,
-                                 steps.yDown,
-                                 dst.data + both.top * dst.rowStep + (both.left >> 3),
-                                 dst.rowStep,
-                                 both.left & 7,
-                                 width,
-                                 height};
-        ownTurnBitRows(turn);
-        return;
-    }
-    const ptrdiff_t sampleBytes = src.sampleBits >> 3;
-    const ptrdiff_t pixel = src.pixelStep * sampleBytes, outPixel = dst.pixelStep * sampleBytes;
-    OwnTurn turn = {src.data + channels[0].first * src.channelStep + (ptrdiff_t)y * src.rowStep + (ptrdiff_t)x * pixel,
-                    steps.xAcross * pixel + steps.yAcross * src.rowStep,
-                    steps.xDown * pixel + steps.yDown * src.rowStep,
-                    dst.data + channels[1].first * dst.channelStep + both.top * dst.rowStep + both.left * outPixel,
-                    outPixel,
-                    dst.rowStep,
-                    width,
-                    height};
-    const int32_t count = channels[0].count;
-    const bool together = src.channelStep == sampleBytes && dst.channelStep == sampleBytes;
-    const ptrdiff_t unit = together ? count * sampleBytes : 0;
-    if (turn.across == -outPixel && pixel == outPixel && (unit == pixel || count * sampleBytes == pixel)) {
-        /* a half turn of whole pixels: rows in the opposite order */
-        for (int32_t row = 0; row < height; ++row)
-            ownTurnPixels(turn.out + row * turn.outRow, turn.data + row * turn.down - (width - 1) * pixel, (int)pixel,
-                          width);
-        return;
-    }
-    switch (unit) {
-    case 3: return ownTurnUnits<3>(turn);
-    case 4: return ownTurnUnits<4>(turn);
-    case 6: return ownTurnUnits<6>(turn);
-    case 8: return ownTurnUnits<8>(turn);
-    default:
-        for (int32_t c = 0; c < count; ++c, turn.data += src.channelStep, turn.out += dst.channelStep)
-            if (sampleBytes == 1) ownTurnUnits<1>(turn);
-            else ownTurnUnits<2>(turn);
-    }
+    const OwnView all = ownWholeView(srcImage);
+    const OwnView dst = ownCrop(ownWholeView(dstImage), both.left, both.top, width, height);
+    if (degrees == 180)
+        ownTurnHalf(face, dstImage->depth, ownCrop(all, x - width + 1, y - height + 1, width, height), dst, channels);
+    else if (degrees == 90) ownTranspose(ownCrop(all, x - height + 1, y, height, width), ownReversed(dst), channels);
+    else ownTranspose(ownReversed(ownCrop(all, x, y - width + 1, height, width)), dst, channels);
 }
 
 void ownQuarterTurn(const OwnFace& face, const VekImage* srcImage, VekImage* dstImage, int degrees, double xShift,
@@ -228,8 +133,8 @@ void ownQuarterTurn(const OwnFace& face, const VekImage* srcImage, VekImage* dst
 
     int64_t xs, ys;
     if (!ownWholeShift(xShift, &xs) || !ownWholeShift(yShift, &ys)) return;
-    if (!ownMeet(ownTurned(src, degrees, xs, ys), dst, &both)) return;
+    if (!ownMeet(ownTurnedRect(src, degrees, xs, ys), dst, &both)) return;
     const int64_t x = degrees == 90 ? ys - both.top : degrees == 180 ? xs - both.left : both.top - ys;
     const int64_t y = degrees == 90 ? both.left - xs : degrees == 180 ? ys - both.top : xs - both.left;
-    ownTurnAll(srcImage, dstImage, channels, both, x, y, ownTurnSteps(degrees));
+    ownTurnRect(face, srcImage, dstImage, channels, both, (int32_t)x, (int32_t)y, degrees);
 }
