@@ -192,6 +192,9 @@ OwnView ownWholeView(const VekImage* image);
 /* An image's region, clipped, whether it has tiles or not. Empty: width and height are 0. */
 VekROI ownRegion(const VekImage* image);
 
+/* The same by width and height alone: of an image that may have no pixels. */
+VekROI ownHeaderRegion(const VekImage* image);
+
 /* A rectangle of a view that lies within it. */
 OwnView ownCrop(OwnView view, int32_t x, int32_t y, int32_t width, int32_t height);
 

@@ -467,7 +467,18 @@ template <class T, class W> static inline OwnVec<T> ownPack(OwnVec<W> lo, OwnVec
 template <class W, class T> static inline OwnVec<W> ownLoadWide(const void* p)
 {
     typedef T Part __attribute__((vector_size(OWN_VEC_BYTES / (sizeof(W) / sizeof(T))), aligned(1), may_alias));
-    return {__builtin_convertvector(*(const Part*)p, typename OwnVec<W>::Raw)};
+#if OWN_VEC_BYTES == 32
+    /* compilers widen halves and join them */
+    const __m128i* q = (const __m128i*)p;
+    if constexpr (std::is_same_v<T, uint8_t> && sizeof(W) == 2)
+        return ownFromX86<W>(_mm256_cvtepu8_epi16(_mm_loadu_si128(q)));
+    else if constexpr (std::is_same_v<T, uint8_t> && sizeof(W) == 4)
+        return ownFromX86<W>(_mm256_cvtepu8_epi32(_mm_loadl_epi64(q)));
+    else if constexpr (std::is_same_v<T, uint16_t> && sizeof(W) == 4)
+        return ownFromX86<W>(_mm256_cvtepu16_epi32(_mm_loadu_si128(q)));
+    else
+#endif
+        return {__builtin_convertvector(*(const Part*)p, typename OwnVec<W>::Raw)};
 }
 
 /* The lanes of lo, then those of hi, as lanes of half the width. Each is in the range of T already. */
@@ -726,9 +737,8 @@ static inline OwnVec<uint8_t> ownLoadParts(const void* from, ptrdiff_t step)
     r = _mm512_inserti32x4(r, _mm_loadu_si128((const __m128i_u*)(p + 2 * step)), 2);
     return ownFromX86<uint8_t>(_mm512_inserti32x4(r, _mm_loadu_si128((const __m128i_u*)(p + 3 * step)), 3));
 #elif OWN_VEC_BYTES == 32
-    return ownFromX86<uint8_t>(
-        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128((const __m128i_u*)p)),
-                                _mm_loadu_si128((const __m128i_u*)(p + step)), 1));
+    return ownFromX86<uint8_t>(_mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128((const __m128i_u*)p)),
+                                                       _mm_loadu_si128((const __m128i_u*)(p + step)), 1));
 #else
     (void)step;
     return ownLoad<uint8_t>(p);

@@ -68,18 +68,22 @@ OwnView ownTurned(OwnView view)
     return view;
 }
 
-VekROI ownRegion(const VekImage* image)
+VekROI ownHeaderRegion(const VekImage* image)
 {
     VekROI region = image->roi ? *image->roi : VekROI{0, 0, 0, image->width, image->height};
-    if (image->tileInfo) {
-        region.width = ownClip(region.xOffset, region.width, image->width);
-        region.height = ownClip(region.yOffset, region.height, image->height);
-        if (region.width < 1 || region.height < 1) region.width = region.height = 0;
-    } else {
-        const OwnView view = ownView(image);
-        region.width = view.width;
-        region.height = view.height;
-    }
+    region.width = ownClip(region.xOffset, region.width, image->width);
+    region.height = ownClip(region.yOffset, region.height, image->height);
+    if (region.width < 1 || region.height < 1) region.width = region.height = 0;
+    return region;
+}
+
+VekROI ownRegion(const VekImage* image)
+{
+    if (image->tileInfo) return ownHeaderRegion(image);
+    VekROI region = image->roi ? *image->roi : VekROI{};
+    const OwnView view = ownView(image);
+    region.width = view.width;
+    region.height = view.height;
     return region;
 }
 

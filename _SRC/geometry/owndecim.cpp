@@ -1,114 +1,74 @@
 /* owndecim: super-sampling. Each destination pixel is the mean of the box of source samples that it covers, samples at the
  * box's edges counting by the part that lies in it; boxes at the region's end are cut there. */
+#include "owncell.h"
 #include "ownresample.h"
+#include "ownsimd.h"
 
 #include <numeric>
 
 /* ---- Boxes --------------------------------------------------------------------------------------------------- */
 
-/* What a box covers on one axis: samples first .. last, their weights in 1/256, and the sum of these. */
-struct OwnBox {
-    int32_t first, last;
-    int32_t firstWeight, lastWeight; /* the same sample when first == last: then firstWeight counts */
-    int64_t total;
-
-    int32_t weight(int32_t i) const { return i == first ? firstWeight : i == last ? lastWeight : 256; }
-};
-
-static OwnBox ownBoxAt(int64_t j, int64_t step, int32_t size)
-{
-    const int64_t start = j * step, end = std::min(start + step, (int64_t)size * 256);
-    OwnBox box;
-    box.first = (int32_t)(start >> 8);
-    box.last = (int32_t)((end - 1) >> 8);
-    box.firstWeight = (int32_t)(std::min(end, ((int64_t)box.first + 1) * 256) - start);
-    box.lastWeight = (int32_t)(end - (int64_t)box.last * 256);
-    box.total = end - start;
-    return box;
-}
-
 /* One axis of a run over a part. */
-struct OwnBoxAxis {
+struct OwnCellAxis {
     int64_t step;
     int32_t size;   /* samples of the region */
+    int32_t unit;   /* of weights, in 1/256 */
     int32_t jFirst; /* the part's first output */
     int32_t low;    /* the window's first sample in the region */
 
-    OwnBox at(int32_t j) const { return ownBoxAt((int64_t)jFirst + j, step, size); }
+    OwnCellAxis(int64_t boxStep, int32_t nSamples)
+        : step(boxStep), size(nSamples), unit((int32_t)std::gcd(boxStep, (int64_t)256)), jFirst(0), low(0)
+    {
+    }
+    int64_t mostTotal() const { return std::min(step, (int64_t)size * 256) / unit; }
+    bool isWhole() const { return step % 256 == 0; }
+    int32_t side() const { return (int32_t)(step >> 8); }
+
+    /* The box of output j of the part. */
+    OwnCell at(int32_t j) const
+    {
+        const int64_t start = ((int64_t)jFirst + j) * step, end = std::min(start + step, (int64_t)size * 256);
+        OwnCell box;
+        box.first = (int32_t)(start >> 8);
+        box.last = (int32_t)((end - 1) >> 8);
+        box.firstWeight = (int32_t)(std::min(end, ((int64_t)box.first + 1) * 256) - start) / unit;
+        box.lastWeight = box.first == box.last ? 0 : (int32_t)(end - (int64_t)box.last * 256) / unit;
+        box.one = 256 / unit;
+        box.total = (end - start) / unit;
+        return box;
+    }
+    bool isCut(int32_t j) const { return at(j).total * unit != step; }
 };
 
-/* ---- Any ratio ----------------------------------------------------------------------------------------------- */
+/* ---- A sample and a half in a row, three in a column at most ------------------------------------------------- */
 
-/* Sums of columns: sums[i] = the rows of the box, weighted. A: wide enough for all of them. */
-template <class T, class A>
-static void ownSumRows(A* __restrict sums, const uint8_t* __restrict data, ptrdiff_t rowStep, const OwnBox& box,
-                       int32_t low, ptrdiff_t n)
-{
-    std::fill(sums, sums + n, (A)0);
-    for (int32_t y = box.first; y <= box.last; ++y) {
-        const uint8_t* row = data + (y - low) * rowStep;
-        const A weight = (A)box.weight(y);
-        for (ptrdiff_t i = 0; i < n; ++i) {
-            T sample;
-            memcpy(&sample, row + i * (ptrdiff_t)sizeof(T), sizeof(T));
-            sums[i] += sample * weight;
-        }
-    }
-}
-
-/* Columns `from` up to `to` of a row of the destination from sums of columns, `pixelStep` samples from pixel to pixel. */
-template <class T, class A>
-static void ownMeanColumns(uint8_t* out, const A* sums, const OwnBoxAxis& x, int64_t rowsTotal, ptrdiff_t pixelStep,
-                           int32_t count, int32_t from, int32_t to)
-{
-    for (int32_t j = from; j < to; ++j) {
-        const OwnBox box = x.at(j);
-        const double perArea = 1.0 / ((double)box.total * (double)rowsTotal);
-        for (int32_t c = 0; c < count; ++c) {
-            uint64_t sum = 0;
-            for (int32_t i = box.first; i <= box.last; ++i)
-                sum += (uint64_t)sums[(i - x.low) * pixelStep + c] * (uint64_t)box.weight(i);
-            const T mean = (T)((double)sum * perArea + 0.5);
-            memcpy(out + ((ptrdiff_t)j * count + c) * (ptrdiff_t)sizeof(T), &mean, sizeof(T));
-        }
-    }
-}
-
-/* ---- Small ratios: two columns and four rows at most --------------------------------------------------------- */
-
-/* The weights of both axes in units that divide them all; taps for the columns whose box is whole. */
-struct OwnSmallBoxes {
+/* Taps for the columns whose box is whole. */
+struct OwnSmallCells {
     OwnRowPlan plan;
-    int32_t xUnit, yUnit;
     int32_t nColumns; /* the columns that the plan serves */
 };
 
-static bool ownAreSmall(int64_t xStep, int64_t yStep, int sampleBytes)
+/* Boxes of 1.5 samples lie on two; others may lie on three. Sums and their means are exact in 32 bits. */
+static bool ownAreSmall(const OwnCellAxis& x, const OwnCellAxis& y, int sampleBits)
 {
-    if (xStep > 2 * 256 || yStep > 3 * 256) return false;
-    const int64_t xOne = xStep / std::gcd(xStep, (int64_t)256), yOne = yStep / std::gcd(yStep, (int64_t)256);
-    const bool twoColumns = xStep % 128 ==
-                            0; /* a box of 1.5 samples that starts at a half has two; others may have three */
-    return twoColumns && xOne <= 127 && yOne <= 127 && (sampleBytes == 1 || xOne * yOne <= 64);
+    if (x.step != 384 || y.step > 3 * 256 || sampleBits == 1) return false;
+    return x.step / x.unit * (y.step / y.unit) <= (sampleBits == 8 ? 3 * 127 : 30);
 }
 
 /* False without memory. */
-static bool ownPlanSmall(OwnSmallBoxes* small, const OwnPartRun& run, const OwnBoxAxis& x, const OwnBoxAxis& y)
+static bool ownPlanSmall(OwnSmallCells* small, const OwnPartRun& run, const OwnCellAxis& x)
 {
-    small->xUnit = (int32_t)std::gcd(x.step, (int64_t)256);
-    small->yUnit = (int32_t)std::gcd(y.step, (int64_t)256);
-    small->nColumns = run.width;
-    if (x.at(run.width - 1).total != x.step) --small->nColumns;
+    small->nColumns = run.width - x.isCut(run.width - 1);
     if (small->nColumns == 0) return true;
     OwnTap* taps = (OwnTap*)ownAlloc((size_t)small->nColumns * sizeof(OwnTap));
     if (!taps) return false;
     for (int32_t j = 0; j < small->nColumns; ++j) {
-        const OwnBox box = x.at(j);
-        taps[j] = {box.first, box.last, box.first == box.last ? 0 : box.lastWeight / small->xUnit, 0};
+        const OwnCell box = x.at(j);
+        taps[j] = {box.first, box.last, box.lastWeight, 0};
     }
     OwnRowShape shape = ownShapeOf(run);
     shape.nColumns = small->nColumns;
-    shape.one = (int)(x.step / small->xUnit);
+    shape.one = (int)(x.step / x.unit);
     const bool done = ownMakeRowPlan(&small->plan, OWN_BLEND_SUPER, taps, shape);
     ownFree(taps);
     return done;
@@ -121,8 +81,8 @@ struct OwnHeldRows {
     int32_t held[4];
 };
 
-static void ownSmallRow(uint8_t* out, const OwnSmallBoxes& small, OwnHeldRows* held, const uint8_t* data,
-                        ptrdiff_t rowStep, const OwnBox& box, int32_t low)
+static void ownSmallRow(uint8_t* out, const OwnSmallCells& small, OwnHeldRows* held, const uint8_t* data,
+                        ptrdiff_t rowStep, const OwnCell& box, int32_t low)
 {
     const void* rows[4];
     int32_t weights[4] = {};
@@ -132,100 +92,148 @@ static void ownSmallRow(uint8_t* out, const OwnSmallBoxes& small, OwnHeldRows* h
         if (held->held[slot] != y) ownRowAcross(row, data + (y - low) * rowStep, small.plan);
         held->held[slot] = y;
         rows[k] = row;
-        if (box.first + k <= box.last) weights[k] = box.weight(y) / small.yUnit;
+        if (box.first + k <= box.last) weights[k] = box.weight(y);
     }
-    ownRowMean(out, rows, weights, (int32_t)(box.total / small.yUnit) * small.plan.one, small.plan);
+    ownRowMean(out, rows, weights, (int32_t)box.total * small.plan.one, small.plan);
 }
 
 /* ---- One part ------------------------------------------------------------------------------------------------ */
 
-/* A plane, or all interleaved channels. */
-template <class T, class A>
-static void ownSuperPlane(const OwnPartRun& run, const OwnBoxAxis& x, const OwnBoxAxis& y, const OwnTarget& target,
-                          const uint8_t* data, int32_t count, const OwnSmallBoxes* small, uint8_t* scratch)
+/* What a part's rows are made with. */
+struct OwnSuperPart {
+    const OwnPartRun* run;
+    const OwnCellAxis *x, *y;
+    const OwnCellKernels* kernels;
+    OwnSmallCells small; /* nColumns 0: not used */
+    OwnHeldRows held;
+    OwnCellRow row;
+    OwnCell* boxes; /* of all columns, from the window's first sample on */
+    void* sums;
+    ptrdiff_t nSums;
+    int32_t nSquares; /* columns of whole boxes of whole samples */
+    uint8_t* aside;
+};
+
+/* Kernels whose sums don't overflow, and whether they take the boxes of a row together. */
+static void ownChooseCells(OwnSuperPart* part)
 {
+    const int bits = part->run->window->view.sampleBits;
+    const int64_t most = ((int64_t)1 << bits) - 1, column = most * part->y->mostTotal();
+    const OwnCellKernels* kernels = ownCellKernels[bits >> 3];
+    part->kernels = bits < 16 && column < 1 << 16 ? &kernels[0] : column < (int64_t)1 << 32 ? &kernels[1] : &kernels[2];
+    if (!part->x->isWhole()) return;
+    const auto serves = [&](const OwnCellKernels& k) {
+        return column < (int64_t)1 << 31 && column * part->x->side() < k.squareLimit;
+    };
+    if (part->kernels == &kernels[0] && !serves(kernels[0]) && serves(kernels[1])) part->kernels = &kernels[1];
+    if (serves(*part->kernels)) part->nSquares = part->run->width - part->x->isCut(part->run->width - 1);
+}
+
+/* One row of the destination's plane, or of all interleaved channels. */
+static void ownSuperRow(OwnSuperPart& part, uint8_t* out, const uint8_t* data, int32_t j)
+{
+    const OwnPartRun& run = *part.run;
+    const ptrdiff_t rowStep = run.window->view.rowStep, sampleBits = run.window->view.sampleBits;
+    const OwnCell box = part.y->at(j);
+    if (part.small.nColumns) ownSmallRow(out, part.small, &part.held, data, rowStep, box, part.y->low);
+    if (part.small.nColumns == run.width) return;
+    /* all columns, or the last one alone */
+    const ptrdiff_t from = part.small.nColumns ? part.boxes[part.small.nColumns].first * part.row.pixelStep : 0;
+    part.kernels->sumRows((uint8_t*)part.sums + from * part.kernels->sumBytes,
+                          data + (box.first - part.y->low) * rowStep + from * (sampleBits >> 3), rowStep, box,
+                          part.nSums - from);
+    part.row.rowsTotal = box.total;
+    if (part.nSquares) part.kernels->meanSquares(out, part.row, part.x->side(), part.nSquares);
+    part.kernels->meanBoxes(out, part.row, std::max(part.nSquares, part.small.nColumns), run.width);
+}
+
+/* Lays the part's scratch out in one block; its size when there is none yet. */
+static size_t ownLayOut(OwnSuperPart* part, uint8_t* block)
+{
+    const OwnPartRun& run = *part->run;
+    const size_t width = (size_t)run.width;
+    const size_t sumBytes = ((size_t)part->nSums + OWN_CELL_SPARE +
+                             (size_t)(part->nSquares ? part->x->side() : 0) * (size_t)part->row.pixelStep) *
+                            (size_t)part->kernels->sumBytes;
+    part->held.rowBytes = part->small.nColumns ? ownLaneRowBytes(part->small.plan) : 0;
+    size_t at = 0;
+    const auto take = [&](size_t bytes) {
+        uint8_t* p = block ? block + at : nullptr;
+        at += (bytes + 63) & ~(size_t)63;
+        return p;
+    };
+    part->boxes = (OwnCell*)take(width * sizeof(OwnCell));
+    part->sums = take(sumBytes);
+    part->row.windows = take(part->nSquares ? sumBytes : 0);
+    part->row.picked = take(part->nSquares ? sumBytes : 0);
+    part->held.rowBytes = (part->held.rowBytes + 63) & ~(ptrdiff_t)63;
+    part->held.rows = take(4 * (size_t)part->held.rowBytes);
+    part->aside = take(width * (size_t)part->row.count * (size_t)part->kernels->outBytes + OWN_CELL_SPARE);
+    return at;
+}
+
+/* A row of bytes that are zeros or ones to its place among bits. */
+static void ownPutBits(const OwnSuperPart& part, int32_t j)
+{
+    const OwnView& dst = part.run->grid->view;
+    const uint8_t* row = part.aside;
+    ownMapToBits<uint8_t>(part.aside, row, dst.width, [](OwnVec<uint8_t> v) { return v; });
+    const OwnView views[2] = {{part.aside, 0, 1, dst.width, 1, 1, 0, 0}, ownCrop(dst, 0, j, dst.width, 1)};
+    OwnPoint copy = {};
+    copy.nImages = 2;
+    copy.channels[0] = copy.channels[1] = {0, 1, false};
+    copy.run = ownCopyRows[OWN_1U].run;
+    copy.copies = true;
+    ownTraverseViews(copy, views, nullptr);
+}
+
+/* A plane, or all interleaved channels. */
+static void ownSuperPlane(OwnSuperPart& part, int32_t plane)
+{
+    const OwnPartRun& run = *part.run;
     const OwnView& view = run.window->view;
-    const ptrdiff_t nSums = (ptrdiff_t)view.width * view.pixelStep - (view.pixelStep - count);
-    const ptrdiff_t sumBytes = (nSums * (ptrdiff_t)sizeof(A) + 63) & ~(ptrdiff_t)63;
-    A* sums = (A*)scratch;
-    OwnHeldRows held = {scratch + sumBytes, 0, {-1, -1, -1, -1}};
-    if (small) held.rowBytes = (ownLaneRowBytes(small->plan) + 63) & ~(ptrdiff_t)63;
-    uint8_t* aside = held.rows + 4 * held.rowBytes;
-    const int32_t nSmall = small ? small->nColumns : 0;
+    const uint8_t* data = view.data + (run.job->srcChannels.first + plane) * view.channelStep;
+    const OwnTarget target = ownTargetOf(run, plane);
+    for (int32_t& row : part.held.held) row = -1;
     for (int32_t j = 0; j < run.height; ++j) {
-        const OwnBox box = y.at(j);
-        uint8_t* out = target.direct ? target.data + j * target.rowStep : aside;
-        if (nSmall) ownSmallRow(out, *small, &held, data, view.rowStep, box, y.low);
-        if (nSmall < run.width) {
-            /* all columns, or the last one alone */
-            const ptrdiff_t first = (ptrdiff_t)(x.at(nSmall).first - x.low) * view.pixelStep;
-            ownSumRows<T, A>(sums + first, data + first * (ptrdiff_t)sizeof(T), view.rowStep, box, y.low,
-                             nSums - first);
-            ownMeanColumns<T, A>(out, sums, x, box.total, view.pixelStep, count, nSmall, run.width);
-        }
-        if (!target.direct) ownPutRow(target, aside, j);
+        const bool isDirect = target.direct && view.sampleBits > 1;
+        ownSuperRow(part, isDirect ? target.data + j * target.rowStep : part.aside, data, j);
+        if (view.sampleBits == 1) ownPutBits(part, j);
+        else if (!isDirect) ownPutRow(target, part.aside, j);
     }
 }
 
 /* False without memory. */
-template <class T, class A> static bool ownSuperPart(const OwnPartRun& run, const OwnBoxAxis& x, const OwnBoxAxis& y)
+static bool ownSuperRun(const OwnPartRun& run, const OwnCellAxis& x, const OwnCellAxis& y)
 {
     const OwnResampling& job = *run.job;
     const OwnView& view = run.window->view;
     const bool planes = job.srcImage->dataOrder != VEK_DATA_ORDER_PIXEL;
-    const int32_t count = planes ? 1 : job.srcChannels.count;
-    OwnSmallBoxes small = {};
-    const bool isSmall = ownAreSmall(x.step, y.step, (int)sizeof(T));
-    if (isSmall && !ownPlanSmall(&small, run, x, y)) return false;
-    const size_t scratchBytes = ((size_t)view.width * (size_t)view.pixelStep + 64) * sizeof(A) + 64 +
-                                4 * ((size_t)ownLaneRowBytes(small.plan) + 64) +
-                                (size_t)run.width * (size_t)count * sizeof(T);
-    uint8_t* scratch = (uint8_t*)ownAlloc(scratchBytes);
-    if (scratch)
-        for (int32_t plane = 0; plane < (planes ? job.srcChannels.count : 1); ++plane)
-            ownSuperPlane<T, A>(run, x, y, ownTargetOf(run, plane),
-                                view.data + (job.srcChannels.first + plane) * view.channelStep, count,
-                                isSmall ? &small : nullptr, scratch);
-    ownFree(scratch);
-    ownFreeRowPlan(&small.plan);
-    return scratch != nullptr;
-}
-
-/* 1 bit: a 1 where at least half of the box is. */
-static void ownSuperBits(const OwnPartRun& run, const OwnBoxAxis& x, const OwnBoxAxis& y)
-{
-    const OwnView &src = run.window->view, &dst = run.grid->view;
-    for (int32_t j = 0; j < run.height; ++j) {
-        const OwnBox down = y.at(j);
-        uint8_t* out = dst.data + j * dst.rowStep;
-        for (int32_t i = 0; i < run.width; ++i) {
-            const OwnBox across = x.at(i);
-            int64_t sum = 0;
-            for (int32_t v = down.first; v <= down.last; ++v) {
-                const uint8_t* row = src.data + (v - y.low) * src.rowStep;
-                int64_t ones = 0;
-                for (int32_t u = across.first; u <= across.last; ++u) {
-                    const int32_t at = src.bit + u - x.low;
-                    if (row[at >> 3] >> (7 - (at & 7)) & 1) ones += across.weight(u);
-                }
-                sum += ones * down.weight(v);
-            }
-            const int32_t at = dst.bit + i, place = 7 - (at & 7);
-            const int one = 2 * sum >= across.total * down.total;
-            out[at >> 3] = (uint8_t)((out[at >> 3] & ~(1 << place)) | one << place);
+    const int lead = view.bit; /* bits before the window's first one in its byte count as samples */
+    OwnSuperPart part = {};
+    part.run = &run;
+    part.x = &x;
+    part.y = &y;
+    part.row.count = planes ? 1 : job.srcChannels.count;
+    part.row.pixelStep = view.pixelStep;
+    part.nSums = ((ptrdiff_t)view.width + lead) * view.pixelStep - (view.pixelStep - part.row.count);
+    ownChooseCells(&part);
+    if (ownAreSmall(x, y, view.sampleBits) && !ownPlanSmall(&part.small, run, x)) return false;
+    uint8_t* block = (uint8_t*)ownAlloc(ownLayOut(&part, nullptr));
+    if (block) {
+        ownLayOut(&part, block);
+        for (int32_t j = 0; j < run.width; ++j) {
+            part.boxes[j] = x.at(j);
+            part.boxes[j].first -= x.low;
+            part.boxes[j].last -= x.low;
         }
+        part.row.boxes = part.boxes;
+        part.row.sums = (uint8_t*)part.sums + lead * part.kernels->sumBytes;
+        for (int32_t plane = 0; plane < (planes ? job.srcChannels.count : 1); ++plane) ownSuperPlane(part, plane);
     }
-}
-
-static bool ownSuperRun(const OwnPartRun& run, const OwnBoxAxis& x, const OwnBoxAxis& y)
-{
-    const int bits = run.window->view.sampleBits;
-    const bool narrow = std::min<int64_t>(y.step, (int64_t)y.size * 256) < (bits == 8 ? 1 << 24 : 1 << 16);
-    if (bits == 1) ownSuperBits(run, x, y);
-    else if (bits == 8)
-        return narrow ? ownSuperPart<uint8_t, uint32_t>(run, x, y) : ownSuperPart<uint8_t, uint64_t>(run, x, y);
-    else return narrow ? ownSuperPart<uint16_t, uint32_t>(run, x, y) : ownSuperPart<uint16_t, uint64_t>(run, x, y);
-    return true;
+    ownFree(block);
+    ownFreeRowPlan(&part.small.plan);
+    return block != nullptr;
 }
 
 /* ---- All of it ----------------------------------------------------------------------------------------------- */
@@ -233,7 +241,7 @@ static bool ownSuperRun(const OwnPartRun& run, const OwnBoxAxis& x, const OwnBox
 bool ownRunSuper(const OwnFace& face, const OwnTileTexts& texts, const OwnResampling& job, int64_t xStep, int64_t yStep)
 {
     const OwnRect &src = job.srcRect, &dst = job.dstRect;
-    OwnBoxAxis x = {xStep, src.right - src.left + 1, 0, 0}, y = {yStep, src.bottom - src.top + 1, 0, 0};
+    OwnCellAxis x(xStep, src.right - src.left + 1), y(yStep, src.bottom - src.top + 1);
     OwnGrid grid = ownGrid(job.dstImage, dst, job.srcImage->tileInfo != nullptr);
     while (ownNextPart(&grid)) {
         OwnFetched window;

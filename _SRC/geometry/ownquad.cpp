@@ -7,24 +7,9 @@
 
 bool ownRoiRect(const VekImage* image, OwnRect* rect)
 {
-    *rect = {0, 0, image->width - 1, image->height - 1};
-    const VekROI* roi = image->roi;
-    if (!roi) return true;
-    if (roi->width < 1 || roi->height < 1) return false;
-    const int64_t right = (int64_t)roi->xOffset + roi->width - 1, bottom = (int64_t)roi->yOffset + roi->height - 1;
-    if (right < 0 || bottom < 0 || roi->xOffset >= image->width || roi->yOffset >= image->height) return false;
-    rect->left = std::max(roi->xOffset, 0);
-    rect->top = std::max(roi->yOffset, 0);
-    rect->right = (int32_t)std::min<int64_t>(right, rect->right);
-    rect->bottom = (int32_t)std::min<int64_t>(bottom, rect->bottom);
-    return true;
-}
-
-bool ownIntersect(const OwnRect& a, const OwnRect& b, OwnRect* both)
-{
-    *both = {std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right),
-             std::min(a.bottom, b.bottom)};
-    return both->left <= both->right && both->top <= both->bottom;
+    const VekROI region = ownHeaderRegion(image);
+    *rect = {region.xOffset, region.yOffset, region.xOffset + region.width - 1, region.yOffset + region.height - 1};
+    return region.width > 0;
 }
 
 /* ---- Quadrangles --------------------------------------------------------------------------------------------- */

@@ -13,9 +13,6 @@ struct OwnRect {
 /* The part of an image's region that lies in the image, in image coordinates. False when there is none. */
 bool ownRoiRect(const VekImage* image, OwnRect* rect);
 
-/* What the rectangles share; false when that is nothing. */
-bool ownIntersect(const OwnRect& a, const OwnRect& b, OwnRect* both);
-
 /* The sense in which a quadrangle's corners run: 1 or 0; or why it is none. */
 enum { OWN_QUAD_DEGENERATE = -5, OWN_QUAD_CONCAVE = -4 };
 int ownCheckQuad(const double quad[8]);

@@ -170,7 +170,8 @@ void ownTranspose(const OwnView& src, const OwnView& dst, const OwnChannels chan
                       dst.width,
                       dst.height};
     const int32_t count = channels[0].count;
-    const bool together = srcPixel == outPixel && srcPixel == count * sampleBytes && (count == 1 || src.channelStep == sampleBytes);
+    const bool together = srcPixel == outPixel && srcPixel == count * sampleBytes &&
+                          (count == 1 || src.channelStep == sampleBytes);
     switch (together ? srcPixel : 0) {
     case 1: return ownTransposeUnits<1>(units);
     case 2: return ownTransposeUnits<2>(units);

@@ -6,22 +6,16 @@
 
 /* ---- Tests --------------------------------------------------------------------------------------------------- */
 
-/* Reports when the test holds and goes on. */
-#define OWN_TELL_IF(test)                                                                                              \
-    do {                                                                                                               \
-        if (test) ownFail(face, VEK_StatusBadArg, #test, __LINE__);                                                    \
-    } while (0)
-
 bool ownSoundWarp(const OwnFace& face, const VekImage* srcImage, const VekImage* dstImage, int32_t warpFlag)
 {
     OWN_REFUSE_HEADER(srcImage, false);
     OWN_REFUSE_HEADER(dstImage, false);
-    OWN_TELL_IF(srcImage->depth != dstImage->depth);
-    OWN_TELL_IF(srcImage->origin != dstImage->origin);
+    OWN_REPORT_IF(srcImage->depth != dstImage->depth);
+    OWN_REPORT_IF(srcImage->origin != dstImage->origin);
     if (srcImage->depth != VEK_DEPTH_1U && !(srcImage->nChannels == 1 && dstImage->nChannels == 1))
-        OWN_TELL_IF(srcImage->dataOrder != dstImage->dataOrder);
-    OWN_TELL_IF((srcImage->depth & VEK_DEPTH_SIGN) || (srcImage->depth == VEK_DEPTH_32F));
-    OWN_TELL_IF(warpFlag != 0 && warpFlag != 1);
+        OWN_REPORT_IF(srcImage->dataOrder != dstImage->dataOrder);
+    OWN_REPORT_IF((srcImage->depth & VEK_DEPTH_SIGN) || (srcImage->depth == VEK_DEPTH_32F));
+    OWN_REPORT_IF(warpFlag != 0 && warpFlag != 1);
     if (srcImage == dstImage) ownFail(face, VEK_StatusBadArg, "This function is not in-place function", __LINE__);
     return vekGetErrStatus() >= 0;
 }

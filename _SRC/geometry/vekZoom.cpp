@@ -115,12 +115,12 @@ bool ownResample(const OwnFace& face, const VekImage* srcImage, VekImage* dstIma
     const double xRatio = (double)xSrc / xDst, yRatio = (double)ySrc / yDst;
     OWN_REFUSE_HEADER(srcImage, false);
     OWN_REFUSE_HEADER(dstImage, false);
-    OWN_TELL_IF(interpolate != VEK_INTER_NN && interpolate != VEK_INTER_LINEAR && interpolate != VEK_INTER_CUBIC);
-    OWN_TELL_IF(srcImage->depth != dstImage->depth);
-    OWN_TELL_IF(srcImage->depth != VEK_DEPTH_1U && srcImage->depth != VEK_DEPTH_8U && srcImage->depth != VEK_DEPTH_16U);
-    OWN_TELL_IF(srcImage->dataOrder != dstImage->dataOrder);
-    OWN_TELL_IF(xDst <= 0 || xSrc <= 0);
-    OWN_TELL_IF(yDst <= 0 || ySrc <= 0);
+    OWN_REPORT_IF(interpolate != VEK_INTER_NN && interpolate != VEK_INTER_LINEAR && interpolate != VEK_INTER_CUBIC);
+    OWN_REPORT_IF(srcImage->depth != dstImage->depth);
+    OWN_REPORT_IF(srcImage->depth != VEK_DEPTH_1U && srcImage->depth != VEK_DEPTH_8U && srcImage->depth != VEK_DEPTH_16U);
+    OWN_REPORT_IF(srcImage->dataOrder != dstImage->dataOrder);
+    OWN_REPORT_IF(xDst <= 0 || xSrc <= 0);
+    OWN_REPORT_IF(yDst <= 0 || ySrc <= 0);
     if (vekGetErrStatus() < 0) return false;
     OWN_REFUSE_TEXT_IF(srcImage == dstImage, "This function isn`t in-plase function", false);
 

@@ -51,23 +51,23 @@ void vekDecimate(const VekImage* srcImage, VekImage* dstImage, int32_t xDst, int
         if (badHeader) ownFail(face, badHeader, "Incorrect Image", __LINE__);
         if (!image) return;
     }
-    OWN_TELL_IF(srcImage == dstImage);
-    OWN_TELL_IF(srcImage->depth != dstImage->depth);
-    OWN_TELL_IF(srcImage->origin != dstImage->origin);
-    OWN_TELL_IF(srcImage->dataOrder != dstImage->dataOrder);
+    OWN_REPORT_IF(srcImage == dstImage);
+    OWN_REPORT_IF(srcImage->depth != dstImage->depth);
+    OWN_REPORT_IF(srcImage->origin != dstImage->origin);
+    OWN_REPORT_IF(srcImage->dataOrder != dstImage->dataOrder);
     const int32_t nChannelsSrc = ownDecimateCount(srcImage), nChannelsDst = ownDecimateCount(dstImage);
-    OWN_TELL_IF(nChannelsSrc == 0);
-    OWN_TELL_IF(nChannelsDst == 0);
-    OWN_TELL_IF(nChannelsSrc != nChannelsDst);
+    OWN_REPORT_IF(nChannelsSrc == 0);
+    OWN_REPORT_IF(nChannelsDst == 0);
+    OWN_REPORT_IF(nChannelsSrc != nChannelsDst);
     if (interpolate < VEK_INTER_NN || interpolate > VEK_INTER_SUPER)
         ownFail(face, VEK_StatusBadArg,
                 "interpolate != VEK_INTER_NN, VEK_INTER_LINEAR, VEK_INTER_CUBIC or VEK_INTER_SUPER", __LINE__);
-    OWN_TELL_IF(xDst <= 0);
-    OWN_TELL_IF(xSrc <= 0);
-    OWN_TELL_IF(yDst <= 0);
-    OWN_TELL_IF(ySrc <= 0);
-    OWN_TELL_IF(xDst > xSrc);
-    OWN_TELL_IF(yDst > ySrc);
+    OWN_REPORT_IF(xDst <= 0);
+    OWN_REPORT_IF(xSrc <= 0);
+    OWN_REPORT_IF(yDst <= 0);
+    OWN_REPORT_IF(ySrc <= 0);
+    OWN_REPORT_IF(xDst > xSrc);
+    OWN_REPORT_IF(yDst > ySrc);
     if (vekGetErrStatus() < 0) return;
     OWN_REFUSE_TEXT_IF(srcImage->depth != VEK_DEPTH_1U && srcImage->depth != VEK_DEPTH_8U && srcImage->depth != VEK_DEPTH_16U,
                        "srcImage->depth is wrong");
