@@ -1,287 +1,11 @@
-/* ownwarprow: the row kernels of the warps: positions, and samples between samples. */
-#include "ownwarp.h"
+/* ownwarprow: the row kernels of the warps: samples of the pixels that positions mean, and samples between samples. */
+#include "ownspots.h"
 
-#include <math.h>
+#include "ownsimd.h"
 
-/* A block of a row. Positions become the index of a source pixel in the window and the place beyond it. */
-enum { OWN_BLOCK = 256 };
-struct OwnSpots {
-    int n;
-    int32_t x[OWN_BLOCK], y[OWN_BLOCK];
-    bool skip[OWN_BLOCK]; /* with run.tests */
-    double fx[OWN_BLOCK], fy[OWN_BLOCK];
-    int32_t wx[OWN_BLOCK], wy[OWN_BLOCK]; /* fixed-point linear: 14 bits */
-};
+static constexpr int OWN_WORDS = (int)OwnVec<int32_t>::lanes; /* pixels that are blended at a time */
 
-/* ---- Positions in floating point ------------------------------------------------------------------------------- */
-
-/* c0 x + c1 y + c2 of columns x0, x0 + 1, ... */
-static inline void ownLine(double* __restrict out, int n, double c0, double x0, double row)
-{
-    for (int i = 0; i < n; ++i) out[i] = c0 * (x0 + i) + row;
-}
-
-/* The exact inverse of a bilinear mapping, by the form that its equation has. */
-static void ownPlaceInverse(const OwnBilinearInverse& inverse, double x0, double y, int n, double* X, double* Y)
-{
-    const double* d = inverse.d;
-    double P[OWN_BLOCK], Q[OWN_BLOCK], R[OWN_BLOCK];
-    ownLine(P, n, d[0], x0, d[1] * y + d[2]);
-    ownLine(Q, n, d[4], x0, d[6] * y + d[8]);
-    ownLine(R, n, d[5], x0, d[7] * y + d[9]);
-    switch (inverse.kind) {
-    case OWN_BILINEAR_BOTH: {
-        const double sign = inverse.plusRoot ? 1 : -1;
-        for (int i = 0; i < n; ++i) {
-            X[i] = P[i] + sign * sqrt(P[i] * P[i] - Q[i]);
-            Y[i] = d[3] * X[i] + R[i];
-        }
-        break;
-    }
-    case OWN_BILINEAR_ACROSS:
-        for (int i = 0; i < n; ++i) X[i] = Q[i] / P[i], Y[i] = R[i];
-        break;
-    case OWN_BILINEAR_DOWN:
-        for (int i = 0; i < n; ++i) X[i] = Q[i], Y[i] = R[i] / P[i];
-        break;
-    case OWN_BILINEAR_NONE:
-        for (int i = 0; i < n; ++i) X[i] = Q[i], Y[i] = R[i];
-    }
-}
-
-/* Source positions of n destination pixels of row y from column left on. */
-static void ownPlace(const OwnWarpRun& run, int32_t yRow, int32_t left, int n, double* X, double* Y)
-{
-    const double* c = run.c;
-    const double x0 = (double)left - run.xOrigin, y = (double)yRow - run.yOrigin;
-    if (run.kind == OWN_WARP_AFFINE) {
-        ownLine(X, n, c[0], x0, c[1] * y + c[2]);
-        ownLine(Y, n, c[3], x0, c[4] * y + c[5]);
-    } else if (run.kind == OWN_WARP_PERSPECTIVE) {
-        const double u = c[1] * y + c[2], v = c[4] * y + c[5], w = c[7] * y + c[8];
-        for (int i = 0; i < n; ++i) {
-            const double x = x0 + i, inverse = 1.0 / (c[6] * x + w);
-            X[i] = (c[0] * x + u) * inverse;
-            Y[i] = (c[3] * x + v) * inverse;
-        }
-    } else if (run.forward) {
-        ownLine(X, n, c[0] * y + c[1], x0, c[2] * y + c[3]);
-        ownLine(Y, n, c[4] * y + c[5], x0, c[6] * y + c[7]);
-    } else {
-        ownPlaceInverse(run.inverse, x0, y, n, X, Y);
-    }
-}
-
-/* ---- From positions to indices --------------------------------------------------------------------------------- */
-
-/* Held to a range; what is no number becomes the low end. */
-static inline double ownHold(double v, double low, double high) { return v > low ? (v < high ? v : high) : low; }
-
-static constexpr double OWN_FAR = 1 << 30;
-
-/* The index of each position, rounded: p + shift; also what lies outside the tested rectangle. */
-static void ownIndices(const double* __restrict p, double shift, int n, int32_t* __restrict index)
-{
-    for (int i = 0; i < n; ++i) index[i] = (int32_t)rint(ownHold(p[i] + 1e-7 - shift, -OWN_FAR, OWN_FAR));
-}
-
-static void ownTest(const OwnWarpRun& run, OwnSpots* s)
-{
-    const OwnRect& in = run.inside;
-    for (int i = 0; i < s->n; ++i)
-        s->skip[i] = (s->x[i] < in.left) | (s->y[i] < in.top) | (s->x[i] > in.right) | (s->y[i] > in.bottom);
-}
-
-/* Into the window, and counted from its first pixel; reach: pixels that are read beyond the index. */
-static void ownIntoWindow(int32_t* __restrict index, int n, int32_t low, int32_t high, int32_t reach)
-{
-    for (int i = 0; i < n; ++i) index[i] = std::clamp(index[i], low, std::max(low, high - reach)) - low;
-}
-
-/* Linear on one axis: the index below the position, but never the last, and how far the position lies beyond it. */
-static void ownLinearAxis(const double* __restrict p, int32_t* __restrict index, double* __restrict f, int n,
-                          int32_t limit, int32_t low, int32_t high)
-{
-    for (int i = 0; i < n; ++i) {
-        int32_t at = index[i] < limit ? index[i] : limit - 1;
-        at = std::clamp(at, low, std::max(low, high - 1));
-        index[i] = at - low;
-        f[i] = ownHold(p[i] - at, -8, 8);
-    }
-}
-
-/* Cubic on one axis: the window of four starts one before, but stays in the image. */
-static void ownCubicAxis(const double* __restrict p, int32_t* __restrict index, double* __restrict f, int n,
-                         int32_t limit, int32_t low, int32_t high)
-{
-    for (int i = 0; i < n; ++i) {
-        int32_t at = index[i] >= limit - 1 ? limit - 3 : index[i] <= 0 ? 0 : index[i] - 1;
-        at = std::clamp(at, low, std::max(low, std::min(limit, high) - 3));
-        index[i] = at - low;
-        f[i] = ownHold(p[i] - at - 1.0, -8, 8);
-    }
-}
-
-typedef void OwnStage(const OwnWarpRun& run, int32_t y, int32_t left, OwnSpots* s);
-
-static void ownStageNearest(const OwnWarpRun& run, int32_t y, int32_t left, OwnSpots* s)
-{
-    double X[OWN_BLOCK], Y[OWN_BLOCK];
-    ownPlace(run, y, left, s->n, X, Y);
-    ownIndices(X, 0, s->n, s->x);
-    ownIndices(Y, 0, s->n, s->y);
-    if (run.tests) ownTest(run, s);
-    ownIntoWindow(s->x, s->n, run.xLow, run.xHigh, 0);
-    ownIntoWindow(s->y, s->n, run.yLow, run.yHigh, 0);
-}
-
-static void ownStageLinear(const OwnWarpRun& run, int32_t y, int32_t left, OwnSpots* s)
-{
-    double X[OWN_BLOCK], Y[OWN_BLOCK];
-    ownPlace(run, y, left, s->n, X, Y);
-    ownIndices(X, 0.5, s->n, s->x);
-    ownIndices(Y, 0.5, s->n, s->y);
-    if (run.tests) ownTest(run, s);
-    ownLinearAxis(X, s->x, s->fx, s->n, run.xLimit, run.xLow, run.xHigh);
-    ownLinearAxis(Y, s->y, s->fy, s->n, run.yLimit, run.yLow, run.yHigh);
-}
-
-static void ownStageCubic(const OwnWarpRun& run, int32_t y, int32_t left, OwnSpots* s)
-{
-    double X[OWN_BLOCK], Y[OWN_BLOCK];
-    ownPlace(run, y, left, s->n, X, Y);
-    ownIndices(X, 0.5, s->n, s->x);
-    ownIndices(Y, 0.5, s->n, s->y);
-    if (run.tests) ownTest(run, s);
-    ownCubicAxis(X, s->x, s->fx, s->n, run.xLimit, run.xLow, run.xHigh);
-    ownCubicAxis(Y, s->y, s->fy, s->n, run.yLimit, run.yLow, run.yHigh);
-}
-
-/* ---- Positions in fixed point ---------------------------------------------------------------------------------- */
-
-/* v in 16.16, to nearest-even; steps in 32 bits, starts in what sums of steps leave of 64. */
-static int64_t ownFixedStep(double v) { return (int64_t)rint(ownHold(v * 65536, INT32_MIN, INT32_MAX)); }
-static int64_t ownFixedStart(double v) { return (int64_t)rint(ownHold(v * 65536, -1e18, 1e18)); }
-
-/* Positions from p on in steps, held to the window, counted from its first pixel. */
-static void ownFixedIndices(int64_t p, int64_t step, int n, int32_t low, int32_t high, int32_t* __restrict index)
-{
-    p -= (int64_t)low << 16;
-    const int64_t most = ((int64_t)high - low) << 16 | 65535;
-    for (int i = 0; i < n; ++i) {
-        const int64_t at = p + i * step;
-        index[i] = (int32_t)((uint64_t)(at < 0 ? 0 : at > most ? most : at) >> 16);
-    }
-}
-
-static int64_t ownAffineFixed(const double* c, int32_t yFirst, int32_t y, int32_t left)
-{
-    return ownFixedStart(c[1] * yFirst + c[2]) + ((int64_t)y - yFirst) * ownFixedStep(c[1]) + left * ownFixedStep(c[0]);
-}
-
-static void ownStageFixedNearest(const OwnWarpRun& run, int32_t y, int32_t left, OwnSpots* s)
-{
-    const double* c = run.c;
-    const int64_t X = ownAffineFixed(c, run.yFirst, y, left) + 32768,
-                  Y = ownAffineFixed(c + 3, run.yFirst, y, left) + 32768;
-    ownFixedIndices(X, ownFixedStep(c[0]), s->n, run.xLow, run.xHigh, s->x);
-    ownFixedIndices(Y, ownFixedStep(c[3]), s->n, run.yLow, run.yHigh, s->y);
-}
-
-/* The two terms of a bilinear mapping stepped by second differences. */
-static void ownPlaceBits(const OwnWarpRun& run, int32_t yRow, int32_t left, int n, int32_t* X, int32_t* Y)
-{
-    const int64_t y = (int64_t)yRow - run.yOrigin, x = (int64_t)left - run.xOrigin;
-    for (int k = 0; k < 2; ++k) {
-        const double* c = run.c + 4 * k;
-        const int64_t step = std::clamp<int64_t>(ownFixedStep(c[1]) + y * ownFixedStep(c[0]), INT32_MIN, INT32_MAX);
-        const int64_t at = ownFixedStart(c[3]) + 32768 + y * ownFixedStep(c[2]) + x * step;
-        int32_t* index = k ? Y : X;
-        for (int i = 0; i < n; ++i)
-            index[i] = (int32_t)std::clamp<int64_t>((at + i * step) >> 16, INT32_MIN, INT32_MAX);
-    }
-}
-
-static void ownStageBits(const OwnWarpRun& run, int32_t y, int32_t left, OwnSpots* s)
-{
-    ownPlaceBits(run, y, left, s->n, s->x, s->y);
-    if (run.tests) ownTest(run, s);
-    ownIntoWindow(s->x, s->n, run.xLow, run.xHigh, 0);
-    ownIntoWindow(s->y, s->n, run.yLow, run.yHigh, 0);
-}
-
-/* Linear: held to 0 and to the last pixel but one, where the place beyond it is 0. */
-static void ownFixedAxis(int64_t p, int64_t step, int n, int32_t limit, int32_t low, int32_t high,
-                         int32_t* __restrict index, int32_t* __restrict weight)
-{
-    const int64_t most = (int64_t)std::max(limit - 1, 0) << 16;
-    for (int i = 0; i < n; ++i) {
-        const int64_t at = p + i * step, held = at < 0 ? 0 : at > most ? most : at;
-        index[i] = (int32_t)((uint64_t)held >> 16);
-        weight[i] = (int32_t)((uint64_t)held & 65535) >> 2;
-    }
-    ownIntoWindow(index, n, low, high, 1);
-}
-
-static void ownStageFixedLinear(const OwnWarpRun& run, int32_t y, int32_t left, OwnSpots* s)
-{
-    const double* c = run.c;
-    const int64_t X = ownAffineFixed(c, run.yFirst, y, left), Y = ownAffineFixed(c + 3, run.yFirst, y, left);
-    ownFixedAxis(X, ownFixedStep(c[0]), s->n, run.xLimit, run.xLow, run.xHigh, s->x, s->wx);
-    ownFixedAxis(Y, ownFixedStep(c[3]), s->n, run.yLimit, run.yLow, run.yHigh, s->y, s->wy);
-}
-
-/* ---- Positions in single precision ------------------------------------------------------------------------------- */
-
-/* Nearest of bytes: rounded steps added one after the other, from the row's first column on. */
-struct OwnFloatWalk {
-    float x, y, xStep, yStep;
-};
-
-static OwnFloatWalk ownFloatStart(const OwnWarpRun& run, int32_t y, int32_t left)
-{
-    const float* start = run.rowStarts + 2 * ((ptrdiff_t)y - run.yFirst);
-    const float c0 = (float)run.c[0], c3 = (float)run.c[3];
-    return {(float)left * c0 + start[0], (float)left * c3 + start[1], c0, c3};
-}
-
-void ownStartFloatRows(const OwnWarpRun& run, float* starts, int32_t nRows)
-{
-    const double* c = run.c;
-    float x = (float)(c[1] * run.yFirst + c[2]), y = (float)(c[4] * run.yFirst + c[5]);
-    for (int32_t i = 0; i < nRows; ++i) {
-        starts[2 * (ptrdiff_t)i] = x;
-        starts[2 * (ptrdiff_t)i + 1] = y;
-        x += (float)c[1];
-        y += (float)c[4];
-    }
-}
-
-static void ownFloatIndices(OwnFloatWalk* walk, const OwnWarpRun& run, OwnSpots* s)
-{
-    const int n = s->n;
-    const int32_t xLow = run.xLow, xHigh = run.xHigh, yLow = run.yLow, yHigh = run.yHigh;
-    float X[OWN_BLOCK], Y[OWN_BLOCK];
-    float x = walk->x, y = walk->y;
-    const float xStep = walk->xStep, yStep = walk->yStep;
-    for (int i = 0; i < n; ++i) {
-        X[i] = x;
-        Y[i] = y;
-        x += xStep;
-        y += yStep;
-    }
-    walk->x = x;
-    walk->y = y;
-    const float far = 1 << 30;
-    for (int i = 0; i < n; ++i) {
-        const float u = X[i] > -far ? (X[i] < far ? X[i] : far) : -far,
-                    v = Y[i] > -far ? (Y[i] < far ? Y[i] : far) : -far;
-        s->x[i] = std::clamp((int32_t)rintf(u), xLow, xHigh) - xLow;
-        s->y[i] = std::clamp((int32_t)rintf(v), yLow, yHigh) - yLow;
-    }
-}
-
-/* ---- Samples ------------------------------------------------------------------------------------------------- */
+/* ---- Results to their places ------------------------------------------------------------------------------------- */
 
 /* Results of a block to their channel of the destination. */
 template <class T> static void ownPutBlock(const OwnWarpRun& run, const OwnSpots& s, const T* result, uint8_t* out)
@@ -296,104 +20,226 @@ template <class T> static void ownPutBlock(const OwnWarpRun& run, const OwnSpots
     }
 }
 
-template <class T> static inline T ownSample(const uint8_t* p)
+/* Where a run's pixel stands. */
+static uint8_t* ownOutAt(const OwnWarpRun& run, int32_t y, int32_t left)
 {
-    T sample;
-    memcpy(&sample, p, sizeof(T));
-    return sample;
+    return run.out + (y - (ptrdiff_t)run.yOut) * run.outRowStep + (left - (ptrdiff_t)run.xOut) * run.outPixelStep;
 }
 
-/* The four samples around each position. */
-template <class T> struct OwnFour4 {
-    T s00[OWN_BLOCK], s01[OWN_BLOCK], s10[OWN_BLOCK], s11[OWN_BLOCK];
+/* ---- Neighbourhoods ------------------------------------------------------------------------------------------------ */
+
+/* The samples around the pixels of a block, side x side of each, as they lie in words of memory: word w of row r of all
+ * pixels, then the next. A row of pixels that lie close together comes in one piece, all channels, the last word ending
+ * with its last sample; otherwise each sample has a word of its own, and one channel is fetched at a time. */
+enum { OWN_PATCH_WORDS = 8 };
+struct OwnPatch {
+    alignas(64) uint32_t word[4][OWN_PATCH_WORDS][OWN_BLOCK];
 };
-template <class T>
-static inline void ownFetchFour(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, OwnFour4<T>* f)
+
+struct OwnPatchPlan {
+    int side, sampleBytes;
+    bool together;
+    int nWords;
+    ptrdiff_t offset[OWN_PATCH_WORDS]; /* of a word from the pixel */
+    ptrdiff_t rowStep, pixelStep;
+};
+
+static OwnPatchPlan ownPlanPatch(const OwnWarpRun& run, int side, int sampleBytes)
 {
-    const int n = s.n;
-    const ptrdiff_t rowStep = run.rowStep, pixelStep = run.pixelStep;
+    const ptrdiff_t bytes = (side - 1) * run.pixelStep + run.count * sampleBytes;
+    OwnPatchPlan plan = {side, sampleBytes, false, side, {}, run.rowStep, run.pixelStep};
+    plan.together = (run.count == 1 || run.channelStep == sampleBytes) && bytes >= 4 && bytes <= 4 * OWN_PATCH_WORDS &&
+                    run.pixelStep <= 2 * run.count * sampleBytes;
+    if (plan.together) plan.nWords = bytes > 24 ? OWN_PATCH_WORDS : (int)((bytes + 3) / 4);
+    for (int w = 0; w < plan.nWords; ++w)
+        plan.offset[w] = plan.together ? std::min<ptrdiff_t>(4 * w, bytes - 4) : w * run.pixelStep;
+    return plan;
+}
+
+template <int nWords, int side, class Word>
+static void ownFetchWords(OwnPatch* patch, const OwnPatchPlan& plan, const OwnSpots& s, const uint8_t* data, int n)
+{
+    const uint8_t* from[side][nWords];
+    for (int r = 0; r < side; ++r)
+        for (int w = 0; w < nWords; ++w) from[r][w] = data + r * plan.rowStep + plan.offset[w];
+#pragma GCC unroll 4
     for (int i = 0; i < n; ++i) {
-        const uint8_t* p = data + s.y[i] * rowStep + s.x[i] * pixelStep;
-        f->s00[i] = ownSample<T>(p);
-        f->s01[i] = ownSample<T>(p + pixelStep);
-        f->s10[i] = ownSample<T>(p + rowStep);
-        f->s11[i] = ownSample<T>(p + rowStep + pixelStep);
+        const ptrdiff_t at = s.at[i];
+        for (int r = 0; r < side; ++r)
+            for (int w = 0; w < nWords; ++w) {
+                Word word;
+                memcpy(&word, from[r][w] + at, sizeof(Word));
+                patch->word[r][w][i] = word;
+            }
     }
 }
+
+/* Two neighbours of bytes, as the two low bytes of a word. */
+static void ownFetchPairs(OwnPatch* patch, const OwnPatchPlan& plan, const OwnSpots& s, const uint8_t* data, int n)
+{
+    const uint8_t* below = data + plan.rowStep;
+#pragma GCC unroll 4
+    for (int i = 0; i < n; ++i) {
+        uint16_t top, bottom;
+        memcpy(&top, data + s.at[i], 2);
+        memcpy(&bottom, below + s.at[i], 2);
+        patch->word[0][0][i] = top;
+        patch->word[1][0][i] = bottom;
+    }
+}
+
+template <int side>
+static void ownFetchTogether(OwnPatch* patch, const OwnPatchPlan& plan, const OwnSpots& s, const uint8_t* data, int n)
+{
+    switch (plan.nWords) {
+    case 1: return ownFetchWords<1, side, uint32_t>(patch, plan, s, data, n);
+    case 2: return ownFetchWords<2, side, uint32_t>(patch, plan, s, data, n);
+    case 3: return ownFetchWords<3, side, uint32_t>(patch, plan, s, data, n);
+    case 4: return ownFetchWords<4, side, uint32_t>(patch, plan, s, data, n);
+    case 5: return ownFetchWords<5, side, uint32_t>(patch, plan, s, data, n);
+    case 6: return ownFetchWords<6, side, uint32_t>(patch, plan, s, data, n);
+    default: return ownFetchWords<8, side, uint32_t>(patch, plan, s, data, n);
+    }
+}
+
+/* The samples of one channel in a patch: word[k], moved down by shift[k] bits, of column k. */
+struct OwnTaps {
+    const OwnPatch* patch;
+    int word[4], shift[4];
+    uint32_t mask;
+
+    OwnVec<int32_t> at(int row, int k, int i) const
+    {
+        const OwnVec<uint32_t> v = ownLoad<uint32_t>(patch->word[row][word[k]] + i);
+        return ownAs<int32_t>(ownShiftRight(v, shift[k]) & ownSet(mask));
+    }
+};
+
+static OwnTaps ownTapsOf(const OwnPatch* patch, const OwnPatchPlan& plan, int32_t channel)
+{
+    OwnTaps taps = {patch, {}, {}, plan.sampleBytes == 1 ? 0xFFu : 0xFFFFu};
+    for (int k = 0; k < plan.side; ++k) {
+        const ptrdiff_t byte = k * plan.pixelStep + channel * plan.sampleBytes;
+        taps.word[k] = plan.together ? (int)std::min<ptrdiff_t>(byte / 4, plan.nWords - 1) : k;
+        if (plan.together) taps.shift[k] = 8 * (int)(byte - plan.offset[taps.word[k]]);
+        if (plan.together && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__)
+            taps.shift[k] = 32 - 8 * plan.sampleBytes - taps.shift[k];
+    }
+    return taps;
+}
+
+/* ---- Blends ---------------------------------------------------------------------------------------------------------- */
+
+/* A blend makes OWN_WORDS pixels from i on, of which the low bits are kept. */
 
 /* top = p00 + (p01 - p00) fx, bottom likewise, top + (bottom - top) fy, to nearest-even; the low bits are kept. */
-template <class T>
-static void ownBlendLinear(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, T* __restrict out)
-{
-    const int n = s.n;
-    OwnFour4<T> f;
-    ownFetchFour(run, s, data, &f);
-    for (int i = 0; i < n; ++i) {
-        const double top = f.s00[i] + (double)(f.s01[i] - f.s00[i]) * s.fx[i];
-        const double bottom = f.s10[i] + (double)(f.s11[i] - f.s10[i]) * s.fx[i];
-        out[i] = (T)(int32_t)rint(top + (bottom - top) * s.fy[i] + 1e-7);
+struct OwnBlendLinear {
+    static constexpr int side = 2;
+    static OwnVec<double> mix(OwnVec<double> a, OwnVec<double> difference, OwnVec<double> f)
+    {
+        return a + difference * f;
     }
-}
+    static OwnVec<int32_t> pixels(const OwnTaps& taps, const OwnSpots& s, int i, float)
+    {
+        constexpr int half = (int)OwnVec<double>::lanes;
+        const OwnVec<int32_t> p00 = taps.at(0, 0, i), p10 = taps.at(1, 0, i);
+        const OwnPair<double> a = ownToDouble(p00), b = ownToDouble(taps.at(0, 1, i) - p00);
+        const OwnPair<double> c = ownToDouble(p10), d = ownToDouble(taps.at(1, 1, i) - p10);
+        const auto part = [&](OwnVec<double> p, OwnVec<double> q, OwnVec<double> u, OwnVec<double> v, int at) {
+            const OwnVec<double> fx = ownLoad<double>(s.fx + at), fy = ownLoad<double>(s.fy + at);
+            const OwnVec<double> top = mix(p, q, fx), bottom = mix(u, v, fx);
+            return mix(top, bottom - top, fy) + ownSet(1e-7);
+        };
+        return ownNearest(OwnPair<double>{part(a.lo, b.lo, c.lo, d.lo, i), part(a.hi, b.hi, c.hi, d.hi, i + half)});
+    }
+};
 
 /* The same with weights of 14 bits, chopped: t = (p00 (16384 - fx) + p01 fx) >> 8, out = (t (16384 - fy) + u fy) >> 20. */
-static void ownBlendFixed(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, uint8_t* __restrict out)
-{
-    const int n = s.n;
-    OwnFour4<uint8_t> f;
-    ownFetchFour(run, s, data, &f);
-    for (int i = 0; i < n; ++i) {
-        const int32_t t = (f.s00[i] * 16384 + (f.s01[i] - f.s00[i]) * s.wx[i]) >> 8;
-        const int32_t u = (f.s10[i] * 16384 + (f.s11[i] - f.s10[i]) * s.wx[i]) >> 8;
-        out[i] = (uint8_t)((t * 16384 + (u - t) * s.wy[i]) >> 20);
+struct OwnBlendFixed {
+    static constexpr int side = 2;
+    static OwnVec<int32_t> pixels(const OwnTaps& taps, const OwnSpots& s, int i, float)
+    {
+        const OwnVec<int16_t> wx = ownAs<int16_t>(ownLoad<int32_t>(s.wx + i)),
+                              wy = ownAs<int16_t>(ownLoad<int32_t>(s.wy + i));
+        const auto across = [&](int row) {
+            const OwnVec<int32_t> pair = taps.at(row, 0, i) | ownShiftLeft(taps.at(row, 1, i), 16);
+            return ownShiftRight(ownMulAdd(ownAs<int16_t>(pair), wx), 8);
+        };
+        const OwnVec<int32_t> down = across(0) | ownShiftLeft(across(1), 16);
+        return ownShiftRight(ownMulAdd(ownAs<int16_t>(down), wy), 20);
     }
-}
+};
 
-/* The cubic through four samples (Lagrange), in single precision; t lies between the second and the third. */
-static inline float ownLagrange(float c0, float c1, float c2, float c3, float t)
-{
-    const float a1 = c2 - c3 * (1.0f / 6) - c0 * (1.0f / 3) - c1 * 0.5f;
-    const float a2 = (c0 + c2) * 0.5f - c1;
-    const float a3 = (c3 - c0) * (1.0f / 6) + (c1 - c2) * 0.5f;
-    return c1 + t * a1 + t * t * a2 + t * t * t * a3;
-}
-
-template <class T>
-static void ownBlendCubic(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, T* __restrict out)
-{
-    const int n = s.n;
-    const float most = std::numeric_limits<T>::max();
-    T sample[4][4][OWN_BLOCK];
-    for (int i = 0; i < n; ++i) {
-        const uint8_t* p = data + s.y[i] * run.rowStep + s.x[i] * run.pixelStep;
-        for (int r = 0; r < 4; ++r, p += run.rowStep)
-            for (int k = 0; k < 4; ++k) sample[r][k][i] = ownSample<T>(p + k * run.pixelStep);
+/* The cubic through four samples (Lagrange), in single precision; t lies between the second and the third. Rounded to
+ * nearest-even and held to the range. */
+struct OwnBlendCubic {
+    static constexpr int side = 4;
+    typedef OwnVec<float> V;
+    static V curve(V c0, V c1, V c2, V c3, V t, V t2, V t3)
+    {
+        const V sixth = ownSet(1.0f / 6), third = ownSet(1.0f / 3), half = ownSet(0.5f);
+        const V a1 = c2 - c3 * sixth - c0 * third - c1 * half;
+        const V a2 = (c0 + c2) * half - c1;
+        const V a3 = (c3 - c0) * sixth + (c1 - c2) * half;
+        return c1 + t * a1 + t2 * a2 + t3 * a3;
     }
-    for (int i = 0; i < n; ++i) {
-        const float t = (float)s.fx[i], u = (float)s.fy[i];
-        float row[4];
+    static OwnVec<int32_t> pixels(const OwnTaps& taps, const OwnSpots& s, int i, float most)
+    {
+        const V t = ownLoad<float>(s.tx + i), u = ownLoad<float>(s.ty + i), t2 = t * t, t3 = t2 * t, u2 = u * u;
+        V row[4];
         for (int r = 0; r < 4; ++r)
-            row[r] = ownLagrange(sample[r][0][i], sample[r][1][i], sample[r][2][i], sample[r][3][i], t);
-        const float v = rintf(ownLagrange(row[0], row[1], row[2], row[3], u));
-        out[i] = (T)(int32_t)(v > 0 ? (v < most ? v : most) : 0);
+            row[r] = curve(ownToFloat(taps.at(r, 0, i)), ownToFloat(taps.at(r, 1, i)), ownToFloat(taps.at(r, 2, i)),
+                           ownToFloat(taps.at(r, 3, i)), t, t2, t3);
+        const V v = curve(row[0], row[1], row[2], row[3], u, u2, u2 * u);
+        return ownNearest(ownMin(ownMax(v, V{}), ownSet(most)));
     }
-}
+};
 
 /* ---- Rows of interpolated samples -------------------------------------------------------------------------------- */
 
-template <class T> using OwnBlendFunc = void(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, T* out);
+template <class T, class Blend>
+[[gnu::flatten]] static void ownBlendBlock(T* result, const OwnTaps& taps, const OwnSpots& s)
+{
+    const float most = std::numeric_limits<T>::max();
+    const OwnVec<int32_t> low = ownSet((int32_t)std::numeric_limits<T>::max());
+    const auto pixels = [&](int i) { return Blend::pixels(taps, s, i, most) & low; };
+    constexpr int step = OWN_WORDS;
+    for (int i = 0; i < s.n; i += (int)OwnVec<T>::lanes) {
+        if constexpr (sizeof(T) == 1)
+            ownStore(result + i, ownNarrow<T>(ownNarrow<int16_t>(pixels(i), pixels(i + step)),
+                                              ownNarrow<int16_t>(pixels(i + 2 * step), pixels(i + 3 * step))));
+        else ownStore(result + i, ownNarrow<T>(pixels(i), pixels(i + step)));
+    }
+}
 
-template <class T, OwnStage stage, OwnBlendFunc<T> blend>
+template <class T, OwnStage stage, class Blend>
 static void ownBlendRow(const OwnWarpRun& run, int32_t y, int32_t left, int32_t right)
 {
+    constexpr int side = Blend::side;
+    const OwnPatchPlan plan = ownPlanPatch(run, side, (int)sizeof(T));
+    const bool arePairs = sizeof(T) == 1 && side == 2 && run.count == 1 && run.pixelStep == 1;
     OwnSpots s;
-    T result[OWN_BLOCK];
-    uint8_t* out = run.out + (y - (ptrdiff_t)run.yOut) * run.outRowStep +
-                   (left - (ptrdiff_t)run.xOut) * run.outPixelStep;
+    OwnPatch patch;
+    alignas(64) T result[OWN_BLOCK];
+    uint8_t* out = ownOutAt(run, y, left);
     for (int64_t x = left; x <= right; x += s.n, out += s.n * run.outPixelStep) {
         s.n = (int)std::min<int64_t>(OWN_BLOCK, right - x + 1);
         stage(run, y, (int32_t)x, &s);
+        ownAddressPixels(run, &s);
+        ownFetchAhead(run, y, (int32_t)x, s);
+        const int n = (s.n + OWN_VEC_BYTES - 1) & -OWN_VEC_BYTES;
+        if (plan.together) ownFetchTogether<side>(&patch, plan, s, run.data, n);
         for (int32_t c = 0; c < run.count; ++c) {
-            blend(run, s, run.data + c * run.channelStep, result);
+            OwnTaps taps = ownTapsOf(&patch, plan, c);
+            if (arePairs) {
+                ownFetchPairs(&patch, plan, s, run.data, n);
+                taps.word[1] = 0;
+                taps.shift[1] = 8;
+                if (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__) std::swap(taps.shift[0], taps.shift[1]);
+            } else if (!plan.together) {
+                ownFetchWords<side, side, T>(&patch, plan, s, run.data + c * run.channelStep, n);
+            }
+            ownBlendBlock<T, Blend>(result, taps, s);
             ownPutBlock(run, s, result, out + c * run.outChannelStep);
         }
     }
@@ -405,13 +251,16 @@ template <int unit>
 static void ownCopyUnits(const OwnWarpRun& run, const OwnSpots& s, const uint8_t* data, uint8_t* out)
 {
     const int n = s.n;
-    const ptrdiff_t rowStep = run.rowStep, pixelStep = run.pixelStep, outStep = run.outPixelStep;
-    if (run.tests)
-        for (int i = 0; i < n; ++i) {
-            if (!s.skip[i]) memcpy(out + i * outStep, data + s.y[i] * rowStep + s.x[i] * pixelStep, unit);
-        }
-    else
-        for (int i = 0; i < n; ++i) memcpy(out + i * outStep, data + s.y[i] * rowStep + s.x[i] * pixelStep, unit);
+    const ptrdiff_t outStep = run.outPixelStep;
+    if (run.tests) {
+        for (int i = 0; i < n; ++i)
+            if (!s.skip[i]) memcpy(out + i * outStep, data + s.at[i], unit);
+    } else if (outStep == unit) {
+#pragma GCC unroll 4
+        for (int i = 0; i < n; ++i) memcpy(out + i * unit, data + s.at[i], unit);
+    } else {
+        for (int i = 0; i < n; ++i) memcpy(out + i * outStep, data + s.at[i], unit);
+    }
 }
 
 /* All channels of a block: whole pixels when they lie side by side. */
@@ -428,11 +277,12 @@ template <int sampleBytes, OwnStage stage>
 static void ownNearestRow(const OwnWarpRun& run, int32_t y, int32_t left, int32_t right)
 {
     OwnSpots s;
-    uint8_t* out = run.out + (y - (ptrdiff_t)run.yOut) * run.outRowStep +
-                   (left - (ptrdiff_t)run.xOut) * run.outPixelStep;
+    uint8_t* out = ownOutAt(run, y, left);
     for (int64_t x = left; x <= right; x += s.n, out += s.n * run.outPixelStep) {
         s.n = (int)std::min<int64_t>(OWN_BLOCK, right - x + 1);
         stage(run, y, (int32_t)x, &s);
+        ownAddressPixels(run, &s);
+        ownFetchAhead(run, y, (int32_t)x, s);
         ownCopyBlock<sampleBytes>(run, s, out);
     }
 }
@@ -442,36 +292,50 @@ static void ownFloatRow(const OwnWarpRun& run, int32_t y, int32_t left, int32_t 
 {
     OwnSpots s;
     OwnFloatWalk walk = ownFloatStart(run, y, left);
-    uint8_t* out = run.out + (y - (ptrdiff_t)run.yOut) * run.outRowStep +
-                   (left - (ptrdiff_t)run.xOut) * run.outPixelStep;
+    uint8_t* out = ownOutAt(run, y, left);
     for (int64_t x = left; x <= right; x += s.n, out += s.n * run.outPixelStep) {
         s.n = (int)std::min<int64_t>(OWN_BLOCK, right - x + 1);
-        ownFloatIndices(&walk, run, &s);
+        ownStageFloat(&walk, run, &s);
+        ownAddressPixels(run, &s);
+        ownFetchAhead(run, y, (int32_t)x, s);
         ownCopyBlock<1>(run, s, out);
     }
 }
 
-/* Bits, a byte of the destination at a time. */
+/* ---- Rows of bits -------------------------------------------------------------------------------------------------- */
+
+/* The bits of a block's pixels, as bytes of all ones or zeros. */
+[[gnu::flatten]] static void ownFetchBits(uint8_t* ones, const OwnWarpRun& run, OwnSpots* s)
+{
+    alignas(64) uint8_t place[OWN_BLOCK];
+    ownAddressBits(run, s, place);
+#pragma GCC unroll 4
+    for (int i = 0; i < s->n; ++i) ones[i] = run.data[s->at[i]];
+    for (int i = 0; i < s->n; i += OWN_VEC_BYTES) {
+        const OwnVec<uint8_t> bit = ownLoad<uint8_t>(place + i);
+        ownStore(ones + i, ownEqual(ownLoad<uint8_t>(ones + i) & bit, bit));
+    }
+}
+
+/* Blocks begin with a byte of the destination: the first one with pixels before the row's first, which aren't written. */
 template <OwnStage stage> static void ownBitRow(const OwnWarpRun& run, int32_t y, int32_t left, int32_t right)
 {
     OwnSpots s;
-    uint8_t* row = run.out + (y - (ptrdiff_t)run.yOut) * run.outRowStep;
-    int64_t at = run.outBit + ((int64_t)left - run.xOut);
-    for (int64_t x = left; x <= right; x += s.n) {
-        s.n = (int)std::min<int64_t>(OWN_BLOCK, right - x + 1);
+    alignas(64) uint8_t ones[OWN_BLOCK], bits[OWN_BLOCK / 8], write[OWN_BLOCK / 8];
+    const int64_t at = run.outBit + ((int64_t)left - run.xOut);
+    uint8_t* out = run.out + (y - (ptrdiff_t)run.yOut) * run.outRowStep + (at >> 3);
+    const int64_t first = (int64_t)left - (at & 7);
+    for (int64_t x = first; x <= right; x += OWN_BLOCK, out += OWN_BLOCK / 8) {
+        const int n = (int)std::min<int64_t>(OWN_BLOCK, right - x + 1);
+        s.n = (n + OWN_VEC_BYTES - 1) & -OWN_VEC_BYTES;
         stage(run, y, (int32_t)x, &s);
+        ownFetchBits(ones, run, &s);
         if (!run.tests) memset(s.skip, 0, sizeof(s.skip));
-        for (int i = 0; i < s.n;) {
-            const int n = std::min(8 - (int)(at & 7), s.n - i), shift = 8 - (int)(at & 7) - n;
-            int bits = 0, write = 0;
-            for (int k = 0; k < n; ++k, ++i) {
-                const uint32_t from = (uint32_t)(run.bit + s.x[i]);
-                bits = bits << 1 | (run.data[s.y[i] * run.rowStep + (from >> 3)] >> (7 - (from & 7)) & 1);
-                write = write << 1 | !s.skip[i];
-            }
-            row[at >> 3] = (uint8_t)((row[at >> 3] & ~(write << shift)) | (bits & write) << shift);
-            at += n;
-        }
+        if (x < left) memset(s.skip, 0xFF, (size_t)(left - x));
+        memset(s.skip + n, 0xFF, (size_t)(s.n - n));
+        ownMapToBits<uint8_t>(bits, ones, s.n, [](OwnVec<uint8_t> v) { return v; });
+        ownMapToBits<uint8_t>(write, s.skip, s.n, [](OwnVec<uint8_t> v) { return ~v; });
+        for (int i = 0; i < (n + 7) / 8; ++i) out[i] = (uint8_t)((out[i] & ~write[i]) | (bits[i] & write[i]));
     }
 }
 
@@ -481,10 +345,10 @@ OwnWarpRow* ownChooseWarpRow(const OwnWarpRun& run, uint32_t depth, bool byPlane
 {
     const bool affine = run.kind == OWN_WARP_AFFINE;
     static constexpr OwnWarpRow* nearest[2] = {ownNearestRow<1, ownStageNearest>, ownNearestRow<2, ownStageNearest>};
-    static constexpr OwnWarpRow* linear[2] = {ownBlendRow<uint8_t, ownStageLinear, ownBlendLinear<uint8_t>>,
-                                              ownBlendRow<uint16_t, ownStageLinear, ownBlendLinear<uint16_t>>};
-    static constexpr OwnWarpRow* cubic[2] = {ownBlendRow<uint8_t, ownStageCubic, ownBlendCubic<uint8_t>>,
-                                             ownBlendRow<uint16_t, ownStageCubic, ownBlendCubic<uint16_t>>};
+    static constexpr OwnWarpRow* linear[2] = {ownBlendRow<uint8_t, ownStageLinear, OwnBlendLinear>,
+                                              ownBlendRow<uint16_t, ownStageLinear, OwnBlendLinear>};
+    static constexpr OwnWarpRow* cubic[2] = {ownBlendRow<uint8_t, ownStageCubic, OwnBlendCubic>,
+                                             ownBlendRow<uint16_t, ownStageCubic, OwnBlendCubic>};
     if (depth == VEK_DEPTH_1U) {
         if (affine) return ownBitRow<ownStageFixedNearest>;
         return run.kind == OWN_WARP_BILINEAR && run.forward ? ownBitRow<ownStageBits> : ownBitRow<ownStageNearest>;
@@ -496,36 +360,8 @@ OwnWarpRow* ownChooseWarpRow(const OwnWarpRun& run, uint32_t depth, bool byPlane
         if (affine) return byPlanes ? ownNearestRow<1, ownStageFixedNearest> : ownFloatRow;
         return nearest[words];
     case VEK_INTER_LINEAR:
-        if (affine && !words) return ownBlendRow<uint8_t, ownStageFixedLinear, ownBlendFixed>;
+        if (affine && !words) return ownBlendRow<uint8_t, ownStageFixedLinear, OwnBlendFixed>;
         return linear[words];
     default: return cubic[words];
-    }
-}
-
-/* ---- What a row comes from --------------------------------------------------------------------------------------- */
-
-void ownReachOfRow(const OwnWarpRun& run, uint32_t depth, int32_t y, int32_t left, int32_t right, OwnRect* box)
-{
-    double X[OWN_BLOCK], Y[OWN_BLOCK];
-    int32_t column[OWN_BLOCK], row[OWN_BLOCK];
-    for (int64_t x = left; x <= right; x += OWN_BLOCK) {
-        const int n = (int)std::min<int64_t>(OWN_BLOCK, right - x + 1);
-        if (depth == VEK_DEPTH_1U && run.kind == OWN_WARP_BILINEAR && run.forward) {
-            ownPlaceBits(run, y, (int32_t)x, n, column, row);
-        } else {
-            ownPlace(run, y, (int32_t)x, n, X, Y);
-            ownIndices(X, 0.5, n, column);
-            ownIndices(Y, 0.5, n, row);
-        }
-        for (int i = 0; i < n; ++i) {
-            const OwnRect& in = run.inside;
-            if (run.tests &&
-                (column[i] < in.left - 3 || row[i] < in.top - 3 || column[i] > in.right + 3 || row[i] > in.bottom + 3))
-                continue;
-            box->left = std::min(box->left, column[i]);
-            box->right = std::max(box->right, column[i]);
-            box->top = std::min(box->top, row[i]);
-            box->bottom = std::max(box->bottom, row[i]);
-        }
     }
 }
