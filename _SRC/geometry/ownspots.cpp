@@ -316,15 +316,12 @@ static bool ownSameScale(float a, float b)
     return ((x ^ y) & ~0x7FFFFFu) == 0 && (x & exponent) != exponent;
 }
 
-enum { OWN_STRIDE = 32 }; /* sums that are tried together */
-static_assert(OWN_STRIDE >= OWN_LANES);
+static_assert(OWN_STRIDE % OWN_LANES == 0);
 
-/* Sums p, p + step, (p + step) + step, ..., each rounded; returns the one that would come next.
- *
- * Between two powers of two all numbers are multiples of one unit. So each sum there adds the step rounded to the unit, the
+/* Between two powers of two all numbers are multiples of one unit. So each sum there adds the step rounded to the unit, the
  * same every time; but for a tie, which goes to the even sum: all that follow are even then, and add the same again. Where
  * the third sum adds what the fourth one does, sums are the second one and multiples of that, exactly. */
-[[gnu::flatten]] static float ownFloatSums(float p, float step, int n, float* out)
+[[gnu::flatten]] float ownFloatSums(float p, float step, int n, float* out)
 {
     static const float ramp[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
     for (int i = 0; i < n; i += OWN_STRIDE) {

@@ -31,6 +31,10 @@ struct OwnFloatWalk {
 OwnFloatWalk ownFloatStart(const OwnWarpRun& run, int32_t y, int32_t left);
 void ownStageFloat(OwnFloatWalk* walk, const OwnWarpRun& run, OwnSpots* s);
 
+/* Sums p, p + step, (p + step) + step, ..., each rounded, n of them, a multiple of OWN_STRIDE; returns the next one. */
+enum { OWN_STRIDE = 32 };
+float ownFloatSums(float p, float step, int n, float* out);
+
 /* Fills in `at`; of bits, the byte, and the bit in it. */
 void ownAddressPixels(const OwnWarpRun& run, OwnSpots* s);
 void ownAddressBits(const OwnWarpRun& run, OwnSpots* s, uint8_t* bit);

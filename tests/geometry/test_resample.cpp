@@ -149,7 +149,7 @@ struct Model {
     /* How far the result may be from the model. */
     double value(int32_t jx, int32_t jy, int32_t c)
     {
-        tolerance = interpolate >= 2 ? 1 : 0;
+        tolerance = interpolate == 2 ? 1 : 0;
         if (interpolate == 3) return super(jx, jy, c);
         const Place px = place(jx, false), py = place(jy, true);
         if (interpolate == 0) return sample(px.i, py.i, c);

@@ -1,4 +1,5 @@
 /* Warps: which pixels are written, and with what; exact routes as permutations; tiled against untiled; refusals. */
+#include "geometry/ownspots.h"
 #include "support/support.h"
 
 #include <gtest/gtest.h>
@@ -287,6 +288,7 @@ TEST(Warp, againstTheModel)
     for (int i = 0; i < 1500 && !testing::Test::HasFatalFailure(); ++i) {
         SCOPED_TRACE(i);
         Case k = drawCase(random);
+        if (i % 8 == 0) k.src.width += 70, k.dst.width += 200; /* several blocks in a row */
         TestImage src(k.src, random), dst(k.dst, random);
         if (random() % 2) {
             const int32_t coi = random() % 3 ? 0 : draw(random, 1, k.src.nChannels - k.src.hasAlpha);
@@ -363,6 +365,29 @@ TEST(Warp, anyCoefficients)
     }
 }
 
+/* Sums that are taken together are those that are added one by one: through powers of two, ties, 0 and what is no number. */
+TEST(Warp, floatSums)
+{
+    Random random(8);
+    const float odd[] = {0, 0.5f, -1, 1e-30f, 3e38f, INFINITY, NAN, 16777216, 0x1.000002p0f};
+    for (int i = 0; i < 200000; ++i) {
+        const auto number = [&] {
+            if (random() % 8 == 0) return odd[random() % 9];
+            const float whole = (float)((int32_t)(random() % 4096) - 2048);
+            return random() % 2 ? whole * 0x1p-12f
+                                : std::ldexp(whole + (float)(random() % 65536) / 65536, (int)(random() % 30) - 20);
+        };
+        const float first = number(), step = number();
+        float sums[4 * OWN_STRIDE], p = first;
+        const float next = ownFloatSums(first, step, 4 * OWN_STRIDE, sums);
+        for (const float sum : sums) {
+            ASSERT_TRUE(sum == p || (std::isnan(sum) && std::isnan(p))) << first << " + n * " << step;
+            p += step;
+        }
+        ASSERT_TRUE(next == p || (std::isnan(next) && std::isnan(p)));
+    }
+}
+
 /* ---- Exact routes ------------------------------------------------------------------------------------------------ */
 
 /* Every pixel of the destination against where it has to come from. */
@@ -391,6 +416,7 @@ TEST(Warp, turnsAndShifts)
         Case k = drawCase(random);
         k.src.width = draw(random, 1, 150), k.src.height = draw(random, 1, 90);
         k.dst.width = draw(random, 1, 150), k.dst.height = draw(random, 1, 90);
+        if (i % 16 == 0) k.src.width += 550, k.dst.height += 550; /* more than a block of bits */
         TestImage src(k.src, random), dst(k.dst, random);
         if (random() % 2) {
             const int32_t coi = random() % 3 ? 0 : draw(random, 1, k.src.nChannels - k.src.hasAlpha);
