@@ -172,21 +172,6 @@ static size_t ownLayOut(OwnSuperPart* part, uint8_t* block)
     return at;
 }
 
-/* A row of bytes that are zeros or ones to its place among bits. */
-static void ownPutBits(const OwnSuperPart& part, int32_t j)
-{
-    const OwnView& dst = part.run->grid->view;
-    const uint8_t* row = part.aside;
-    ownMapToBits<uint8_t>(part.aside, row, dst.width, [](OwnVec<uint8_t> v) { return v; });
-    const OwnView views[2] = {{part.aside, 0, 1, dst.width, 1, 1, 0, 0}, ownCrop(dst, 0, j, dst.width, 1)};
-    OwnPoint copy = {};
-    copy.nImages = 2;
-    copy.channels[0] = copy.channels[1] = {0, 1, false};
-    copy.run = ownCopyRows[OWN_1U].run;
-    copy.copies = true;
-    ownTraverseViews(copy, views, nullptr);
-}
-
 /* A plane, or all interleaved channels. */
 static void ownSuperPlane(OwnSuperPart& part, int32_t plane)
 {
@@ -198,8 +183,10 @@ static void ownSuperPlane(OwnSuperPart& part, int32_t plane)
     for (int32_t j = 0; j < run.height; ++j) {
         const bool isDirect = target.direct && view.sampleBits > 1;
         ownSuperRow(part, isDirect ? target.data + j * target.rowStep : part.aside, data, j);
-        if (view.sampleBits == 1) ownPutBits(part, j);
-        else if (!isDirect) ownPutRow(target, part.aside, j);
+        if (view.sampleBits == 1) {
+            ownMapToBits<uint8_t>(part.aside, part.aside, run.width, [](OwnVec<uint8_t> v) { return v; });
+            ownPutBits(run, part.aside, j);
+        } else if (!isDirect) ownPutRow(target, part.aside, j);
     }
 }
 

@@ -1,6 +1,8 @@
 /* ownresample: a resolved resampling run over its images: tiles, planes, rows, masks. */
 #include "ownresample.h"
 
+#include "ownsimd.h"
+
 /* ---- Finished rows into the destination ------------------------------------------------------------------------ */
 
 template <int unitBytes>
@@ -25,6 +27,22 @@ void ownPutRow(const OwnTarget& target, const uint8_t* row, int32_t y)
     case 4: return ownPutUnits<4>(target, out, row, mask);
     default: return ownPutUnits<0>(target, out, row, mask);
     }
+}
+
+void ownPutBits(const OwnPartRun& run, uint8_t* bits, int32_t y)
+{
+    const OwnResampling& job = *run.job;
+    const OwnGrid& grid = *run.grid;
+    OwnPoint copy = {};
+    copy.nImages = 2;
+    copy.channels[0] = copy.channels[1] = {0, 1, false};
+    copy.run = ownCopyRows[OWN_1U].run;
+    copy.copies = true;
+    const OwnView views[2] = {{bits, 0, 1, run.width, 1, 1, 0, 0}, ownCrop(grid.view, 0, y, run.width, 1)};
+    if (!job.mask) return ownTraverseViews(copy, views, nullptr);
+    const OwnView mask = ownCrop(ownView(job.mask), grid.part.left - job.dstRect.left,
+                                 grid.part.top - job.dstRect.top + y, run.width, 1);
+    ownTraverseViews(copy, views, &mask);
 }
 
 /* ---- One part ------------------------------------------------------------------------------------------------ */
@@ -160,31 +178,34 @@ static bool ownResamplePart(const OwnPartRun& run)
     return scratch != nullptr;
 }
 
-/* The part's pixels of 1 bit: each takes the nearest. Rows of one source row are alike. */
-static void ownResampleBits(const OwnPartRun& run, const OwnRect& region)
+/* The part's pixels of 1 bit: each takes the nearest, as a byte. Rows of one source row are alike. False without memory. */
+static bool ownResampleBits(const OwnPartRun& run)
 {
-    const OwnView &src = run.window->view, &dst = run.grid->view;
-    const OwnTarget target = ownTargetOf(run, 0);
+    const OwnView& src = run.window->view;
+    const OwnRect& region = run.job->srcRect;
     const int32_t xFirst = run.window->rect.left - region.left, yFirst = run.window->rect.top - region.top;
-    for (int32_t y = 0; y < run.height; ++y) {
-        const uint8_t* row = src.data + (run.yTaps[y].first - yFirst) * src.rowStep;
-        const uint8_t* mask = target.maskData ? target.maskData + y * target.maskStep : nullptr;
-        uint8_t* out = dst.data + y * dst.rowStep;
-        for (int32_t x = 0; x < run.width;) {
-            /* the bits of one byte of the row */
-            const int32_t at = dst.bit + x, n = std::min(8 - (at & 7), run.width - x);
-            int bits = 0, write = 0;
-            for (int32_t k = 0; k < n; ++k) {
-                const int32_t from = src.bit + run.xTaps[x + k].first - xFirst;
-                const int64_t m = target.maskBit + x + k;
-                bits = bits << 1 | (row[from >> 3] >> (7 - (from & 7)) & 1);
-                write = write << 1 | (mask ? mask[m >> 3] >> (7 - (m & 7)) & 1 : 1);
+    const ptrdiff_t nBits = (ptrdiff_t)src.bit + src.width;
+    const OwnRowShape shape = {run.width, 1, xFirst, 1, 0, 1, 1, -(ptrdiff_t)src.bit, src.width};
+    OwnRowPlan plan;
+    if (!ownMakeRowPlan(&plan, OWN_BLEND_NEAREST, run.xTaps, shape)) return false;
+    uint8_t* bytes = (uint8_t*)ownAlloc((size_t)nBits + 2 * (size_t)run.width);
+    if (bytes) {
+        uint8_t *picked = bytes + nBits, *row = picked + run.width;
+        int32_t held = -1;
+        for (int32_t y = 0; y < run.height; ++y) {
+            const int32_t first = run.yTaps[y].first - yFirst;
+            if (first != held) {
+                ownMapBits<uint8_t>(bytes, src.data + first * src.rowStep, nBits, [](OwnVec<uint8_t> v) { return v; });
+                ownRowAcross(picked, bytes + src.bit, plan);
+                ownMapToBits<uint8_t>(row, picked, run.width, [](OwnVec<uint8_t> v) { return v; });
+                held = first;
             }
-            const int shift = 8 - (at & 7) - n;
-            out[at >> 3] = (uint8_t)((out[at >> 3] & ~(write << shift)) | (bits & write) << shift);
-            x += n;
+            ownPutBits(run, row, y);
         }
     }
+    ownFree(bytes);
+    ownFreeRowPlan(&plan);
+    return bytes != nullptr;
 }
 
 /* ---- All of it ----------------------------------------------------------------------------------------------- */
@@ -207,9 +228,7 @@ bool ownRunResampling(const OwnFace& face, const OwnTileTexts& texts, const OwnR
         need = {need.left + job.srcRect.left, need.top + job.srcRect.top, need.right + job.srcRect.left,
                 need.bottom + job.srcRect.top};
         if (!ownOpenBoth(face, texts, job.srcImage, need, &window, &grid)) return false;
-        bool done = true;
-        if (window.view.sampleBits == 1) ownResampleBits(run, job.srcRect);
-        else done = ownResamplePart(run);
+        const bool done = window.view.sampleBits == 1 ? ownResampleBits(run) : ownResamplePart(run);
         ownCloseBoth(&window, &grid);
         OWN_FAIL_IF(!done, VEK_StatusBacktrace, "", false);
     }

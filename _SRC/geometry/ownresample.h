@@ -81,6 +81,9 @@ OwnTarget ownTargetOf(const OwnPartRun& run, int32_t plane);
 /* A row of pixels that lie side by side, to the places of a destination's row whose mask has a 1. */
 void ownPutRow(const OwnTarget& target, const uint8_t* row, int32_t y);
 
+/* The same for a row of bits, from the top bit of the first byte on. */
+void ownPutBits(const OwnPartRun& run, uint8_t* bits, int32_t y);
+
 /* ---- Rows ---------------------------------------------------------------------------------------------------- */
 
 /* What the horizontal pass over one part needs to know, made once for all its rows. `lanes` outputs are computed, `n` of
