@@ -335,7 +335,8 @@ void ownPointMasked(OwnPoint& point, const OwnRow* rows);
 /* Every pixel of untiled images (or of the private headers of one piece of a tile walk). */
 void ownTraverse(const OwnPoint& point, const VekImage* const image[], const VekImage* mask);
 
-/* The same for pixels that are found already, one view an image. Rows may run upward, and those of sources backward. */
+/* The same for pixels that are found already, one view an image. Rows may run upward; those of the first source also
+ * backward. */
 void ownTraverseViews(const OwnPoint& point, const OwnView view[], const OwnView* mask);
 
 /* ---- Reductions ---------------------------------------------------------------------------------------------- */

@@ -6,10 +6,10 @@
  *                  one for all rows where these follow each other without a gap
  *   spared         the same, but a mask, alpha or a channel of interest spares some samples: the kernel works into scratch
  *                  in the first-level cache, and what the write bits select of it is stored
- *   turned         a source whose rows run backward is turned into scratch, pixel by pixel or bit by bit
+ *   turned         a source whose rows run backward is turned into scratch, pixel by pixel
  *   strided        channels that lie differently in the images: one channel at a time, gathered, computed, scattered
- *   bits           1-bit images: the sources' bits are brought to the destination's bit position, and the kernel works on
- *                  bytes */
+ *   bits           1-bit images: the kernel's rule is carried out in one pass, in which the sources' bits are shifted to the
+ *                  destination's place */
 #include "ownrow.h"
 #include "ownsimd.h"
 
@@ -23,43 +23,9 @@ struct alignas(64) OwnScratch {
     uint8_t out[OWN_CHUNK_BYTES];
     uint8_t pixelBits[OWN_CHUNK_BYTES / 8 + 8];
     uint8_t writeBits[OWN_CHUNK_BYTES];
-    uint8_t turned[OWN_CHUNK_BYTES];
 };
 
 /* ---- Bits ---------------------------------------------------------------------------------------------------- */
-
-void ownAlignBits(uint8_t* out, int to, const uint8_t* src, int from, ptrdiff_t n)
-{
-    const ptrdiff_t outBytes = (to + n + 7) >> 3, srcBytes = (from + n + 7) >> 3;
-    const int left = (from - to) & 7;
-    if (left == 0) {
-        memcpy(out, src, (size_t)outBytes);
-        return;
-    }
-    /* Byte i of out is made of bytes i - back and i - back + 1 of src, as far as these hold some of the bits. */
-    const ptrdiff_t back = from < to;
-    if (back) out[0] = (uint8_t)(src[0] >> (8 - left));
-    const ptrdiff_t whole = std::min(outBytes, srcBytes - 1 + back);
-    const OwnVec<uint8_t> upper = ownSet((uint8_t)(0xFF << left));
-    if (whole > back)
-        ownMap2<uint8_t>(out + back, src, src + 1, whole - back, [=](OwnVec<uint8_t> a, OwnVec<uint8_t> b) {
-            /* Shifted in pairs of bytes; the bits that cross from byte to byte are those that the mask drops. */
-            const OwnVec<uint8_t> high = ownAs<uint8_t>(ownShiftLeft(ownAs<uint16_t>(a), left));
-            const OwnVec<uint8_t> low = ownAs<uint8_t>(ownShiftRight(ownAs<uint16_t>(b), 8 - left));
-            return (high & upper) | (low & ~upper);
-        });
-    if (whole < outBytes) out[outBytes - 1] = (uint8_t)(src[outBytes - 1 - back] << left);
-}
-
-OwnShare ownShareOf(const uint8_t* bits, ptrdiff_t n)
-{
-    const ptrdiff_t bytes = n >> 3;
-    const uint8_t spare = (uint8_t)(0xFF >> (n & 7)), first = bytes ? bits[0] : (uint8_t)(bits[0] & ~spare ? 0xFF : 0);
-    if (first != 0 && first != 0xFF) return OWN_SOME;
-    if (bytes && memcmp(bits, bits + 1, (size_t)bytes - 1) != 0) return OWN_SOME;
-    if (n & 7 && ((bits[bytes] ^ first) & (uint8_t)~spare)) return OWN_SOME;
-    return first ? OWN_ALL : OWN_NONE;
-}
 
 OwnSpread ownMakeSpread(int step, const OwnChannels& channels)
 {
@@ -112,22 +78,6 @@ template <class T> static void ownStoreSamples(void* dst, const void* result, co
         if (writeBits[i >> 3] >> (7 - (i & 7)) & 1) memcpy(out + i * size, in + i * size, size);
 }
 
-void ownStoreBits(uint8_t* dst, int bit, const uint8_t* result, const uint8_t* writeBits, ptrdiff_t n)
-{
-    const ptrdiff_t last = (bit + n - 1) >> 3;
-    const uint8_t head = (uint8_t)(0xFF >> bit), tail = (uint8_t)(0xFF << (last * 8 + 7 - bit - (n - 1)));
-    const auto store = [=](ptrdiff_t i, uint8_t kept) {
-        const uint8_t write = writeBits ? writeBits[i] & kept : kept;
-        dst[i] = (uint8_t)((dst[i] & ~write) | (result[i] & write));
-    };
-    if (last == 0) return store(0, head & tail);
-    store(0, head);
-    if (writeBits)
-        for (ptrdiff_t i = 1; i < last; ++i) dst[i] = (uint8_t)((dst[i] & ~writeBits[i]) | (result[i] & writeBits[i]));
-    else if (last > 1) memcpy(dst + 1, result + 1, (size_t)(last - 1));
-    store(last, tail);
-}
-
 /* ---- Strided samples ----------------------------------------------------------------------------------------- */
 
 template <class T> static void ownGatherRun(void* out, const uint8_t* src, ptrdiff_t stepBytes, ptrdiff_t n)
@@ -159,6 +109,9 @@ void ownStoreSome(void* dst, const void* result, int bytes, const uint8_t* write
     else ownStoreSamples<uint32_t>(dst, result, writeBits, n);
 }
 
+/* The rule of a copy. */
+static constexpr OwnBitRule ownCopiedBits = {0, 0xFF, 0, 0};
+
 /* ---- A pass: rows of samples, one kernel --------------------------------------------------------------------- */
 
 /* One image's samples in the current row. */
@@ -187,19 +140,11 @@ struct OwnPass {
     ptrdiff_t nSamples; /* in a row */
 };
 
-/* n bits from bit x of the row on, to bit `to` of out. */
-static void ownBringBits(uint8_t* out, int to, const OwnSide& side, ptrdiff_t x, ptrdiff_t n, OwnScratch& s)
+/* The bits from bit x of a row on. */
+static OwnBitsAt ownBitsOf(const OwnSide& side, ptrdiff_t x)
 {
-    if (!side.turned) {
-        const ptrdiff_t at = side.bit + x;
-        return ownAlignBits(out, to, side.row + (at >> 3), (int)(at & 7), n);
-    }
-    const ptrdiff_t last = side.bit - x, first = last - (n - 1);
-    const ptrdiff_t bytes = (last >> 3) - (first >> 3) + 1;
-    const int spare = (int)(7 - (last & 7)); /* bits ahead of the first one, once the bytes are turned */
-    if (spare == to) return ownTurnBits(out, side.row + (first >> 3), bytes);
-    ownTurnBits(s.turned, side.row + (first >> 3), bytes);
-    ownAlignBits(out, to, s.turned, spare, n);
+    const ptrdiff_t at = side.turned ? side.bit - x : side.bit + x;
+    return {side.row + (at >> 3), (int)(at & 7), side.turned != 0};
 }
 
 /* Whether samples can be read where they lie, bits from the top bit of a byte on. */
@@ -209,20 +154,23 @@ static bool ownInPlace(const OwnSide& side, ptrdiff_t x)
 }
 
 /* n samples from sample x of the row on, side by side. */
-static void ownBring(uint8_t* out, const OwnSide& side, ptrdiff_t x, ptrdiff_t n, OwnScratch& s)
+static void ownBring(uint8_t* out, const OwnSide& side, ptrdiff_t x, ptrdiff_t n)
 {
-    if (side.sampleBits == 1) return ownBringBits(out, 0, side, x, n, s);
+    if (side.sampleBits == 1) {
+        const OwnBitsAt bits = ownBitsOf(side, x);
+        return ownAlignBits(out, 0, bits.byte, bits.bit, n);
+    }
     if (!side.turned) return ownGather(out, side.row + x * side.stepBytes, side.stepBytes, side.bytes(), n);
     const int pixelBytes = side.turned * side.bytes();
     ownTurnPixels(out, side.row - (x + n - side.turned) * side.bytes(), pixelBytes, n / side.turned);
 }
 
 /* Where the kernel may read n samples from sample x of the row on: in place, or brought into scratch. */
-static const void* ownFetch(const OwnSide& side, ptrdiff_t x, ptrdiff_t n, uint8_t* scratch, OwnScratch& s)
+static const void* ownFetch(const OwnSide& side, ptrdiff_t x, ptrdiff_t n, uint8_t* scratch)
 {
     if (ownInPlace(side, x))
         return side.sampleBits == 1 ? side.row + ((side.bit + x) >> 3) : side.row + x * side.stepBytes;
-    ownBring(scratch, side, x, n, s);
+    ownBring(scratch, side, x, n);
     return scratch;
 }
 
@@ -251,17 +199,13 @@ static void ownRunChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t
     if (share == OWN_NONE) return;
     const OwnSide& dst = pass.dst;
     if (pass.copies && share == OWN_ALL && dst.sampleBits > 1 && !dst.strided() && !ownInPlace(pass.src[0], x))
-        return ownBring(dst.row + x * dst.stepBytes, pass.src[0], x, n, s);
-    const void* a = ownFetch(pass.src[0], x, n, s.in[0], s);
-    const void* b = pass.nSources > 1 ? ownFetch(pass.src[1], x, n, s.in[1], s) : nullptr;
+        return ownBring(dst.row + x * dst.stepBytes, pass.src[0], x, n);
+    const void* a = ownFetch(pass.src[0], x, n, s.in[0]);
+    const void* b = pass.nSources > 1 ? ownFetch(pass.src[1], x, n, s.in[1]) : nullptr;
     if (dst.sampleBits == 1) {
         pass.run(s.out, a, b, n, pass.k);
-        const ptrdiff_t at = dst.bit + x;
-        uint8_t *placed = s.in[0],
-                *write = share == OWN_ALL ? nullptr : s.in[1]; /* the operands have done their work */
-        ownAlignBits(placed, (int)(at & 7), s.out, 0, n);
-        if (write) ownAlignBits(write, (int)(at & 7), writeBits, 0, n);
-        return ownStoreBits(dst.row + (at >> 3), (int)(at & 7), placed, write, n);
+        const uint8_t* write = share == OWN_ALL ? nullptr : writeBits;
+        return ownPutBits({ownBitsOf(dst, x), n, ownCopiedBits, 1, {{s.out, 0, false}}, {write, 0, false}, 0, {}, 0});
     }
     uint8_t* out = dst.row + x * dst.stepBytes;
     if (share == OWN_ALL && !dst.strided()) return pass.run(out, a, b, n, pass.k);
@@ -276,83 +220,28 @@ static void ownRunChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t
     ownScatter(out, dst.stepBytes, dst.bytes(), result, n);
 }
 
-/* A chunk of a row of 1-bit images: n bits from bit x on, the sources brought to the destination's bit position. */
-static void ownRunBitChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t n, OwnScratch& s)
-{
-    const ptrdiff_t at = pass.dst.bit + x;
-    const int bit = (int)(at & 7);
-    const ptrdiff_t bytes = (bit + n + 7) >> 3;
-    uint8_t* out = pass.dst.row + (at >> 3);
+/* ---- Rows of bits --------------------------------------------------------------------------------------------- */
 
-    const void* in[2] = {nullptr, nullptr};
-    const bool straight = pass.copies && !pass.mask; /* from the source to its place */
-    for (int i = 0; i < pass.nSources && !straight; ++i) {
-        const OwnSide& src = pass.src[i];
-        in[i] = s.in[i];
-        if (src.turned || ((src.bit + x) & 7) != bit) ownBringBits(s.in[i], bit, src, x, n, s);
-        else in[i] = src.row + ((src.bit + x) >> 3);
+static void ownRunBits(const OwnPass& pass, ptrdiff_t height)
+{
+    OwnBitRun run = {ownBitsOf(pass.dst, 0),
+                     pass.nSamples,
+                     pass.copies ? ownCopiedBits : ownBitRule(pass.run, pass.k),
+                     pass.nSources,
+                     {},
+                     {},
+                     pass.dst.rowStep,
+                     {},
+                     0};
+    for (int i = 0; i < pass.nSources; ++i) {
+        run.source[i] = ownBitsOf(pass.src[i], 0);
+        run.sourceStep[i] = pass.src[i].rowStep;
     }
     if (pass.mask) {
-        const ptrdiff_t from = pass.mask->bit + x;
-        ownAlignBits(s.writeBits, bit, pass.mask->data + y * pass.mask->rowStep + (from >> 3), (int)(from & 7), n);
-        pass.run(s.out, in[0], in[1], bytes, pass.k);
-        return ownStoreBits(out, bit, s.out, s.writeBits, n);
+        run.mask = {pass.mask->data, pass.mask->bit, false};
+        run.maskStep = pass.mask->rowStep;
     }
-    /* The bits around the run are put back after it. */
-    const uint8_t head = (uint8_t)(0xFF >> bit), tail = (uint8_t)(0xFF << (bytes * 8 - bit - n));
-    const uint8_t first = out[0], last = out[bytes - 1];
-    if (straight) ownBringBits(out, bit, pass.src[0], x, n, s);
-    else pass.run(out, in[0], in[1], bytes, pass.k);
-    if (bytes == 1) {
-        out[0] = (uint8_t)((first & ~(head & tail)) | (out[0] & head & tail));
-        return;
-    }
-    out[0] = (uint8_t)((first & ~head) | (out[0] & head));
-    out[bytes - 1] = (uint8_t)((last & ~tail) | (out[bytes - 1] & tail));
-}
-
-/* ---- Rows of bits taken together ------------------------------------------------------------------------------ */
-
-/* Rows of 1-bit images are short, so as many as the scratch holds are taken as one run of bits. The bits between two rows,
- * from the end of the one to the begin of the other, lie within eight bytes; these are saved before and put back after. */
-struct OwnGaps {
-    enum { MOST_ROWS = 64 };
-    ptrdiff_t last; /* the last byte of a row's bits, where its gap begins */
-    uint64_t kept;  /* the bits of the eight bytes that belong to the gap */
-    uint64_t saved[MOST_ROWS];
-};
-
-/* How many rows go together, 1 when they can't. */
-static ptrdiff_t ownRowsTogether(const OwnPass& pass, OwnGaps& gaps)
-{
-    const OwnSide& dst = pass.dst;
-    const ptrdiff_t bits = dst.bit + pass.nSamples, bytes = (bits + 7) >> 3;
-    bool together = (!pass.mask || pass.mask->rowStep == dst.rowStep) && bytes >= 8 && dst.rowStep >= bytes &&
-                    dst.rowStep - bytes <= 6;
-    for (int i = 0; i < pass.nSources; ++i)
-        together = together && pass.src[i].rowStep == dst.rowStep && !pass.src[i].turned;
-    if (!together) return 1;
-
-    uint8_t kept[8] = {(uint8_t) ~(0xFF << (bytes * 8 - bits))};
-    const ptrdiff_t next = dst.rowStep - (bytes - 1); /* from the last byte of a row to the first of the next */
-    for (ptrdiff_t i = 1; i < next; ++i) kept[i] = 0xFF;
-    kept[next] = (uint8_t) ~(0xFF >> dst.bit);
-    memcpy(&gaps.kept, kept, sizeof(kept));
-    gaps.last = bytes - 1;
-    return std::clamp<ptrdiff_t>((OWN_CHUNK_BYTES - 8) / dst.rowStep, 1, OwnGaps::MOST_ROWS);
-}
-
-static void ownRunBitRows(const OwnPass& pass, OwnGaps& gaps, ptrdiff_t y, ptrdiff_t nRows, OwnScratch& s)
-{
-    uint8_t* gap = pass.dst.row + gaps.last;
-    for (ptrdiff_t i = 0; i < nRows - 1; ++i) memcpy(&gaps.saved[i], gap + i * pass.dst.rowStep, 8);
-    ownRunBitChunk(pass, 0, y, (nRows - 1) * pass.dst.rowStep * 8 + pass.nSamples, s);
-    for (ptrdiff_t i = 0; i < nRows - 1; ++i) {
-        uint64_t word;
-        memcpy(&word, gap + i * pass.dst.rowStep, 8);
-        word = (word & ~gaps.kept) | (gaps.saved[i] & gaps.kept);
-        memcpy(gap + i * pass.dst.rowStep, &word, 8);
-    }
+    ownPutBitRows(run, height);
 }
 
 /* ---- Rows ---------------------------------------------------------------------------------------------------- */
@@ -373,9 +262,8 @@ static bool ownDirect(const OwnPass& pass)
 }
 
 /* How many samples a chunk has: whole pixels, whole bytes of bits, as many as the scratch holds. */
-static ptrdiff_t ownChunkSamples(const OwnPass& pass, bool bits)
+static ptrdiff_t ownChunkSamples(const OwnPass& pass)
 {
-    if (bits) return 8 * (OWN_CHUNK_BYTES - 8);
     int bytes = std::max(pass.dst.bytes(), 1);
     for (int i = 0; i < pass.nSources; ++i) bytes = std::max(bytes, pass.src[i].bytes());
     const ptrdiff_t samples = OWN_CHUNK_BYTES / bytes - 64;
@@ -388,24 +276,10 @@ static void ownSkipRows(OwnPass& pass, ptrdiff_t nRows)
     pass.dst.row += nRows * pass.dst.rowStep;
 }
 
-static void ownRunBits(OwnPass pass, ptrdiff_t height)
-{
-    OwnScratch scratch;
-    OwnGaps gaps = {0, 0, {}};
-    const ptrdiff_t together = ownRowsTogether(pass, gaps), chunk = ownChunkSamples(pass, true);
-    for (ptrdiff_t y = 0, nRows; y < height; y += nRows, ownSkipRows(pass, nRows)) {
-        nRows = std::min(together, height - y);
-        if (nRows > 1) ownRunBitRows(pass, gaps, y, nRows, scratch);
-        else
-            for (ptrdiff_t x = 0; x < pass.nSamples; x += chunk)
-                ownRunBitChunk(pass, x, y, std::min(chunk, pass.nSamples - x), scratch);
-    }
-}
-
 static void ownRunSamples(OwnPass pass, ptrdiff_t height)
 {
     OwnScratch scratch;
-    const ptrdiff_t chunk = ownChunkSamples(pass, false);
+    const ptrdiff_t chunk = ownChunkSamples(pass);
     for (ptrdiff_t y = 0; y < height; ++y, ownSkipRows(pass, 1))
         for (ptrdiff_t x = 0; x < pass.nSamples; x += chunk)
             ownRunChunk(pass, x, y, std::min(chunk, pass.nSamples - x), scratch);
@@ -434,7 +308,8 @@ static void ownRunToBits(const OwnPass& pass)
     if (whole == pass.nSamples) return;
     uint8_t last[2] = {};
     run(last, whole, pass.nSamples - whole);
-    ownStoreBits(pass.dst.row + (whole >> 3), 0, last, nullptr, pass.nSamples - whole);
+    const OwnBitsAt to = {pass.dst.row + (whole >> 3), 0, false};
+    ownPutBits({to, pass.nSamples - whole, ownCopiedBits, 1, {{last, 0, false}}, {}, 0, {}, 0});
 }
 
 /* Whole rows of bits that begin and end with a byte, as rows of bytes. */

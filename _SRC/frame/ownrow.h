@@ -13,13 +13,41 @@ enum { OWN_CHUNK_BYTES = 4096, OWN_WIDE_STEP = 8 };
  * out's first and last byte are undefined. Only bytes that hold some of the bits are read. */
 void ownAlignBits(uint8_t* out, int to, const uint8_t* src, int from, ptrdiff_t n);
 
-/* The bits of whole bytes in the opposite order, and pixels of pixelBytes bytes in the opposite order. out and src are
- * apart. */
-void ownTurnBits(uint8_t* out, const uint8_t* src, ptrdiff_t nBytes);
-void ownTurnPixels(uint8_t* out, const uint8_t* src, int pixelBytes, ptrdiff_t nPixels);
+/* A run of bits: it begins with `bit` of a byte, 0 is the top one, and goes on with the lower bits and the bytes behind; a
+ * turned one with the higher bits and the bytes before. */
+struct OwnBitsAt {
+    const uint8_t* byte;
+    int bit;
+    bool turned;
+};
 
-/* Bits from bit position `bit` on: dst = write ? result : dst, both laid at that position; no write bits: all. */
-void ownStoreBits(uint8_t* dst, int bit, const uint8_t* result, const uint8_t* writeBits, ptrdiff_t n);
+/* A function of the bits x of one source and y of another: none ^ (x & a) ^ (y & (b ^ (x & both))). Every function of two bits
+ * is of this form. Each field is 0 or all ones. */
+struct OwnBitRule {
+    uint8_t none, a, b, both;
+};
+
+/* The rule of a run on 1-bit images, which it is asked for by the four cases of two bits. */
+OwnBitRule ownBitRule(OwnRun* run, const void* k);
+
+/* n bits of dst become what the rule says, where the mask (its byte null: none) has ones; all other bits keep their values. Of
+ * one or two sources and the mask the first source alone may be turned. */
+struct OwnBitRun {
+    OwnBitsAt dst;
+    ptrdiff_t n;
+    OwnBitRule rule;
+    int nSources;
+    OwnBitsAt source[2], mask;
+    ptrdiff_t step, sourceStep[2], maskStep; /* for rows: bytes from one to the next */
+};
+
+/* One run, and a rectangle of them. Only bytes are read that hold some of the bits, or lie between such bytes. */
+void ownPutBits(const OwnBitRun& run);
+void ownPutBitRows(const OwnBitRun& run, ptrdiff_t height);
+
+/* The bits of a byte, and pixels of pixelBytes bytes, in the opposite order. out and src are apart. */
+uint8_t ownTurnByte(uint8_t x);
+void ownTurnPixels(uint8_t* out, const uint8_t* src, int pixelBytes, ptrdiff_t nPixels);
 
 /* dst = write ? result : dst for n samples of `bytes` bytes side by side, a write bit each. */
 void ownStoreSome(void* dst, const void* result, int bytes, const uint8_t* writeBits, ptrdiff_t n);

@@ -1,29 +1,12 @@
-/* ownturn: bits and pixels in the opposite order. */
+/* ownturn: pixels in the opposite order, and the bits of a byte. */
 #include "ownrow.h"
 #include "ownsimd.h"
 
-static uint8_t ownTurnByte(uint8_t x)
+uint8_t ownTurnByte(uint8_t x)
 {
     x = (uint8_t)((x & 0x55) << 1 | (x >> 1 & 0x55));
     x = (uint8_t)((x & 0x33) << 2 | (x >> 2 & 0x33));
     return (uint8_t)(x << 4 | x >> 4);
-}
-
-void ownTurnBits(uint8_t* out, const uint8_t* src, ptrdiff_t nBytes)
-{
-    constexpr ptrdiff_t step = OWN_VEC_BYTES;
-    const auto turn = [=](ptrdiff_t i) {
-        ownStore(out + i, ownTurnBitsOfBytes(ownTurn(ownLoad<uint8_t>(src + nBytes - i - step))));
-    };
-    if (nBytes < step) {
-        for (ptrdiff_t i = 0; i < nBytes; ++i) out[i] = ownTurnByte(src[nBytes - 1 - i]);
-        return;
-    }
-    ptrdiff_t i = 0;
-    for (; i < nBytes - 4 * step; i += 4 * step)
-        for (ptrdiff_t j = i; j < i + 4 * step; j += step) turn(j);
-    for (; i < nBytes - step; i += step) turn(i);
-    turn(nBytes - step);
 }
 
 /* Bytes alone, a vector at a time. */
