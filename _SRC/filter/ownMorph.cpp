@@ -273,7 +273,8 @@ static OwnBoxShape ownMakeShape(const OwnLines& lines, int32_t nIterations)
     s.yReach = std::min(nIterations, s.height + 1);
     s.unit = lines.step;
     s.sampleBits = lines.sampleBits;
-    s.lead = s.bits() ? ownRoundUp(s.xReach + 8, 8) : s.xReach * s.unit;
+    s.lead = s.bits() ? ownRoundUp(s.xReach + 8, 512)
+                      : ownRoundUp((s.xReach + (int64_t)1) * s.unit, 64) - s.unit; /* pixel 0 begins a cache line */
     const ptrdiff_t line = (s.width + (ptrdiff_t)2) * s.unit, all = s.lead + line + 7 + s.xReach * s.unit;
     s.lineBytes = ownRoundUp(((line * s.sampleBits + 7) >> 3) + 2, 64);
     s.downBytes = ownRoundUp(((all * s.sampleBits + 7) >> 3) + OWN_BITS_SPARE, 64);

@@ -309,15 +309,34 @@ template <class E> static void ownJoin(void* out, const void* a, const void* b, 
 
 /* ---- The plan of passes -------------------------------------------------------------------------------------- */
 
+/* The least factor that takes a span to the side in so many passes. */
+static int64_t ownRadix(int64_t span, int64_t side, int passes)
+{
+    for (int64_t radix = 2;; ++radix) {
+        int64_t reached = span;
+        for (int i = 0; i < passes && reached < side; ++i) reached *= radix;
+        if (reached >= side) return radix;
+    }
+}
+
+/* A pass more costs more than a sample more, up to four of them, or five if that is all. */
+static int ownPasses(int64_t span, int64_t side)
+{
+    int passes = 1;
+    for (int64_t reached = span * (span == 1 && side == 5 ? 5 : 4); reached < side; reached *= 4) ++passes;
+    return passes;
+}
+
 OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, bool bits)
 {
     OwnBoxPlan plan = {};
-    const int64_t radix = side == 5 ? 5 : 4; /* a pass more costs more than a sample more */
     int64_t span = 1;
     do {
         OwnReach& pass = plan.pass[plan.count++];
         pass.filled = bits && span == 1 && side > 1;
-        const int64_t next = std::min(side, pass.filled ? (int64_t)OwnReach::MOST_FILLED : span * radix);
+        const int64_t radix = pass.filled ? (int64_t)OwnReach::MOST_FILLED
+                                          : ownRadix(span, side, ownPasses(span, side));
+        const int64_t next = std::min(side, span * radix);
         pass.count = pass.filled ? 2 : (int)((next + span - 1) / span);
         for (int k = 0; k < pass.count; ++k)
             pass.at[k] = (ptrdiff_t)(pass.filled ? k * (next - 1) : std::min(k * span, next - span)) * unit;

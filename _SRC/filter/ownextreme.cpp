@@ -3,7 +3,6 @@
  * Down, van Herk and Gil-Werman: every nRows rows the window is a whole group of lines, and the extrema of its last 1, 2,
  * 3, ... lines are kept. Until the next group a window is the end of that group and the lines that have come since, whose
  * extremum grows line by line. So a row costs three extrema whatever the height. */
-#include "ownbox.h"
 #include "ownrank.h"
 
 /* What is kept from row to row. */
@@ -64,19 +63,20 @@ static void ownExtremeRow(void* out, const uint8_t* const* rows, const OwnWindow
     };
     const ptrdiff_t line = length(rank.nCols - 1);
     const uint8_t* in = ownDownLines(box, rank, s, rows, row.first, line, line * bytes);
-    const OwnBoxPlan plan = ownBoxPlan(rank.nCols, row.step, bits);
     int64_t span = 1;
-    for (int i = 0; i < plan.count; ++i) {
-        const OwnReach& reach = plan.pass[i];
-        span += reach.at[reach.count - 1] / row.step;
-        void* to = i == plan.count - 1 ? out : s.across();
+    for (int i = 0; i < rank.plan.count; ++i) {
+        OwnReach reach = rank.plan.pass[i];
+        span += reach.at[reach.count - 1];
+        for (int k = 0; k < reach.count; ++k) reach.at[k] *= row.step;
+        void* to = i == rank.plan.count - 1 ? out : s.across();
         box.across(to, in, reach, length(rank.nCols - span));
         in = s.across();
     }
 }
 
-void ownExtremeStage(OwnWindow& window, const OwnRank& rank)
+void ownExtremeStage(OwnWindow& window, OwnRank& rank)
 {
+    rank.plan = ownBoxPlan(rank.nCols, 1, rank.slot == OWN_1U);
     const int64_t bytes = rank.slot <= OWN_8S ? 1 : rank.slot <= OWN_16S ? 2 : 4;
     window.stage = ownExtremeRow;
     window.asBits = true;

@@ -8,7 +8,7 @@
 #include "ownrank.h"
 #include "ownsimd.h"
 
-enum { OWN_BINS = 16, OWN_FEW_SAMPLES = 81 };
+enum { OWN_BINS = 16 };
 
 /* From the first of these on counts of columns leave a byte, counts of windows the sixteen bits of a signed number. */
 static bool ownCountsFit(const OwnRank& rank) { return rank.nRows <= 255 && rank.nCols * rank.nRows <= 32767; }
@@ -108,49 +108,13 @@ template <uint8_t flip> static void ownColumnsRow(void* out, const uint8_t* cons
     for (ptrdiff_t channel = 0; channel < row.step; ++channel) ownSlide((uint8_t*)out, columns, channel, row, flip);
 }
 
-/* ---- Windows beyond these counts ------------------------------------------------------------------------------------ */
-
-/* One histogram for the row, which changes by a column of samples that comes and one that goes; `below` counts the samples
- * under the bin of the median. */
-template <uint8_t flip> static void ownSlidingRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
-{
-    const OwnRank& rank = *(const OwnRank*)row.k;
-    const ptrdiff_t step = row.step, span = (ptrdiff_t)rank.nCols * step;
-    for (ptrdiff_t channel = 0; channel < step; ++channel) {
-        int64_t count[256] = {}, below = 0;
-        int median = 0;
-        const auto change = [&](ptrdiff_t x, int by) {
-            for (int64_t r = 0; r < rank.nRows; ++r) {
-                const int value = rows[r][x] ^ flip;
-                count[value] += by;
-                if (value < median) below += by;
-            }
-        };
-        for (ptrdiff_t x = channel; x < channel + span - step; x += step) change(x, 1);
-        for (ptrdiff_t i = channel; i < row.n; i += step) {
-            change(i + span - step, 1);
-            while (below >= rank.rank) below -= count[--median];
-            while (below + count[median] < rank.rank) below += count[median++];
-            ((uint8_t*)out)[i] = (uint8_t)(median ^ flip);
-            change(i, -1);
-        }
-    }
-}
-
 /* ---- The choice ----------------------------------------------------------------------------------------------------- */
 
-bool ownHistogramPays(const OwnRank& rank)
+bool ownHistogramStage(OwnWindow& window, const OwnRank& rank)
 {
-    return (rank.slot == OWN_8U || rank.slot == OWN_8S) && rank.nCols * rank.nRows > OWN_FEW_SAMPLES;
-}
-
-void ownHistogramStage(OwnWindow& window, const OwnRank& rank)
-{
-    const bool isSigned = rank.slot == OWN_8S; /* bins in the order of values: the sample plus 128 */
-    if (!ownCountsFit(rank)) {
-        window.stage = isSigned ? ownSlidingRow<0x80> : ownSlidingRow<0>;
-        return;
-    }
-    window.stage = isSigned ? ownColumnsRow<0x80> : ownColumnsRow<0>;
+    if ((rank.slot != OWN_8U && rank.slot != OWN_8S) || ownHasFewSamples(rank) || !ownCountsFit(rank)) return false;
+    /* Bins are in the order of values: of 8S the sample plus 128. */
+    window.stage = rank.slot == OWN_8S ? ownColumnsRow<0x80> : ownColumnsRow<0>;
     window.scratchPerSample = OWN_BINS * (OWN_BINS + 1) + 1;
+    return true;
 }

@@ -114,68 +114,95 @@ template <class T, int side>
 
 /* ---- Bit by bit ------------------------------------------------------------------------------------------------- */
 
-/* The sample of rank k of n is the largest value v with fewer than k samples below it, that is, with more than n - k samples
- * not below it. It is found from its top bit down; `flip` turns the order of T's bits into that of its values. */
-template <class T> struct OwnBits {
-    typedef std::make_unsigned_t<T> U;
-    static constexpr U top = (U)((U)1 << (sizeof(T) * 8 - 1)), flip = std::is_signed_v<T> ? top : 0;
-};
+/* The sample of rank k is the largest value that fewer than k samples lie below. It is found from its top bit down; `top`
+ * turns the order of values, which signed lanes compare by, into that of bits. */
+template <class S>
+static constexpr std::make_unsigned_t<S> ownTopBit = (std::make_unsigned_t<S>)1 << (sizeof(S) * 8 - 1);
 
 /* One result, with counts of any size. */
 template <class T> static T ownSearchOne(const uint8_t* const* rows, ptrdiff_t at, ptrdiff_t step, const OwnRank& rank)
 {
-    typedef OwnBits<T> B;
-    typename B::U found = 0;
-    for (typename B::U bit = B::top; bit; bit >>= 1) {
-        const T trial = (T)((found | bit) ^ B::flip);
-        int64_t notBelow = 0;
+    typedef std::make_unsigned_t<T> U;
+    constexpr U flip = std::is_signed_v<T> ? ownTopBit<T> : 0;
+    U found = 0;
+    for (U bit = ownTopBit<T>; bit; bit >>= 1) {
+        const T trial = (T)((found | bit) ^ flip);
+        int64_t below = 0;
         for (int64_t r = 0; r < rank.nRows; ++r)
-            for (int64_t c = 0; c < rank.nCols; ++c) notBelow += ((const T*)rows[r])[at + (ptrdiff_t)c * step] >= trial;
-        if (notBelow > rank.nCols * rank.nRows - rank.rank) found |= bit;
+            for (int64_t c = 0; c < rank.nCols; ++c) below += ((const T*)rows[r])[at + (ptrdiff_t)c * step] < trial;
+        if (below < rank.rank) found |= bit;
     }
-    return (T)(found ^ B::flip);
+    return (T)(found ^ flip);
 }
 
-/* A few vectors of results. The counts fit the lanes. */
-template <class T, int count>
-[[gnu::flatten]] static inline void ownSearch(uint8_t* out, const uint8_t* const* rows, ptrdiff_t at, ptrdiff_t step,
-                                              const OwnRank& rank)
+/* Whether lanes can count a window's samples. */
+template <class T> static bool ownCountsFitLanes(const OwnRank& rank)
 {
-    typedef OwnBits<T> B;
-    typedef typename B::U U;
-    constexpr ptrdiff_t lanes = OwnVec<T>::lanes;
+    return rank.nRows * rank.nCols <= (int64_t)std::numeric_limits<std::make_unsigned_t<T>>::max();
+}
+
+/* A few vectors of results. */
+template <class S, int count>
+[[gnu::flatten]] static inline void ownSearch(uint8_t* out, const uint8_t* const* rows, ptrdiff_t at, ptrdiff_t step,
+                                              const OwnRank& rank, std::make_unsigned_t<S> flip)
+{
+    typedef std::make_unsigned_t<S> U;
+    constexpr ptrdiff_t lanes = OwnVec<S>::lanes;
     const ptrdiff_t nRows = (ptrdiff_t)rank.nRows, nCols = (ptrdiff_t)rank.nCols;
-    const OwnVec<U> limit = ownSet((U)(rank.nCols * rank.nRows - rank.rank)), flip = ownSet(B::flip);
+    const OwnVec<U> most = ownSet((U)(rank.rank - 1)), top = ownSet(ownTopBit<S>);
     OwnVec<U> found[count] = {};
-    for (U bit = B::top; bit; bit >>= 1) {
-        OwnVec<T> trial[count];
-        OwnVec<U> notBelow[count] = {};
-        for (int j = 0; j < count; ++j) trial[j] = ownAs<T>((found[j] | ownSet(bit)) ^ flip);
+    for (U bit = ownTopBit<S>; bit; bit >>= 1) {
+        OwnVec<S> trial[count];
+        OwnVec<U> below[count] = {};
+        for (int j = 0; j < count; ++j) trial[j] = ownAs<S>((found[j] | ownSet(bit)) ^ top);
         for (ptrdiff_t r = 0; r < nRows; ++r) {
-            const T* taps = (const T*)rows[r] + at;
+            const S* taps = (const S*)rows[r] + at;
             for (ptrdiff_t c = 0; c < nCols; ++c, taps += step)
-                for (int j = 0; j < count; ++j) {
-                    const OwnVec<T> x = ownLoad<T>(taps + j * lanes);
-                    notBelow[j] = notBelow[j] - ownAs<U>(ownEqual(ownMax(x, trial[j]), x));
-                }
+                for (int j = 0; j < count; ++j)
+                    below[j] = below[j] - ownAs<U>(ownGreater(trial[j], ownLoad<S>(taps + j * lanes)));
         }
-        for (int j = 0; j < count; ++j) /* more than the limit */
-            found[j] = found[j] | (ownSet(bit) & ~ownEqual(ownMin(notBelow[j], limit), notBelow[j]));
+        for (int j = 0; j < count; ++j)
+            found[j] = found[j] | (ownSet(bit) & ownEqual(ownMin(below[j], most), below[j]));
     }
-    for (int j = 0; j < count; ++j) ownStore(out + j * OWN_VEC_BYTES, ownAs<T>(found[j] ^ flip));
+    for (int j = 0; j < count; ++j) ownStore(out + j * OWN_VEC_BYTES, found[j] ^ ownSet(flip));
+}
+
+static int64_t ownPointerRoom(const OwnRank& rank) { return (rank.nRows * (int64_t)sizeof(uint8_t*) + 63) / 64 * 64; }
+
+/* Lines of unsigned samples as signed ones in the same order, in scratch. */
+template <class S>
+static void ownSignedLines(const uint8_t** signedRows, uint8_t* lines, const uint8_t* const* rows, const OwnRank& rank,
+                           const OwnWindowRow& row)
+{
+    constexpr ptrdiff_t size = (ptrdiff_t)sizeof(S);
+    const ptrdiff_t line = (row.n + (ptrdiff_t)(rank.nCols - 1) * row.step + OwnVec<S>::lanes) * size;
+    const OwnVec<std::make_unsigned_t<S>> top = ownSet(ownTopBit<S>);
+    for (ptrdiff_t r = 0; r < (ptrdiff_t)rank.nRows; ++r, lines += row.lineSamples * size) {
+        signedRows[r] = lines;
+        for (ptrdiff_t i = 0; i < line; i += OWN_VEC_BYTES)
+            ownStore(lines + i, ownLoad<std::make_unsigned_t<S>>(rows[r] + i) ^ top);
+    }
 }
 
 template <class T> static void ownSearchRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
 {
+    typedef std::make_signed_t<T> S;
     const OwnRank& rank = *(const OwnRank*)row.k;
     constexpr ptrdiff_t lanes = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
+    constexpr std::make_unsigned_t<T> flip = std::is_signed_v<T> ? ownTopBit<T> : 0;
     uint8_t* to = (uint8_t*)out;
-    ptrdiff_t i = 0;
-    if (rank.nRows * rank.nCols <= (int64_t)std::numeric_limits<std::make_unsigned_t<T>>::max()) {
-        for (; i + 2 * lanes <= row.n; i += 2 * lanes) ownSearch<T, 2>(to + i * size, rows, i, row.step, rank);
-        for (; i < row.n; i += lanes) ownSearch<T, 1>(to + i * size, rows, i, row.step, rank);
+    if (ownCountsFitLanes<T>(rank)) {
+        if (!std::is_signed_v<T>) {
+            const uint8_t** signedRows = (const uint8_t**)row.scratch;
+            ownSignedLines<S>(signedRows, row.scratch + ownPointerRoom(rank), rows, rank, row);
+            rows = signedRows;
+        }
+        ptrdiff_t i = 0;
+        for (; i + 4 * lanes <= row.n; i += 4 * lanes) ownSearch<S, 4>(to + i * size, rows, i, row.step, rank, flip);
+        for (; i < row.n; i += lanes) ownSearch<S, 1>(to + i * size, rows, i, row.step, rank, flip);
+        return;
     }
-    for (; i < row.n; ++i) {
+    for (ptrdiff_t i = 0; i < row.n; ++i) {
         const T found = ownSearchOne<T>(rows, i, row.step, rank);
         memcpy(to + i * size, &found, sizeof(T));
     }
@@ -233,6 +260,7 @@ void ownMedianStage(OwnWindow& window, const OwnRank& rank)
     const OwnMedianStages& stages = ownMedians[rank.slot];
     const bool square3 = rank.nCols == 3 && rank.nRows == 3, square5 = rank.nCols == 5 && rank.nRows == 5;
     window.stage = square3 ? stages.network3 : square5 ? stages.network5 : stages.other;
-    if (square3 || square5) window.scratchPerSample = rank.nRows * stages.sampleBytes;
-    else if (rank.slot == OWN_1U) window.scratchPerSample = (int64_t)sizeof(int32_t);
+    window.scratchPerSample = rank.slot == OWN_1U && !square3 && !square5 ? (int64_t)sizeof(int32_t)
+                                                                          : rank.nRows * stages.sampleBytes;
+    window.scratchBytes = ownPointerRoom(rank);
 }

@@ -2,21 +2,27 @@
 #ifndef OWNRANK_H
 #define OWNRANK_H
 
-#include "own.h"
+#include "ownbox.h"
 
 /* The window of a filter and the rank of its result, counted from 1 in ascending order. */
 struct OwnRank {
     int64_t nCols, nRows, rank;
     int slot;
-    bool largest; /* of the extrema */
+    bool largest;    /* of the extrema, */
+    OwnBoxPlan plan; /* and their way across, in pixels */
 };
 
-/* Gives a window its stage, and the scratch that the stage needs. */
-void ownExtremeStage(OwnWindow& window, const OwnRank& rank);
-void ownMedianStage(OwnWindow& window, const OwnRank& rank);
-void ownHistogramStage(OwnWindow& window, const OwnRank& rank);
+/* Windows of so few samples are searched faster than histograms of them are kept. */
+static inline bool ownHasFewSamples(const OwnRank& rank)
+{
+    return rank.nCols * rank.nRows <= (rank.slot <= OWN_8S ? 144 : 300);
+}
 
-/* Whether histograms are the better way to a median. */
-bool ownHistogramPays(const OwnRank& rank);
+/* Gives a window its stage, and the scratch that the stage needs. Those with a result serve some depths and windows, and
+ * say so. */
+void ownExtremeStage(OwnWindow& window, OwnRank& rank);
+void ownMedianStage(OwnWindow& window, const OwnRank& rank);
+bool ownHistogramStage(OwnWindow& window, const OwnRank& rank);
+bool ownSlidingStage(OwnWindow& window, const OwnRank& rank);
 
 #endif

@@ -25,11 +25,10 @@ static void ownRunRank(const OwnFace& face, const VekImage* srcImage, VekImage* 
     window.bottom = args.nRows - 1 - args.anchorY;
 
     const int64_t n = (int64_t)args.nCols * args.nRows;
-    const OwnRank rank = {args.nCols, args.nRows, (n >> 1) + 1, ownSlot(srcImage->depth), args.kind == OWN_MAXIMUM};
+    OwnRank rank = {args.nCols, args.nRows, (n >> 1) + 1, ownSlot(srcImage->depth), args.kind == OWN_MAXIMUM, {}};
     window.k = &rank;
     if (args.kind != OWN_MEDIAN) ownExtremeStage(window, rank);
-    else if (ownHistogramPays(rank)) ownHistogramStage(window, rank);
-    else ownMedianStage(window, rank);
+    else if (!ownHistogramStage(window, rank) && !ownSlidingStage(window, rank)) ownMedianStage(window, rank);
 
     const OwnWindowEnd end = ownWindow(window);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure");
