@@ -1035,6 +1035,22 @@ static inline OwnVec<uint8_t> ownPick16(OwnVec<uint8_t> a, OwnVec<int8_t> place)
 #endif
 }
 
+/* A vector of the bytes of a and then b, from byte `from` on. */
+template <int from, class T> static inline OwnVec<T> ownAcrossBoth(OwnVec<T> a, OwnVec<T> b)
+{
+    static_assert(from > 0 && from < OWN_VEC_BYTES);
+#if OWN_VEC_BYTES == 32
+    const __m256i middle = _mm256_permute2x128_si256(ownX86(a), ownX86(b), 0x21);
+    if constexpr (from < 16) return ownFromX86<T>(_mm256_alignr_epi8(middle, ownX86(a), from));
+    else return ownFromX86<T>(_mm256_alignr_epi8(ownX86(b), middle, from - 16));
+#else
+    uint8_t both[2 * OWN_VEC_BYTES];
+    ownStore(both, a);
+    ownStore(both + OWN_VEC_BYTES, b);
+    return ownLoad<T>(both + from);
+#endif
+}
+
 /* ---- Fractions of the whole ---------------------------------------------------------------------------------- */
 
 /* a times b, where the highest value stands for 1: (x + (x >> n) + 1) >> n, with x = a * b and n the bits of a sample.

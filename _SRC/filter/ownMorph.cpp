@@ -90,34 +90,65 @@ static void ownSealRows(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_
     }
 }
 
-/* A batch of extrema down, from row y on. Pixel 0 is the one behind the lead, that at the left comes before it; bits that
- * come straight from the source keep their place in a byte. */
-static void ownMakeDown(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_t y, int32_t n)
+/* The lines that a batch from row y on looks at: in the ring from pixel -1 on, in the source from pixel 0. */
+static void ownLookAt(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_t y)
 {
-    const ptrdiff_t side = 2 * (ptrdiff_t)shape.yReach + 1, count = side - 1 + shape.batch;
-    const ptrdiff_t line = (shape.width + (ptrdiff_t)2) * shape.unit;
-    uint8_t* down = pass.down + shape.bytes(shape.lead);
+    const ptrdiff_t count = 2 * (ptrdiff_t)shape.yReach + shape.batch;
     const int64_t top = (int64_t)y - shape.yReach;
     if (!pass.straight.data) {
         for (ptrdiff_t i = 0; i < count; ++i) pass.rows[i] = ownLine(shape, pass, top + i);
-        return pass.box->down(down, shape.downBytes, pass.rows, side, shape.batch,
-                              shape.bits() ? (line + 7) >> 3 : line);
+        return;
     }
     const ptrdiff_t pixel = shape.pixel(); /* in the ends pixel -1 comes first, of bits in a byte of its own */
     for (ptrdiff_t i = 0; i < count; ++i)
         pass.rows[i] = top + i < 0               ? pass.ends[0] + pixel
                        : top + i >= shape.height ? pass.ends[1] + pixel
                                                  : pass.straight.data + (top + i) * pass.straight.widthStep;
+}
+
+/* A batch of extrema down, from row y on. Pixel 0 is the one behind the lead, that at the left comes before it; bits that
+ * come straight from the source keep their place in a byte. */
+static void ownMakeDown(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_t y, int32_t n)
+{
+    const ptrdiff_t side = 2 * (ptrdiff_t)shape.yReach + 1, pixel = shape.pixel();
+    const ptrdiff_t line = (shape.width + (ptrdiff_t)2) * shape.unit;
+    uint8_t* down = pass.down + shape.bytes(shape.lead);
+    if (!pass.straight.data)
+        return pass.box->down(down, shape.downBytes, pass.rows, side, shape.batch,
+                              shape.bits() ? (line + 7) >> 3 : line);
     if (shape.bits())
         pass.box->down(down, shape.downBytes, pass.rows, side, shape.batch, (pass.straight.bit + shape.width + 7) >> 3);
     else pass.box->down(down + pixel, shape.downBytes, pass.rows, side, shape.batch, shape.width * shape.unit);
     ownSealRows(shape, pass, y, n);
 }
 
+/* Rows y to y + n - 1 where N is 1, in one step. False: not in this one. */
+template <class Out>
+static bool ownMakeThree(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_t y, int32_t n, Out out)
+{
+    if (shape.bits() || shape.xReach != 1 || shape.yReach != 1) return false;
+    const ptrdiff_t pixel = shape.pixel();
+    for (int32_t i = 0; i < n; i += 2) {
+        const int nRows = std::min(n - i, 2);
+        uint8_t* const to[2] = {out(i), out(i + nRows - 1)};
+        OwnBoxEnds ends;
+        for (int k = 0; k < 2 && pass.straight.data; ++k) {
+            ends.left[k] = pass.sideDown[0] + (y + i + k + (ptrdiff_t)1) * pixel;
+            ends.right[k] = pass.sideDown[1] + (y + i + k) * pixel;
+        }
+        if (!pass.box->three(to, pass.rows + i, nRows, shape.width * shape.unit, shape.unit,
+                             pass.straight.data ? &ends : nullptr))
+            return false;
+    }
+    return true;
+}
+
 /* Rows y to y + n - 1, at most a batch, each to its line of `out`; the first sample or bit written is that of pixel x. */
 template <class Out>
 static void ownMakeRows(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_t y, int32_t n, int32_t x, Out out)
 {
+    ownLookAt(shape, pass, y);
+    if (ownMakeThree(shape, pass, y, n, out)) return;
     ownMakeDown(shape, pass, y, n);
 
     /* All passes but the last take the batch as one run. Near the end of a row their windows mix it with the next one;
@@ -260,7 +291,7 @@ static void ownMorphPlane(OwnMorph& morph, int32_t plane)
 
 /* ---- Room ---------------------------------------------------------------------------------------------------- */
 
-enum { OWN_LOW_REACH = 12, OWN_BATCH_BYTES = 8192 };
+enum { OWN_LOW_REACH = 12, OWN_BATCH_BYTES = 8192, OWN_SIDE_SPARE = 64 };
 
 static int64_t ownRoundUp(int64_t n, int64_t unit) { return (n + unit - 1) / unit * unit; }
 
@@ -320,7 +351,8 @@ static void ownShareRoom(OwnMorph& morph, OwnRoom& room)
         pass.rows = (const uint8_t**)room.take((2 * (int64_t)s.yReach + s.batch) * (int64_t)sizeof(uint8_t*));
         for (int side = 0; side < 2 && i == 0; ++side) {
             pass.sides[side] = room.take(columnBytes);
-            pass.sideDown[side] = room.take(2 * columnBytes);
+            room.take(OWN_SIDE_SPARE);
+            pass.sideDown[side] = room.take(2 * columnBytes + OWN_SIDE_SPARE);
         }
     }
     morph.out = room.take(s.batch * (int64_t)morph.outBytes);

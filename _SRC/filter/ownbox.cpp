@@ -73,23 +73,27 @@ template <class E, int side, int nRows>
 /* A group of results of a higher box, van Herk and Gil-Werman: all windows of the group share the rows from its last
  * result's first row to its first result's last. To the rows above that core the windows reach by suffixes, which are
  * kept; below it the core grows by a row from result to result. */
-template <class E>
+template <class E, int nVecs>
 static inline void ownDownHigh(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows, ptrdiff_t side,
                                ptrdiff_t group, ptrdiff_t at)
 {
     typedef typename E::Sample T;
     typedef OwnVec<T> Vec;
-    Vec suffix[OWN_BOX_MOST_ROWS];
-    Vec x = ownLoad<T>(rows[group - 2] + at);
-    suffix[group - 2] = x;
-    for (ptrdiff_t i = group - 3; i >= 0; --i) suffix[i] = x = E::of(x, ownLoad<T>(rows[i] + at));
-    Vec core = ownLoad<T>(rows[group - 1] + at);
-    for (ptrdiff_t i = group; i < side; ++i) core = E::of(core, ownLoad<T>(rows[i] + at));
-    for (ptrdiff_t i = 0; i < group - 1; ++i) {
-        ownStore(out + i * outStep + at, E::of(core, suffix[i]));
-        core = E::of(core, ownLoad<T>(rows[side + i] + at));
-    }
-    ownStore(out + (group - 1) * outStep + at, core);
+    Vec suffix[OWN_BOX_MOST_ROWS][nVecs], x[nVecs], core[nVecs];
+    const auto load = [at](const uint8_t* row, int k) { return ownLoad<T>(row + at + k * OWN_VEC_BYTES); };
+    for (int k = 0; k < nVecs; ++k) suffix[group - 2][k] = x[k] = load(rows[group - 2], k);
+    for (ptrdiff_t i = group - 3; i >= 0; --i)
+        for (int k = 0; k < nVecs; ++k) suffix[i][k] = x[k] = E::of(x[k], load(rows[i], k));
+    for (int k = 0; k < nVecs; ++k) core[k] = load(rows[group - 1], k);
+    for (ptrdiff_t i = group; i < side; ++i)
+        for (int k = 0; k < nVecs; ++k) core[k] = E::of(core[k], load(rows[i], k));
+    out += at;
+    for (ptrdiff_t i = 0; i < group - 1; ++i, out += outStep)
+        for (int k = 0; k < nVecs; ++k) {
+            ownStore(out + k * OWN_VEC_BYTES, E::of(core[k], suffix[i][k]));
+            core[k] = E::of(core[k], load(rows[side + i], k));
+        }
+    for (int k = 0; k < nVecs; ++k) ownStore(out + k * OWN_VEC_BYTES, core[k]);
 }
 
 template <class E, int side>
@@ -104,12 +108,18 @@ template <class E>
                                           ptrdiff_t nRows, ptrdiff_t n)
 {
     const ptrdiff_t most = std::min<ptrdiff_t>(side, OWN_BOX_MOST_ROWS) & -OWN_BOX_ROWS;
+    const ptrdiff_t bytes = n * (ptrdiff_t)sizeof(typename E::Sample);
     for (ptrdiff_t y = 0, group; y < nRows; y += group) {
         group = std::min(most, nRows - y);
-        ownStrips<typename E::Sample>(n, [=](ptrdiff_t at) {
-            if (group == OWN_BOX_ROWS) ownDownHigh<E>(out + y * outStep, outStep, rows + y, side, OWN_BOX_ROWS, at);
-            else ownDownHigh<E>(out + y * outStep, outStep, rows + y, side, group, at);
-        });
+        const auto strip = [=](auto nVecs, ptrdiff_t at) {
+            uint8_t* to = out + y * outStep;
+            if (group == OWN_BOX_ROWS) ownDownHigh<E, nVecs>(to, outStep, rows + y, side, OWN_BOX_ROWS, at);
+            else ownDownHigh<E, nVecs>(to, outStep, rows + y, side, group, at);
+        };
+        ptrdiff_t at = 0;
+        for (; at + 2 * OWN_VEC_BYTES <= bytes; at += 2 * OWN_VEC_BYTES) strip(std::integral_constant<int, 2>(), at);
+        for (; at + OWN_VEC_BYTES <= bytes; at += OWN_VEC_BYTES) strip(std::integral_constant<int, 1>(), at);
+        if (at < bytes) strip(std::integral_constant<int, 1>(), bytes - OWN_VEC_BYTES);
     }
 }
 
@@ -199,6 +209,80 @@ template <class E> static void ownAcross(void* out, const void* in, const OwnRea
     case 4: return ownAcrossOf<E, 4>(out, in, reach, n);
     case 5: return ownAcrossOf<E, 5>(out, in, reach, n);
     }
+}
+
+/* ---- Three by three ---------------------------------------------------------------------------------------------- */
+
+/* The extrema down at a byte, for one or two rows of results. */
+template <class E, int nRows> struct OwnThreeDown {
+    typedef typename E::Sample T;
+    OwnVec<T> row[nRows];
+    OwnThreeDown(const uint8_t* const* rows, ptrdiff_t at)
+    {
+        const OwnVec<T> middle = E::of(ownLoad<T>(rows[1] + at), ownLoad<T>(rows[2] + at));
+        row[0] = E::of(ownLoad<T>(rows[0] + at), middle);
+        if constexpr (nRows > 1) row[1] = E::of(middle, ownLoad<T>(rows[3] + at));
+    }
+};
+
+/* Extrema down stay in registers, and windows are taken from two vectors of them. The last two vectors of a row are made on
+ * their own, so that nothing beyond the rows is read. */
+template <class E, int pixel, int nRows>
+[[gnu::flatten]] static void ownThreeOf(uint8_t* const* out, const uint8_t* const* rows, ptrdiff_t bytes,
+                                        const OwnBoxEnds* ends)
+{
+    typedef typename E::Sample T;
+    typedef OwnThreeDown<E, nRows> Down;
+    constexpr ptrdiff_t step = OWN_VEC_BYTES;
+    const ptrdiff_t first = ends ? -pixel : 0, end = bytes + first; /* of windows, in the rows */
+    Down a(rows, 0);
+    if (ends)
+#pragma GCC unroll 2
+        for (int k = 0; k < nRows; ++k)
+            a.row[k] = ownAcrossBoth<step - pixel>(ownLoad<T>(ends->left[k] - step), a.row[k]);
+    for (ptrdiff_t i = 0; i < bytes - 2 * step; i += step) {
+        const Down b(rows, first + i + step);
+#pragma GCC unroll 2
+        for (int k = 0; k < nRows; ++k) {
+            const OwnVec<T> x = a.row[k], y = b.row[k];
+            ownStore(out[k] + i, E::of(x, E::of(ownAcrossBoth<pixel>(x, y), ownAcrossBoth<2 * pixel>(x, y))));
+        }
+        a = b;
+    }
+    const Down p(rows, end - 2 * step), q(rows, end - 2 * step + pixel), r(rows, end - 2 * step + 2 * pixel);
+    const Down x(rows, end - step), y(rows, end - step + pixel), z(rows, bytes - step + (ends ? 0 : 2 * pixel));
+#pragma GCC unroll 2
+    for (int k = 0; k < nRows; ++k) {
+        const OwnVec<T> last = ends ? ownAcrossBoth<pixel>(z.row[k], ownLoad<T>(ends->right[k])) : z.row[k];
+        ownStore(out[k] + bytes - 2 * step, E::of(p.row[k], E::of(q.row[k], r.row[k])));
+        ownStore(out[k] + bytes - step, E::of(x.row[k], E::of(y.row[k], last)));
+    }
+}
+
+template <class E, int unit>
+static void ownThreeUnit(uint8_t* const* out, const uint8_t* const* rows, int nRows, ptrdiff_t n,
+                         const OwnBoxEnds* ends)
+{
+    constexpr int size = (int)sizeof(typename E::Sample);
+    if (nRows == 1) ownThreeOf<E, unit * size, 1>(out, rows, n * size, ends);
+    else ownThreeOf<E, unit * size, 2>(out, rows, n * size, ends);
+}
+
+template <class E>
+static bool ownThree(uint8_t* const* out, const uint8_t* const* rows, int nRows, ptrdiff_t n, ptrdiff_t unit,
+                     const OwnBoxEnds* ends)
+{
+    constexpr ptrdiff_t size = (ptrdiff_t)sizeof(typename E::Sample);
+    if (n * size < 2 * OWN_VEC_BYTES + unit * size || 2 * unit * size >= OWN_VEC_BYTES) return false;
+    switch (unit) {
+    case 1: ownThreeUnit<E, 1>(out, rows, nRows, n, ends); return true;
+    case 3:
+        if constexpr (6 * size < OWN_VEC_BYTES) {
+            ownThreeUnit<E, 3>(out, rows, nRows, n, ends);
+            return true;
+        }
+    }
+    return false;
 }
 
 /* ---- Across, bit by bit -------------------------------------------------------------------------------------- */
@@ -348,11 +432,11 @@ OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, bool bits)
 /* ---- Tables -------------------------------------------------------------------------------------------------- */
 
 template <class E>
-static constexpr OwnBox ownBox = {ownDown<E>,      ownAcross<E>,      ownJoin<E>,
-                                  ownDownPlain<E>, ownAcrossPlain<E>, (uint32_t)E::neutral};
+static constexpr OwnBox ownBox = {ownDown<E>,        ownAcross<E>, ownJoin<E>,          ownDownPlain<E>,
+                                  ownAcrossPlain<E>, ownThree<E>,  (uint32_t)E::neutral};
 template <class E>
-static constexpr OwnBox ownBitBox = {ownDown<E>,      ownAcrossBits<E>,      ownJoin<E>,
-                                     ownDownPlain<E>, ownAcrossBitsPlain<E>, E::neutral};
+static constexpr OwnBox ownBitBox = {ownDown<E>, ownAcrossBits<E>, ownJoin<E>, ownDownPlain<E>, ownAcrossBitsPlain<E>,
+                                     nullptr,    E::neutral};
 
 const OwnBox ownBoxMin[OWN_DEPTHS] = {
     /*  1U */ ownBitBox<OwnAllBits>,

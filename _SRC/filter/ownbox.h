@@ -31,13 +31,24 @@ typedef void OwnBoxAcross(void* out, const void* in, const OwnReach& reach, ptrd
 /* out[i] is the extremum of a[i] and b[i], i below n, of 1-bit rows a byte. out may be a or b. */
 typedef void OwnBoxJoin(void* out, const void* a, const void* b, ptrdiff_t n);
 
+/* Boxes of 3 x 3 in one step: out[k][i] is the extremum of rows[k] to rows[k + 2] at i, i + unit and i + 2 unit, k below
+ * nRows, which is 1 or 2, i below n samples. The rows begin with the first pixel of a window; or, with ends, with its second
+ * one, and end with the second one of the last window. Then the last pixel before left[k], and the first one at right[k],
+ * are the extrema down of the pixels that are missing; there a vector can be read. False: n or unit is not served. */
+struct OwnBoxEnds {
+    const uint8_t *left[2], *right[2];
+};
+typedef bool OwnBoxThree(uint8_t* const* out, const uint8_t* const* rows, int nRows, ptrdiff_t n, ptrdiff_t unit,
+                         const OwnBoxEnds* ends);
+
 struct OwnBox {
     OwnBoxDown* down;
     OwnBoxAcross* across;
     OwnBoxJoin* join;
     OwnBoxDown* plainDown; /* what the first two must equal, sample by sample */
     OwnBoxAcross* plainAcross;
-    uint32_t neutral; /* the sample that changes no extremum; a byte of bits of a 1-bit row */
+    OwnBoxThree* three; /* null for bits */
+    uint32_t neutral;   /* the sample that changes no extremum; a byte of bits of a 1-bit row */
 };
 
 /* By depth; 32F is not served. */

@@ -2,10 +2,8 @@
  * rectangle and keep rows of their own. Reading and writing are copies by the traversal, under private headers. */
 #include "own.h"
 
-static OwnRun* ownCopyOf(int sampleBits)
-{
-    return sampleBits <= 8 ? ownCopyRun<1> : sampleBits <= 16 ? ownCopyRun<2> : ownCopyRun<4>;
-}
+/* Samples are copied as they are. */
+static OwnRun* ownCopyOf(const OwnLines& lines) { return ownCopyRows[ownSlot(lines.dst->depth)].run; }
 
 /* ---- Opening --------------------------------------------------------------------------------------------------- */
 
@@ -159,7 +157,7 @@ static void ownCopyPixels(const OwnLines& lines, const VekImage& src, const OwnC
     point.nImages = 2;
     point.channels[0] = from;
     point.channels[1] = to;
-    point.run = ownCopyOf(lines.sampleBits);
+    point.run = ownCopyOf(lines);
     const VekImage* const image[2] = {&src, &dst};
     ownTraverse(point, image, mask);
 }
@@ -299,7 +297,7 @@ void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, co
     const bool masked = lines.mask.image && !lines.result.block;
     if (masked) {
         mask = *lines.mask.image;
-        shade = mask.roi ? *mask.roi : VekROI{0, 0, 0, mask.width, mask.height};
+        shade = ownRegion(&mask);
         shade.yOffset += y;
         shade.height = n;
         mask.roi = &shade;
@@ -310,8 +308,7 @@ void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, co
 void ownCloseLines(const OwnFace& face, OwnLines* lines)
 {
     if (lines->result.block) {
-        OwnPoint point = {&face,   2,    {&lines->result.image, lines->dst}, {}, ownCopyOf(lines->sampleBits),
-                          nullptr, false};
+        OwnPoint point = {&face, 2, {&lines->result.image, lines->dst}, {}, ownCopyOf(*lines), nullptr, false};
         lines->result.image.roi = &lines->result.roi;
         point.channels[0] = {0, lines->from.count, false};
         point.channels[1] = lines->to;

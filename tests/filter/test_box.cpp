@@ -65,6 +65,54 @@ TEST(Box, acrossEqualsPlain)
                     }
 }
 
+/* Extrema of 3 x 3 boxes in one step, with pixels that are missing at the ends of rows and without. */
+static void checkThree(const OwnBox& box, int bytes, ptrdiff_t unit, int nRows, ptrdiff_t n, bool ends, Random& random)
+{
+    const size_t lineBytes = (size_t)((n + 2 * unit) * bytes), pixel = (size_t)(unit * bytes), vector = 64;
+    const auto lines = drawRows(random, nRows + 2, lineBytes); /* with a pixel more at each end */
+    const auto inner = drawRows(random, nRows + 2, lineBytes - 2 * pixel);
+    const uint8_t *all[4], *rows[4];
+    for (int i = 0; i < nRows + 2; ++i) {
+        memcpy(inner[(size_t)i]->data, lines[(size_t)i]->data + pixel, inner[(size_t)i]->bytes);
+        all[i] = lines[(size_t)i]->data;
+        rows[i] = ends ? inner[(size_t)i]->data : all[i];
+    }
+    OwnReach reach = {3, {0, unit, 2 * unit}, false};
+    GuardedBlock down(lineBytes), plain((size_t)(n * bytes));
+    const auto sides = drawRows(random, 4, vector), out = drawRows(random, 2, (size_t)(n * bytes));
+    OwnBoxEnds missing = {{sides[0]->data + vector, sides[1]->data + vector}, {sides[2]->data, sides[3]->data}};
+    uint8_t* const to[2] = {out[0]->data, out[1]->data};
+    for (int k = 0; k < nRows; ++k) {
+        box.plainDown(down.data, 0, all + k, 3, 1, n + 2 * unit);
+        memcpy(sides[(size_t)k]->data + vector - pixel, down.data, pixel);
+        memcpy(sides[(size_t)k + 2]->data, down.data + lineBytes - pixel, pixel);
+    }
+    if (!box.three(to, rows, nRows, n, unit, ends ? &missing : nullptr)) {
+        ASSERT_TRUE(n * bytes < 140 || (unit > 1 && bytes > 2)) << "not served: " << unit << " of " << n;
+        return;
+    }
+    for (int k = 0; k < nRows; ++k) {
+        box.plainDown(down.data, 0, all + k, 3, 1, n + 2 * unit);
+        box.plainAcross(plain.data, down.data, reach, n);
+        ASSERT_EQ(memcmp(to[k], plain.data, plain.bytes), 0)
+            << "row " << k << " of " << nRows << " n " << n << " unit " << unit << " ends " << ends;
+    }
+}
+
+TEST(Box, threeEqualsPlain)
+{
+    Random random(4);
+    for (const OwnBox* boxes : {ownBoxMin, ownBoxMax})
+        for (int slot = OWN_8U; slot < OWN_32F; ++slot)
+            for (const ptrdiff_t unit : {1, 3})
+                for (ptrdiff_t n = unit; n <= 210; n += unit)
+                    for (const bool ends : {false, true}) {
+                        SCOPED_TRACE("slot " + std::to_string(slot));
+                        checkThree(boxes[slot], sampleBytes[slot], unit, 1 + (int)(n / unit % 2), n, ends, random);
+                        ASSERT_FALSE(HasFatalFailure());
+                    }
+}
+
 /* Every window of bits in one pass, from every bit of a byte on. */
 TEST(Box, filledWindowsEqualPlain)
 {
@@ -102,7 +150,7 @@ TEST(Box, plansCoverTheirWindow)
                     for (ptrdiff_t at = reach.at[0]; reach.filled && at < reach.at[1]; ++at)
                         wider[j + (size_t)at] = true;
                 }
-                if (reach.filled) ASSERT_LT(reach.at[1] - reach.at[0], (ptrdiff_t)OwnReach::MOST_FILLED);
+                if (reach.filled) { ASSERT_LT(reach.at[1] - reach.at[0], (ptrdiff_t)OwnReach::MOST_FILLED); }
                 window = wider;
             }
             ASSERT_EQ(window, std::vector<bool>((size_t)side, true)) << "side " << side << " bits " << bits;
