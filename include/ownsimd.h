@@ -1429,19 +1429,56 @@ static inline OwnVec<uint8_t> ownLoadChunks(const uint8_t* p, const int32_t* at)
 
 /* ---- Loops over runs ----------------------------------------------------------------------------------------- */
 
-/* out[i] = f(a[i]), out[i] = f(a[i], b[i]), a vector at a time. out may be a or b: the last vector is computed before
- * the loop and stored after it, so that no sample is done twice. */
+/* out[i] = x. Long runs are left to the processor's block fill, which does not read first what was there. */
+template <class T> static inline void ownFill(void* out, T x, ptrdiff_t n)
+{
+    static_assert(sizeof(T) <= 4);
+    ptrdiff_t bytes = n * (ptrdiff_t)sizeof(T);
+    char* p = (char*)out;
+    const OwnVec<T> all = ownSet(x);
+#ifdef OWN_X86
+    if (bytes >= 1024) { /* words of the machine, aligned but for the first one */
+        size_t word;
+        memcpy(&word, &all, sizeof(word));
+        const ptrdiff_t head = (ptrdiff_t)(-(uintptr_t)p & 63) / (ptrdiff_t)sizeof(T) * (ptrdiff_t)sizeof(T);
+        for (ptrdiff_t i = 0; i < 64; i += OWN_VEC_BYTES) ownStore(p + i, all);
+        p += head, bytes -= head;
+        size_t count = (size_t)bytes / sizeof(word);
+        bytes -= (ptrdiff_t)(count * sizeof(word));
+        if constexpr (sizeof(word) == 8) __asm__ volatile("rep stosq" : "+D"(p), "+c"(count) : "a"(word) : "memory");
+        else __asm__ volatile("rep stosl" : "+D"(p), "+c"(count) : "a"(word) : "memory");
+        memcpy(p, &all, (size_t)bytes);
+        return;
+    }
+#endif
+    constexpr ptrdiff_t step = OWN_VEC_BYTES;
+    if (bytes < step) return (void)memcpy(p, &all, (size_t)bytes);
+    for (ptrdiff_t i = 0; i < bytes - step; i += step) ownStore(p + i, all);
+    ownStore(p + bytes - step, all);
+}
+
+/* How many samples from p on, less than a vector of them, to an aligned one: vectors that cross a line of the cache are stored
+ * in twice the time. 0 where samples lie so that there is none. */
+template <class T> static inline ptrdiff_t ownToAligned(const void* p)
+{
+    const uintptr_t bytes = -(uintptr_t)p & (OWN_VEC_BYTES - 1);
+    return bytes % sizeof(T) ? 0 : (ptrdiff_t)(bytes / sizeof(T));
+}
+
+/* out[i] = f(a[i]), out[i] = f(a[i], b[i]), a vector at a time. out may be a or b: the first and the last vector are computed
+ * before the loop and stored after it, so that no sample is done twice. */
 template <class T, class F> [[gnu::flatten]] static inline void ownMap(void* out, const void* a, ptrdiff_t n, F f)
 {
     constexpr ptrdiff_t step = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
     const char* pa = (const char*)a;
     char* po = (char*)out;
     if (n < step) return ownStorePart(po, f(ownLoadPart<T>(pa, n)), n);
-    const OwnVec<T> last = f(ownLoad<T>(pa + (n - step) * size));
-    ptrdiff_t i = 0;
+    const OwnVec<T> first = f(ownLoad<T>(pa)), last = f(ownLoad<T>(pa + (n - step) * size));
+    ptrdiff_t i = ownToAligned<T>(po);
     for (; i < n - 4 * step; i += 4 * step)
         for (ptrdiff_t j = i; j < i + 4 * step; j += step) ownStore(po + j * size, f(ownLoad<T>(pa + j * size)));
     for (; i < n - step; i += step) ownStore(po + i * size, f(ownLoad<T>(pa + i * size)));
+    ownStore(po, first);
     ownStore(po + (n - step) * size, last);
 }
 template <class T, class F>
@@ -1451,12 +1488,13 @@ template <class T, class F>
     const char *pa = (const char*)a, *pb = (const char*)b;
     char* po = (char*)out;
     if (n < step) return ownStorePart(po, f(ownLoadPart<T>(pa, n), ownLoadPart<T>(pb, n)), n);
-    const OwnVec<T> last = f(ownLoad<T>(pa + (n - step) * size), ownLoad<T>(pb + (n - step) * size));
-    ptrdiff_t i = 0;
+    const auto at = [=](ptrdiff_t i) { return f(ownLoad<T>(pa + i * size), ownLoad<T>(pb + i * size)); };
+    const OwnVec<T> first = at(0), last = at(n - step);
+    ptrdiff_t i = ownToAligned<T>(po);
     for (; i < n - 4 * step; i += 4 * step)
-        for (ptrdiff_t j = i; j < i + 4 * step; j += step)
-            ownStore(po + j * size, f(ownLoad<T>(pa + j * size), ownLoad<T>(pb + j * size)));
-    for (; i < n - step; i += step) ownStore(po + i * size, f(ownLoad<T>(pa + i * size), ownLoad<T>(pb + i * size)));
+        for (ptrdiff_t j = i; j < i + 4 * step; j += step) ownStore(po + j * size, at(j));
+    for (; i < n - step; i += step) ownStore(po + i * size, at(i));
+    ownStore(po, first);
     ownStore(po + (n - step) * size, last);
 }
 
@@ -1473,7 +1511,11 @@ template <class D, class S, class F>
         memcpy(part, pa, (size_t)(n * from));
         return ownStorePart(po, f(part), n);
     }
-    for (ptrdiff_t i = 0; i < n - step; i += step) ownStore(po + i * to, f(pa + i * from));
+    ownStore(po, f(pa));
+    ptrdiff_t i = ownToAligned<D>(po);
+    for (; i < n - 4 * step; i += 4 * step)
+        for (ptrdiff_t j = i; j < i + 4 * step; j += step) ownStore(po + j * to, f(pa + j * from));
+    for (; i < n - step; i += step) ownStore(po + i * to, f(pa + i * from));
     ownStore(po + (n - step) * to, f(pa + (n - step) * from));
 }
 
@@ -1493,13 +1535,22 @@ template <class S, class F>
     };
     const char* pa = (const char*)a;
     ptrdiff_t i = 0;
+    for (; i <= n - 4 * step; i += 4 * step)
+        for (ptrdiff_t j = i; j < i + 4 * step; j += step) ownStoreSigns(out + (j >> 3), signs(pa + j * size));
     for (; i <= n - step; i += step) ownStoreSigns(out + (i >> 3), signs(pa + i * size));
     if (i == n) return;
-    char part[step * size] = {};
-    uint8_t bits[step / 8];
-    memcpy(part, pa + i * size, (size_t)((n - i) * size));
-    ownStoreSigns(bits, signs(part));
-    memcpy(out + (i >> 3), bits, (size_t)((n - i + 7) >> 3));
+    uint8_t bits[8] = {};
+    if (n < step) {
+        char part[step * size] = {};
+        memcpy(part, pa, (size_t)(n * size));
+        ownStoreSigns(bits, signs(part));
+        return (void)memcpy(out, bits, (size_t)((n + 7) >> 3));
+    }
+    /* The bits of the last vector, of which the first ones are stored already. */
+    ownStoreSigns(bits, signs(pa + (n - step) * size));
+    uint64_t word = 0;
+    for (const uint8_t byte : bits) word = word << 8 | byte;
+    for (word <<= step - (n - i); i < n; i += 8, word <<= 8) out[i >> 3] = (uint8_t)(word >> 56);
 }
 
 /* out[i] = f(lane of bit i: all ones or zero). */
@@ -1517,6 +1568,8 @@ template <class D, class F>
         }
     };
     ptrdiff_t i = 0;
+    for (; i <= n - 4 * step; i += 4 * step)
+        for (ptrdiff_t j = i; j < i + 4 * step; j += step) expand(po + j * size, bits + (j >> 3));
     for (; i <= n - step; i += step) expand(po + i * size, bits + (i >> 3));
     if (i == n) return;
     char part[step * size];

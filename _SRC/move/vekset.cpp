@@ -4,21 +4,12 @@
 
 /* ---- The fill ------------------------------------------------------------------------------------------------ */
 
-/* out = k, whatever a is. Long runs are filled with copies of their begin, which the processor's block copy stores without
- * reading first what was there. */
+/* out = k, whatever a is. */
 template <class T> static void ownSetRun(void* out, const void*, const void*, ptrdiff_t n, const void* k)
 {
     const T value = (T) * (const int32_t*)k;
-    if constexpr (sizeof(T) == 1) {
-        memset(out, value, (size_t)n);
-    } else {
-        constexpr ptrdiff_t blockBytes = 4096;
-        const ptrdiff_t bytes = n * (ptrdiff_t)sizeof(T), first = std::min(bytes, blockBytes);
-        const OwnVec<T> all = ownSet(value);
-        ownMap<T>(out, out, first / (ptrdiff_t)sizeof(T), [=](OwnVec<T>) { return all; });
-        for (ptrdiff_t i = blockBytes; i < bytes; i += blockBytes)
-            memcpy((char*)out + i, out, (size_t)std::min(blockBytes, bytes - i));
-    }
+    if constexpr (sizeof(T) == 1) memset(out, value, (size_t)n);
+    else ownFill(out, value, n);
 }
 template <class T> static void ownSetPlain(void* out, const void* a, const void*, ptrdiff_t n, const void* k)
 {
@@ -89,14 +80,13 @@ static void ownSetBits(const OwnFace& face, const OwnMove& move, const VekImage*
 
 /* ---- Tiles --------------------------------------------------------------------------------------------------- */
 
-/* vekSet is called again on each piece, under private headers. */
-static void ownSetPieces(const OwnFace& face, const OwnMove& move, int32_t value)
+/* vekSet is called again on each piece, under private headers. The callback is given the caller's own. */
+static void ownSetPieces(const OwnFace& face, const OwnMove& move, const VekImage* dstImage, int32_t value)
 {
     OwnPieces walk = {};
     walk.face = &face;
     walk.nParts = 1;
-    walk.part[0] = {
-        move.image[0], move.x[0], move.y[0], false, VEK_TILE_WRITE, VEK_StatusFailed, "Error get tile to write"};
+    walk.part[0] = {dstImage, move.x[0], move.y[0], false, VEK_TILE_WRITE, VEK_StatusFailed, "Error get tile to write"};
     walk.width = move.width;
     walk.height = move.height;
     VekImage mask = move.mask ? *move.mask : VekImage{};
@@ -105,6 +95,7 @@ static void ownSetPieces(const OwnFace& face, const OwnMove& move, int32_t value
         VekROI part = {0, region.xOffset + walk.x, region.yOffset + walk.y, walk.nColumns, walk.nRows};
         mask.roi = &part;
         walk.header[0].maskROI = move.mask ? &mask : nullptr;
+        walk.header[0].depth = move.image[0]->depth;
         vekSet(&walk.header[0], value);
         ownClosePiece(walk);
     }
@@ -112,28 +103,32 @@ static void ownSetPieces(const OwnFace& face, const OwnMove& move, int32_t value
 
 /* ---- The two functions --------------------------------------------------------------------------------------- */
 
-void vekSet(VekImage* dstImage, int32_t fillValue)
+/* vekSet, where `as` is the caller's header or another one for the same pixels. */
+static void ownSet(const VekImage* dstImage, const VekImage* as, int32_t fillValue)
 {
     OWN_FACE("vekSet", "vekSCE");
-    OWN_REFUSE_HEADER(dstImage);
-    OWN_FAIL_IF(dstImage->depth == VEK_DEPTH_32F, VEK_StatusBadDepth, "You should use vekSetFP for this image");
+    OWN_REFUSE_HEADER(as);
+    OWN_FAIL_IF(as->depth == VEK_DEPTH_32F, VEK_StatusBadDepth, "You should use vekSetFP for this image");
     OwnMove move;
-    const VekImage* image[1] = {dstImage};
-    const int32_t value = ownSetLimit(dstImage->depth, fillValue);
+    const VekImage* image[1] = {as};
+    const int32_t value = ownSetLimit(as->depth, fillValue);
     if (!ownBeginMove(face, 1, image, &move)) return;
-    if (move.isTiled()) return ownSetPieces(face, move, value);
-    if (dstImage->depth == VEK_DEPTH_1U && move.mask) return ownSetBits(face, move, dstImage, value);
-    ownSetSamples(move, dstImage, value);
+    if (move.isTiled()) return ownSetPieces(face, move, dstImage, value);
+    if (as->depth == VEK_DEPTH_1U && move.mask) return ownSetBits(face, move, as, value);
+    ownSetSamples(move, as, value);
 }
 
-/* The float's bits, as an integer: for the length of the fill the caller's header says 32S. */
+void vekSet(VekImage* dstImage, int32_t fillValue) { ownSet(dstImage, dstImage, fillValue); }
+
+/* The float's bits, as an integer, under a private header that says 32S. The caller's keeps its depth, so a reporter or a
+ * callback may leave by an exception or a long jump, and nothing is left to be put right. */
 void vekSetFP(VekImage* dstImage, float fillValue)
 {
     OWN_FACE("vekSetFP", "vekSCE");
     OWN_REFUSE_IF(dstImage==0);
     OWN_FAIL_IF(dstImage->depth != VEK_DEPTH_32F, VEK_StatusBadDepth, "You should use vekSet for this image");
-    dstImage->depth = VEK_DEPTH_32S;
-    vekSet(dstImage, std::bit_cast<int32_t>(fillValue));
+    VekImage words = *dstImage;
+    words.depth = VEK_DEPTH_32S;
+    ownSet(dstImage, &words, std::bit_cast<int32_t>(fillValue));
     if (vekGetErrStatus() < 0) ownFail(face, VEK_StatusBacktrace, "", __LINE__);
-    dstImage->depth = VEK_DEPTH_32F;
 }

@@ -68,13 +68,14 @@ void runBits(uint32_t seed)
             uint8_t& byte = expected[(size_t)(place >> 3)];
             byte = (uint8_t)((byte & ~(0x80 >> (place & 7))) | (table >> (2 * x + z) & 1) << (7 - (place & 7)));
         }
-    OwnBitRun run = {dst.at, n, ownBitRule(tableRun, &table), nSources, {a.at, b.at}, {}, dst.step, {a.step, b.step}, 0};
+    OwnBitRun run = {dst.at,           n, ownBitRule(tableRun, &table), nSources, {a.at, b.at}, {}, dst.step,
+                     {a.step, b.step}, 0};
     if (masked) run.mask = mask.at, run.maskStep = mask.step;
     ownPutBitRows(run, height);
     for (size_t i = 0; i < expected.size(); ++i)
-        ASSERT_EQ(dst.block.data[i], expected[i]) << "seed " << seed << " byte " << i << " n=" << n << " height=" << height
-                                                  << " table=" << table << " sources=" << nSources
-                                                  << " masked=" << masked << " turned=" << a.turned;
+        ASSERT_EQ(dst.block.data[i], expected[i])
+            << "seed " << seed << " byte " << i << " n=" << n << " height=" << height << " table=" << table
+            << " sources=" << nSources << " masked=" << masked << " turned=" << a.turned;
 }
 
 TEST(BitRows, equalOneBitAfterTheOther)

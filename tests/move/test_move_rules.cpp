@@ -1,8 +1,10 @@
 /* What is particular to moving, thresholds and norms: the order of their refusals, the stored status that gates a copy, the
- * depth that is lent, the mask that is turned, and the order in which tiles are opened. */
+ * depth that stays, the mask that is turned, and the order in which tiles are opened. */
 #include "move/move_model.h"
 
 #include <gtest/gtest.h>
+
+#include <setjmp.h>
 
 namespace {
 
@@ -352,6 +354,15 @@ TEST(MoveGates, masksOfMasksPlayNoPart)
     EXPECT_EQ(images.dst.bytes(), images.src.bytes());
 }
 
+/* Both images tiled 8 by 8 and 16 by 8, a rectangle of 13 by 10 from (5, 5) and (0, 0): each piece opens what it needs. */
+struct Tiled : Images {
+    Tiled(uint32_t srcDepth, uint32_t dstDepth)
+        : Images(srcDepth, dstDepth), tiledSrc((src.setRoi(0, 5, 5, 9, 10), src), 8, 8), tiledDst(dst, 16, 8)
+    {
+    }
+    TiledImage tiledSrc, tiledDst;
+};
+
 /* ---- Filling ------------------------------------------------------------------------------------------------------------ */
 
 TEST(MoveFill, aStaleStatusIsToldAfterAGoodFill)
@@ -379,36 +390,48 @@ TEST(MoveFill, aStaleStatusIsToldAfterAGoodFill)
     EXPECT_EQ(floats.dst.get(2, 2, 0), std::bit_cast<int32_t>(1.5f));
 }
 
-/* While a reporter runs the header says 32S; it says 32F again when the call has returned. */
-static VekImage* lent;
-static uint32_t depthSeen;
+/* The header says 32F whatever a reporter does: while it runs, when it comes back, and when it leaves by an exception or a long
+ * jump. */
+VekImage* watched;
+uint32_t depthSeen;
+enum class Leave { BACK, BY_EXCEPTION, BY_JUMP } leave;
+jmp_buf wayOut;
 
-TEST(MoveFill, theDepthIsLentAndComesBack)
+VekStatus watch(VekStatus status, const char*, const char*, const char*, int32_t)
 {
-    Images images(VEK_DEPTH_32F, VEK_DEPTH_32F);
-    lent = images.b;
-    images.b->width = 0;
-    const VekReporter old = vekRedirectError([](VekStatus status, const char*, const char*, const char*, int32_t) {
-        depthSeen = lent->depth;
-        return status;
-    });
-    vekSetFP(images.b, 2);
-    EXPECT_EQ(depthSeen, VEK_DEPTH_32S);
-    EXPECT_EQ(images.b->depth, VEK_DEPTH_32F);
-    vekRedirectError(old);
-    vekSetErrStatus(0);
+    depthSeen = watched->depth;
+    if (leave == Leave::BY_EXCEPTION) throw status;
+    if (leave == Leave::BY_JUMP) longjmp(wayOut, 1);
+    return status;
+}
+
+void setFloats(bool jumps)
+{
+    if (jumps && setjmp(wayOut)) return;
+    vekSetFP(watched, 2);
+}
+
+TEST(MoveFill, theDepthStaysWhateverAReporterDoes)
+{
+    Tiled images(VEK_DEPTH_32F, VEK_DEPTH_32F);
+    images.b->height = 0; /* a header that is refused, and a tile that does not come */
+    for (VekImage* image : {images.b, &images.tiledDst.image})
+        for (const Leave way : {Leave::BACK, Leave::BY_EXCEPTION, Leave::BY_JUMP}) {
+            watched = image;
+            leave = way;
+            images.tiledDst.failAt = (int)images.tiledDst.log.size();
+            depthSeen = 0;
+            const VekReporter old = vekRedirectError(watch);
+            if (way == Leave::BY_EXCEPTION) EXPECT_THROW(setFloats(false), VekStatus);
+            else setFloats(way == Leave::BY_JUMP);
+            vekRedirectError(old);
+            vekSetErrStatus(0);
+            EXPECT_EQ(depthSeen, VEK_DEPTH_32F);
+            EXPECT_EQ(image->depth, VEK_DEPTH_32F);
+        }
 }
 
 /* ---- Tiles ---------------------------------------------------------------------------------------------------------------- */
-
-/* Both images tiled 8 by 8 and 16 by 8, a rectangle of 13 by 10 from (5, 5) and (0, 0): each piece opens what it needs. */
-struct Tiled : Images {
-    Tiled(uint32_t srcDepth, uint32_t dstDepth)
-        : Images(srcDepth, dstDepth), tiledSrc((src.setRoi(0, 5, 5, 9, 10), src), 8, 8), tiledDst(dst, 16, 8)
-    {
-    }
-    TiledImage tiledSrc, tiledDst;
-};
 
 TEST(MoveTiles, eachPieceOpensAndReleasesItsTiles)
 {
