@@ -314,6 +314,7 @@ struct OwnPoint {
     bool clearedOnRelease;    /* a callback must clear tileData when it takes a tile back */
     bool paddingKept = false; /* whole images are taken row by row too */
     bool copies = false;      /* the run is a copy */
+    bool fromOne = false;     /* one channel of the source gives every channel of the destination */
 
     /* Where an operation differs from the others: what is done with a piece of a tile walk, instead of ownTraverse; the
      * texts for a tile that was not delivered, one an image, and the status. */

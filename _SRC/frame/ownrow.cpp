@@ -222,25 +222,23 @@ static void ownRunChunk(const OwnPass& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t
 
 /* ---- Rows of bits --------------------------------------------------------------------------------------------- */
 
+/* The mask from row y on. */
+static void ownSetBitMask(OwnBitRun& run, const OwnPass& pass, ptrdiff_t y)
+{
+    if (!pass.mask) return;
+    run.mask = {pass.mask->data + y * pass.mask->rowStep, pass.mask->bit, false};
+    run.maskStep = pass.mask->rowStep;
+}
+
 static void ownRunBits(const OwnPass& pass, ptrdiff_t height)
 {
-    OwnBitRun run = {ownBitsOf(pass.dst, 0),
-                     pass.nSamples,
-                     pass.copies ? ownCopiedBits : ownBitRule(pass.run, pass.k),
-                     pass.nSources,
-                     {},
-                     {},
-                     pass.dst.rowStep,
-                     {},
-                     0};
+    const OwnBitRule rule = pass.copies ? ownCopiedBits : ownBitRule(pass.run, pass.k);
+    OwnBitRun run = {ownBitsOf(pass.dst, 0), pass.nSamples, rule, pass.nSources, {}, {}, pass.dst.rowStep, {}, 0};
     for (int i = 0; i < pass.nSources; ++i) {
         run.source[i] = ownBitsOf(pass.src[i], 0);
         run.sourceStep[i] = pass.src[i].rowStep;
     }
-    if (pass.mask) {
-        run.mask = {pass.mask->data, pass.mask->bit, false};
-        run.maskStep = pass.mask->rowStep;
-    }
+    ownSetBitMask(run, pass, 0);
     ownPutBitRows(run, height);
 }
 
@@ -253,12 +251,20 @@ static bool ownAllBits(const OwnPass& pass)
     return bits;
 }
 
-/* Whether the kernel can work straight from the sources' rows into the destination's. */
-static bool ownDirect(const OwnPass& pass)
+/* Whether the kernel can read the sources' rows where they lie, */
+static bool ownReadsStraight(const OwnPass& pass)
 {
-    bool direct = !pass.mask && !pass.spared && (pass.dst.sampleBits == 1 ? pass.dst.bit == 0 : !pass.dst.strided());
-    for (int i = 0; i < pass.nSources; ++i) direct = direct && pass.src[i].sampleBits > 1 && ownInPlace(pass.src[i], 0);
-    return direct;
+    bool straight = true;
+    for (int i = 0; i < pass.nSources; ++i)
+        straight = straight && pass.src[i].sampleBits > 1 && ownInPlace(pass.src[i], 0);
+    return straight;
+}
+
+/* and whether it can write its rows straight to their places. */
+static bool ownWritesStraight(const OwnPass& pass)
+{
+    if (pass.mask || pass.spared) return false;
+    return pass.dst.sampleBits == 1 ? pass.dst.bit == 0 && pass.nSamples % 8 == 0 : !pass.dst.strided();
 }
 
 /* How many samples a chunk has: whole pixels, whole bytes of bits, as many as the scratch holds. */
@@ -294,22 +300,28 @@ static bool ownAbutting(const OwnPass& pass)
     return abutting;
 }
 
-/* Samples to bits that begin with a byte: whole bytes go to their place, and the last, where it is only begun, is merged
- * into what is there. */
-static void ownRunToBits(const OwnPass& pass)
+/* Samples to bits: rows of bits in scratch, from there to their places. */
+static void ownRunToBits(OwnPass pass, ptrdiff_t height)
 {
-    const ptrdiff_t whole = pass.nSamples & ~(ptrdiff_t)7;
-    const auto run = [&](uint8_t* out, ptrdiff_t x, ptrdiff_t n) {
-        const OwnSide* src = pass.src;
-        pass.run(out, src[0].row + x * src[0].bytes(), pass.nSources > 1 ? src[1].row + x * src[1].bytes() : nullptr, n,
-                 pass.k);
-    };
-    if (whole) run(pass.dst.row, 0, whole);
-    if (whole == pass.nSamples) return;
-    uint8_t last[2] = {};
-    run(last, whole, pass.nSamples - whole);
-    const OwnBitsAt to = {pass.dst.row + (whole >> 3), 0, false};
-    ownPutBits({to, pass.nSamples - whole, ownCopiedBits, 1, {{last, 0, false}}, {}, 0, {}, 0});
+    alignas(64) uint8_t bits[OWN_CHUNK_BYTES];
+    const ptrdiff_t rowBytes = (pass.nSamples + 7) >> 3, together = OWN_CHUNK_BYTES / rowBytes;
+    for (ptrdiff_t y = 0, nRows; y < height; y += nRows) {
+        nRows = std::min(together, height - y);
+        OwnBitRun run = {ownBitsOf(pass.dst, 0),
+                         pass.nSamples,
+                         ownCopiedBits,
+                         1,
+                         {{bits, 0, false}},
+                         {},
+                         pass.dst.rowStep,
+                         {rowBytes, 0},
+                         0};
+        ownSetBitMask(run, pass, y);
+        for (ptrdiff_t i = 0; i < nRows; ++i, ownSkipRows(pass, 1))
+            pass.run(bits + i * rowBytes, pass.src[0].row, pass.nSources > 1 ? pass.src[1].row : nullptr, pass.nSamples,
+                     pass.k);
+        ownPutBitRows(run, nRows);
+    }
 }
 
 /* Whole rows of bits that begin and end with a byte, as rows of bytes. */
@@ -329,17 +341,17 @@ static bool ownTakeBytes(OwnPass& pass)
 static void ownRunRows(OwnPass pass, ptrdiff_t height)
 {
     if (ownAllBits(pass) && !ownTakeBytes(pass)) return ownRunBits(pass, height);
-    if (!ownDirect(pass)) return ownRunSamples(pass, height);
+    if (!ownReadsStraight(pass)) return ownRunSamples(pass, height);
+    if (!ownWritesStraight(pass)) {
+        const bool toBits = pass.dst.sampleBits == 1 && pass.nSamples <= 8 * OWN_CHUNK_BYTES;
+        return toBits ? ownRunToBits(pass, height) : ownRunSamples(pass, height);
+    }
     if (ownAbutting(pass)) {
         pass.nSamples *= height;
         height = 1;
     }
-    for (ptrdiff_t y = 0; y < height; ++y, ownSkipRows(pass, 1)) {
-        if (pass.dst.sampleBits == 1) ownRunToBits(pass);
-        else
-            pass.run(pass.dst.row, pass.src[0].row, pass.nSources > 1 ? pass.src[1].row : nullptr, pass.nSamples,
-                     pass.k);
-    }
+    for (ptrdiff_t y = 0; y < height; ++y, ownSkipRows(pass, 1))
+        pass.run(pass.dst.row, pass.src[0].row, pass.nSources > 1 ? pass.src[1].row : nullptr, pass.nSamples, pass.k);
 }
 
 /* ---- From headers to passes ---------------------------------------------------------------------------------- */
@@ -402,17 +414,41 @@ static void ownTakePixels(const OwnPoint& point, const OwnView* view, OwnPass& p
     ownRunRows(pass, height);
 }
 
+/* Whether each bit gives all samples of a pixel. Spread, these bits are what the run takes. */
+static bool ownSpreads(const OwnPoint& point, const OwnView view[])
+{
+    const int step = view[1].pixelStep;
+    return point.fromOne && view[0].sampleBits == 1 && step > 1 && step <= OWN_WIDE_STEP &&
+           point.channels[1].count == step;
+}
+static void ownTakeSpread(const OwnPoint& point, const OwnView view[], int32_t width, int32_t height)
+{
+    const int step = view[1].pixelStep, bytes = view[1].sampleBits >> 3;
+    const OwnSpread spread = ownMakeSpread(step, {0, step, false});
+    const ptrdiff_t chunk = (OWN_CHUNK_BYTES - 64) / step * 8;
+    OwnScratch s;
+    for (ptrdiff_t y = 0; y < height; ++y)
+        for (ptrdiff_t x = 0, n; x < width; x += n) {
+            n = std::min(chunk, width - x);
+            const ptrdiff_t at = view[0].bit + x;
+            ownAlignBits(s.in[0], 0, view[0].data + y * view[0].rowStep + (at >> 3), (int)(at & 7), n);
+            ownSpreadBits(s.writeBits, spread, s.in[0], n);
+            point.run(view[1].data + y * view[1].rowStep + x * step * bytes, s.writeBits, nullptr, n * step, point.k);
+        }
+}
+
 /* One channel after the other. */
 static void ownTakeChannels(const OwnPoint& point, const OwnView* view, OwnPass& pass, int32_t width, int32_t height)
 {
     const int last = point.nImages - 1;
     int32_t count = point.channels[last].count;
-    for (int i = 0; i < last; ++i) count = std::min(count, point.channels[i].count);
+    for (int i = 0; i < last && !point.fromOne; ++i) count = std::min(count, point.channels[i].count);
     pass.nSamples = width;
     pass.step = 1;
     for (int32_t c = 0; c < count; ++c) {
         for (int i = 0; i <= last; ++i)
-            (i == last ? pass.dst : pass.src[i]) = ownSide(view[i], point.channels[i].first + c);
+            (i == last ? pass.dst
+                       : pass.src[i]) = ownSide(view[i], point.channels[i].first + (point.fromOne && i < last ? 0 : c));
         ownRunRows(pass, height);
     }
 }
@@ -433,6 +469,7 @@ void ownTraverseViews(const OwnPoint& point, const OwnView view[], const OwnView
     pass.copies = point.copies;
     pass.nSources = last;
     pass.mask = mask;
+    if (ownSpreads(point, view)) return ownTakeSpread(point, view, width, height);
     const int step = std::abs(view[0].pixelStep);
     const bool wholeRows = !mask && point.channels[0].count == step;
     if (ownLaidAlike(point, view) && (wholeRows || step <= OWN_WIDE_STEP))

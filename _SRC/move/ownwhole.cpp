@@ -1,15 +1,6 @@
 /* ownwhole: the walk over two whole images of one size. */
 #include "ownwhole.h"
 
-/* A source of one channel gives every channel of the destination. */
-static void ownTakeChannelsOf(const OwnPoint& point, const OwnView view[])
-{
-    if (point.channels[0].count == point.channels[1].count) return ownTraverseViews(point, view, nullptr);
-    OwnPoint one = point;
-    one.channels[1].count = 1;
-    for (int32_t c = 0; c < point.channels[1].count; ++c, ++one.channels[1].first) ownTraverseViews(one, view, nullptr);
-}
-
 void ownTakeWhole(const OwnPoint& point, bool asBytes)
 {
     const VekImage *srcImage = point.image[0], *dstImage = point.image[1];
@@ -28,7 +19,7 @@ void ownTakeWhole(const OwnPoint& point, bool asBytes)
         OwnView view[2] = {ownView(&walk.header[0]), ownView(&walk.header[1])};
         if (asBytes) view[0] = ownBytesOf(view[0]), view[1] = ownBytesOf(view[1]);
         if (reversed) view[1] = ownReversed(view[1]);
-        ownTakeChannelsOf(point, view);
+        ownTraverseViews(point, view, nullptr);
         ownClosePiece(walk);
     }
 }

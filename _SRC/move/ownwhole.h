@@ -5,8 +5,7 @@
 
 #include "own.h"
 
-/* Takes the point's run over all pixels, with tiles or without; a source of one channel gives every channel of the
- * destination. asBytes: 1-bit images are taken as rows of bytes. */
+/* Takes the point's run over all pixels, with tiles or without. asBytes: 1-bit images are taken as rows of bytes. */
 void ownTakeWhole(const OwnPoint& point, bool asBytes);
 
 #endif

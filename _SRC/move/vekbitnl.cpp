@@ -71,7 +71,8 @@ void vekBitonalToGray(const VekImage* srcImage, VekImage* dstImage, int32_t Zero
     point.image[0] = srcImage;
     point.image[1] = dstImage;
     point.channels[0] = {0, 1, false};
-    point.channels[1] = {0, dstImage->nChannels, false}; /* all, alpha too, from the one of the source */
+    point.channels[1] = {0, dstImage->nChannels, false}; /* all, alpha too */
+    point.fromOne = true;
     point.run = ownGreyRows[ownSlot(dstImage->depth)].run;
     point.k = &levels;
     ownTakeWhole(point, false);
