@@ -70,10 +70,9 @@ static std::vector<ComposeBench> composeBenches()
 static const bool areRegistered = [] {
     for (const ComposeBench& bench : composeBenches())
         for (int shape = 0; shape < COMPOSE_SHAPES; ++shape)
-            benchmark::RegisterBenchmark(("compose/" + bench.name + "/" + composeShapeNames[shape]).c_str(),
-                                         [=](benchmark::State& state) {
-                                             runCompose(state, bench, (ComposeShape)shape);
-                                         })
+            benchmark::RegisterBenchmark(
+                ("compose/" + bench.name + "/" + composeShapeNames[shape]).c_str(),
+                [=](benchmark::State& state) { runCompose(state, bench, (ComposeShape)shape); })
                 ->UseManualTime();
     return true;
 }();

@@ -94,12 +94,11 @@ static std::vector<ToneBench> toneBenches()
     };
     std::vector<ToneBench> all = {{"vekComputeHisto/1U", VEK_DEPTH_1U, 1, 1 << WHOLE | 1 << SMALL, count}};
     for (const auto& [name, depth, nChannels] :
-         {std::tuple("8U", VEK_DEPTH_8U, 1), std::tuple("8U-3ch", VEK_DEPTH_8U, 3),
-          std::tuple("16U", VEK_DEPTH_16U, 1), std::tuple("16U-3ch", VEK_DEPTH_16U, 3)}) {
+         {std::tuple("8U", VEK_DEPTH_8U, 1), std::tuple("8U-3ch", VEK_DEPTH_8U, 3), std::tuple("16U", VEK_DEPTH_16U, 1),
+          std::tuple("16U-3ch", VEK_DEPTH_16U, 3)}) {
         all.push_back({"vekComputeHisto/" + std::string(name), depth, nChannels, counted, count});
         all.push_back({"vekContrastStretch/" + std::string(name), depth, nChannels, mapped, map});
-        all.push_back({"vekHistoEqualize/" + std::string(name), depth, nChannels,
-                       1 << NATURAL | 1 << SMALL, equalise});
+        all.push_back({"vekHistoEqualize/" + std::string(name), depth, nChannels, 1 << NATURAL | 1 << SMALL, equalise});
     }
     for (const auto& [name, depth] :
          {std::pair("1U", VEK_DEPTH_1U), std::pair("8U", VEK_DEPTH_8U), std::pair("8S", VEK_DEPTH_8S),
@@ -116,9 +115,8 @@ static const bool areRegistered = [] {
         for (int shape = 0; shape < TONE_SHAPES; ++shape) {
             if (!(bench.shapes >> shape & 1)) continue;
             const std::string family = bench.name.find("Moment") == std::string::npos ? "tone/" : "stats/";
-            benchmark::RegisterBenchmark(
-                (family + bench.name + "/" + toneShapeNames[shape]).c_str(),
-                [=](benchmark::State& state) { runTone(state, bench, (ToneShape)shape); })
+            benchmark::RegisterBenchmark((family + bench.name + "/" + toneShapeNames[shape]).c_str(),
+                                         [=](benchmark::State& state) { runTone(state, bench, (ToneShape)shape); })
                 ->UseManualTime();
         }
     return true;

@@ -349,8 +349,10 @@ struct OwnSpan {
     ptrdiff_t n;        /* samples, or bits */
     ptrdiff_t nSkipped; /* how many of them are not selected */
     int32_t x, y;       /* the first sample's pixel, counted from the rectangle's corner */
-    int32_t channel; /* of all samples, counted from the first that takes part; -1: whole pixels follow each other, */
-    int32_t step;    /* so many samples each */
+    int32_t channel;   /* of all samples, counted from the first that takes part; -1: whole pixels follow each other, */
+    int32_t step;      /* so many samples each */
+    int32_t nRows = 1; /* of n samples each, rowStep bytes apart: above 1 only where the reduction takes blocks */
+    ptrdiff_t rowStep = 0;
 };
 typedef void OwnReduceRun(void* state, const OwnSpan& span);
 
@@ -370,7 +372,7 @@ struct OwnReduction {
     bool byRow;              /* no span goes beyond its row */
     OwnReduceRun* run;
     void* state;
-    bool byPair = false; /* byRow, one image: where rows are read as they lie, two go together, the lower one as b */
+    bool inBlocks = false; /* byRow, one image: all rows that are read as they lie are one span */
 };
 
 /* Gives all samples of the rectangle to the run; stretches of which no sample is selected are left out. */
@@ -504,11 +506,16 @@ VekStatus ownGroupWalk(OwnGroup* group, OwnGroupWork* work, const void* k);
 
 /* A run of a composition: out[i] = f(a[i], b[i], alphaA[i], alphaB[i]) for n samples; where write is given, out keeps its
  * value at the samples of which it has zeros (elsewhere it has ones in all bits). What f does not use may be null. out may
- * be any of the others. Samples need no alignment. */
+ * be any of the others. Samples need no alignment.
+ *
+ * An operand that repeats is one vector of lanes, which goes for all of the run; the period of what it holds divides n. */
 struct OwnBlendRow {
     void* out;
     const void *a, *b, *alphaA, *alphaB, *write;
     ptrdiff_t n;
+    bool repeatsA = false, repeatsB = false, repeatsWrite = false; /* alphaA, alphaB, write */
+    bool isFourth =
+        false; /* the alphas stand in pixels of four samples, whose last goes for all four; write is given */
 };
 typedef void OwnBlendRun(const OwnBlendRow& row);
 

@@ -153,6 +153,21 @@ template <class T> static inline OwnVec<T> ownGreater(OwnVec<T> a, OwnVec<T> b)
     return {(typename OwnVec<T>::Raw)(a.v > b.v)};
 }
 
+/* Whether no bit is set. */
+static inline bool ownIsZero(OwnVec<uint8_t> a)
+{
+#if OWN_VEC_BYTES == 64
+    return _mm512_test_epi64_mask(ownX86(a), ownX86(a)) == 0;
+#elif OWN_VEC_BYTES == 32
+    return _mm256_testz_si256(ownX86(a), ownX86(a));
+#elif defined(OWN_X86)
+    return _mm_testz_si128(ownX86(a), ownX86(a));
+#else
+    const OwnVec<uint64_t> words = ownAs<uint64_t>(a);
+    return (words.v[0] | words.v[1]) == 0;
+#endif
+}
+
 /* a where the lane of mask is all ones, b where it is zero. */
 template <class T, class M> static inline OwnVec<T> ownSelect(OwnVec<M> mask, OwnVec<T> a, OwnVec<T> b)
 {
@@ -161,6 +176,18 @@ template <class T, class M> static inline OwnVec<T> ownSelect(OwnVec<M> mask, Ow
     return ownFromX86<T>(_mm256_blendv_epi8((__m256i)ownX86(b), (__m256i)ownX86(a), (__m256i)ownX86(mask)));
 #else
     return ownAs<T>((ownAs<uint8_t>(mask) & ownAs<uint8_t>(a)) | (~ownAs<uint8_t>(mask) & ownAs<uint8_t>(b)));
+#endif
+}
+
+/* a where the top bit of the byte of mask is set, b where it is not. */
+static inline OwnVec<uint8_t> ownSelectTop(OwnVec<uint8_t> mask, OwnVec<uint8_t> a, OwnVec<uint8_t> b)
+{
+#if OWN_VEC_BYTES == 64
+    return ownFromX86<uint8_t>(_mm512_mask_blend_epi8(_mm512_movepi8_mask(ownX86(mask)), ownX86(b), ownX86(a)));
+#elif defined(OWN_X86)
+    return ownFromX86<uint8_t>(OWN_X86(blendv_epi8)(ownX86(b), ownX86(a), ownX86(mask)));
+#else
+    return ownSelect(ownGreater(OwnVec<int8_t>{}, ownAs<int8_t>(mask)), a, b);
 #endif
 }
 
@@ -1017,9 +1044,13 @@ static inline OwnVec<float> ownMulAddOnce(OwnVec<float> a, OwnVec<float> b, OwnV
 /* The sixteen bytes from p on, as often as a vector has room for them. */
 static inline OwnVec<uint8_t> ownRepeat16(const void* p)
 {
-    OwnVec<uint8_t> r;
-    for (ptrdiff_t i = 0; i < OWN_VEC_BYTES; i += 16) memcpy((char*)&r + i, p, 16);
-    return r;
+#if OWN_VEC_BYTES == 64
+    return ownFromX86<uint8_t>(_mm512_broadcast_i32x4(_mm_loadu_si128((const __m128i*)p)));
+#elif OWN_VEC_BYTES == 32
+    return ownFromX86<uint8_t>(_mm256_broadcastsi128_si256(_mm_loadu_si128((const __m128i*)p)));
+#else
+    return ownLoad<uint8_t>(p);
+#endif
 }
 
 /* In each sixteen lanes: of a's lanes the one that the low four bits of place name; 0 where place is negative. */
@@ -1077,8 +1108,8 @@ template <class T> static inline OwnVec<T> ownLastOfFour(OwnVec<T> a)
     if constexpr (sizeof(T) == 2)
         return ownFromX86<T>(OWN_X86(shufflelo_epi16)(OWN_X86(shufflehi_epi16)(ownX86(a), 0xFF), 0xFF));
     else {
-        const OwnVec<uint32_t> spread = ownShiftRight(ownAs<uint32_t>(a), 24) * ownSet<uint32_t>(0x01010101);
-        return ownAs<T>(spread);
+        static constexpr OwnOrder order = {3, 3, 3, 3, 7, 7, 7, 7, 11, 11, 11, 11, 15, 15, 15, 15};
+        return ownAs<T>(ownShuffle(ownAs<uint8_t>(a), order));
     }
 #else
     OwnVec<T> r;
@@ -1089,7 +1120,7 @@ template <class T> static inline OwnVec<T> ownLastOfFour(OwnVec<T> a)
 
 /* ---- Four lanes of floats -------------------------------------------------------------------------------------- */
 
-/* Exactly four, on every processor, or two times four: for sums whose order is stated by fours. */
+/* Exactly four, on every processor, or four from each of two rows: for sums whose order is stated by fours. */
 template <int n> struct OwnRowLanes {
     typedef float Raw __attribute__((vector_size(4 * n)));
     Raw v;
@@ -1099,43 +1130,47 @@ typedef OwnRowLanes<8> OwnLane8;
 
 template <int n> static inline OwnRowLanes<n> operator+(OwnRowLanes<n> a, OwnRowLanes<n> b) { return {a.v + b.v}; }
 template <int n> static inline OwnRowLanes<n> operator*(OwnRowLanes<n> a, OwnRowLanes<n> b) { return {a.v * b.v}; }
-static inline OwnLane4 ownSetLane4(float a, float b, float c, float d) { return {OwnLane4::Raw{a, b, c, d}}; }
 
-/* Two fours side by side, and the first and the second of them. */
-static inline OwnLane8 ownJoin(OwnLane4 a, OwnLane4 b)
+/* Four samples as floats, rounded to nearest where a float can't hold them; the same of two rows side by side. */
+template <class T> static inline OwnLane4 ownLoadLanes(const T* p)
 {
-    return {__builtin_shufflevector(a.v, b.v, 0, 1, 2, 3, 4, 5, 6, 7)};
-}
-static inline OwnLane4 ownFirstFour(OwnLane8 a) { return {__builtin_shufflevector(a.v, a.v, 0, 1, 2, 3)}; }
-static inline OwnLane4 ownLastFour(OwnLane8 a) { return {__builtin_shufflevector(a.v, a.v, 4, 5, 6, 7)}; }
-
-/* Four samples as floats, rounded to nearest where a float can't hold them; four from each of two rows. */
-template <class T> struct OwnFourSamples {
-    typedef T Raw __attribute__((vector_size(4 * sizeof(T)), aligned(1), may_alias));
-};
-#ifdef OWN_X86
-/* Bytes to words, which compilers find no short way for. */
-template <class T> static inline __m128i ownBytesToWords(__m128i bytes)
-{
-    if constexpr (std::is_signed_v<T>) return _mm_cvtepi8_epi32(bytes);
-    else return _mm_cvtepu8_epi32(bytes);
-}
-#endif
-
-template <class T> static inline OwnLane4 ownLoadLane4(const void* p)
-{
-#ifdef OWN_X86
+#ifdef __SSE4_1__
     if constexpr (sizeof(T) == 1) {
         int32_t bytes;
         memcpy(&bytes, p, 4);
-        return {(OwnLane4::Raw)_mm_cvtepi32_ps(ownBytesToWords<T>(_mm_cvtsi32_si128(bytes)))};
+        const __m128i x = _mm_cvtsi32_si128(bytes);
+        return {(OwnLane4::Raw)_mm_cvtepi32_ps(std::is_signed_v<T> ? _mm_cvtepi8_epi32(x) : _mm_cvtepu8_epi32(x))};
+    } else if constexpr (sizeof(T) == 2) {
+        const __m128i x = _mm_loadl_epi64((const __m128i*)p);
+        return {(OwnLane4::Raw)_mm_cvtepi32_ps(std::is_signed_v<T> ? _mm_cvtepi16_epi32(x) : _mm_cvtepu16_epi32(x))};
     } else
 #endif
-        return {__builtin_convertvector(*(const typename OwnFourSamples<T>::Raw*)p, OwnLane4::Raw)};
+    {
+        typedef T Four __attribute__((vector_size(4 * sizeof(T)), aligned(1), may_alias));
+        return {__builtin_convertvector(*(const Four*)p, OwnLane4::Raw)};
+    }
 }
-template <class T> static inline OwnLane8 ownLoadLane8(const void* p, const void* q)
+template <class T> static inline OwnLane8 ownLoadLanes(const T* p, const T* q)
 {
-    return ownJoin(ownLoadLane4<T>(p), ownLoadLane4<T>(q));
+#ifdef __AVX2__
+    if constexpr (sizeof(T) == 1) {
+        int32_t upper, lower;
+        memcpy(&upper, p, 4);
+        memcpy(&lower, q, 4);
+        const __m128i x = _mm_insert_epi32(_mm_cvtsi32_si128(upper), lower, 1);
+        return {
+            (OwnLane8::Raw)_mm256_cvtepi32_ps(std::is_signed_v<T> ? _mm256_cvtepi8_epi32(x) : _mm256_cvtepu8_epi32(x))};
+    } else if constexpr (sizeof(T) == 2) {
+        const __m128i x = _mm_unpacklo_epi64(_mm_loadl_epi64((const __m128i*)p), _mm_loadl_epi64((const __m128i*)q));
+        return {(OwnLane8::Raw)_mm256_cvtepi32_ps(std::is_signed_v<T> ? _mm256_cvtepi16_epi32(x)
+                                                                      : _mm256_cvtepu16_epi32(x))};
+    } else
+#endif
+    {
+        typedef T Four __attribute__((vector_size(4 * sizeof(T)), aligned(1), may_alias));
+        const Four upper = *(const Four*)p, lower = *(const Four*)q;
+        return {__builtin_convertvector(__builtin_shufflevector(upper, lower, 0, 1, 2, 3, 4, 5, 6, 7), OwnLane8::Raw)};
+    }
 }
 
 /* ---- Bits ---------------------------------------------------------------------------------------------------- */

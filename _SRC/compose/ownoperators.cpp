@@ -44,7 +44,7 @@ template <int type, class V> static inline V ownOperator(V a, V b, V alphaA, V a
 }
 
 template <int type, bool isPremul> struct OwnComposite {
-    static constexpr bool readsB = ownReadsB(type);
+    static constexpr bool isDear = false, readsB = ownReadsB(type);
     static constexpr bool readsAlphaA = ownReadsAlphaA(type) || !isPremul;
     static constexpr bool readsAlphaB = ownReadsAlphaB(type) || (!isPremul && readsB);
 
@@ -57,73 +57,13 @@ template <int type, bool isPremul> struct OwnComposite {
 };
 
 struct OwnScale {
-    static constexpr bool readsB = true, readsAlphaA = false, readsAlphaB = false;
+    static constexpr bool isDear = false, readsB = true, readsAlphaA = false, readsAlphaB = false;
     template <class V> static V of(V a, V b, V, V) { return ownMulScaled(a, b); }
 };
 struct OwnScaleAlpha {
-    static constexpr bool readsB = false, readsAlphaA = true, readsAlphaB = false;
+    static constexpr bool isDear = false, readsB = false, readsAlphaA = true, readsAlphaB = false;
     template <class V> static V of(V a, V, V alphaA, V) { return ownMulScaled(a, alphaA); }
 };
-
-/* ---- Runs ---------------------------------------------------------------------------------------------------- */
-
-/* One vector of results, from sample i on; n below 0: a whole one, otherwise its first n samples. */
-template <class T, class F, bool isWritten>
-[[gnu::always_inline]] static inline OwnVec<T> ownBlendVec(const OwnBlendRow& row, ptrdiff_t i, ptrdiff_t n = -1)
-{
-    const auto load = [=](const void* p) {
-        const char* at = (const char*)p + i * (ptrdiff_t)sizeof(T);
-        return n < 0 ? ownLoad<T>(at) : ownLoadPart<T>(at, n);
-    };
-    OwnVec<T> b = {}, alphaA = {}, alphaB = {};
-    if constexpr (F::readsB) b = load(row.b);
-    if constexpr (F::readsAlphaA) alphaA = load(row.alphaA);
-    if constexpr (F::readsAlphaB) alphaB = load(row.alphaB);
-    const OwnVec<T> result = F::of(load(row.a), b, alphaA, alphaB);
-    if constexpr (isWritten) return ownSelect(load(row.write), result, load(row.out));
-    else return result;
-}
-
-/* A vector at a time. The last one is computed before the loop and stored after it, as out may be an operand. */
-template <class T, class F, bool isWritten> [[gnu::flatten]] static void ownBlendLoop(const OwnBlendRow& row)
-{
-    constexpr ptrdiff_t step = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
-    const OwnBlendRow r = row; /* its pointers in registers: the stores can't change them */
-    char* out = (char*)r.out;
-    if (r.n < step) return ownStorePart(out, ownBlendVec<T, F, isWritten>(r, 0, r.n), r.n);
-    const OwnVec<T> last = ownBlendVec<T, F, isWritten>(r, r.n - step);
-    for (ptrdiff_t i = 0; i < r.n - step; i += step) ownStore(out + i * size, ownBlendVec<T, F, isWritten>(r, i));
-    ownStore(out + (r.n - step) * size, last);
-}
-
-template <class T, class F> static void ownBlendPacked(const OwnBlendRow& row)
-{
-    if (row.write) ownBlendLoop<T, F, true>(row);
-    else ownBlendLoop<T, F, false>(row);
-}
-
-/* Sample i of a run that is read; 0 of one that is not. */
-template <class T, bool isRead> static inline T ownAt(const void* run, ptrdiff_t i)
-{
-    T x = 0;
-    if constexpr (isRead) memcpy(&x, (const char*)run + i * (ptrdiff_t)sizeof(T), sizeof(T));
-    return x;
-}
-
-/* Stores the samples that are written. */
-template <class T> static inline void ownPut(const OwnBlendRow& row, ptrdiff_t i, T value)
-{
-    if (!row.write || ownAt<T, true>(row.write, i))
-        memcpy((char*)row.out + i * (ptrdiff_t)sizeof(T), &value, sizeof(T));
-}
-
-template <class T, class F> static void ownBlendPlain(const OwnBlendRow& row)
-{
-    for (ptrdiff_t i = 0; i < row.n; ++i)
-        ownPut<T>(row, i,
-                  F::of(ownAt<T, true>(row.a, i), ownAt<T, F::readsB>(row.b, i),
-                        ownAt<T, F::readsAlphaA>(row.alphaA, i), ownAt<T, F::readsAlphaB>(row.alphaB, i)));
-}
 
 /* ---- With a division --------------------------------------------------------------------------------------------- */
 
@@ -168,74 +108,141 @@ template <int type, bool isPremul, class V> static inline V ownDivideOf(V a, V b
 }
 
 /* The rounded number of such a float, held to the range. */
-template <class T> static inline T ownRounded(uint32_t bits)
+template <class T> static inline T ownRounded(float x)
 {
-    return (T)std::min<uint32_t>(bits & 0x7FFFFF, std::numeric_limits<T>::max());
+    return (T)std::min<uint32_t>(std::bit_cast<uint32_t>(x) & 0x7FFFFF, std::numeric_limits<T>::max());
+}
+template <class T> static inline OwnVec<int32_t> ownRounded(OwnVec<float> x)
+{
+    return ownMin(ownAs<int32_t>(x) & ownSet<int32_t>(0x7FFFFF), ownSet<int32_t>(std::numeric_limits<T>::max()));
 }
 
-template <class T> static constexpr float ownWhole = std::numeric_limits<T>::max();
-
-template <class T, int type, bool isPremul> static void ownDividePlain(const OwnBlendRow& row)
+/* Samples as floats, in vectors that ownFromReals puts together again. */
+template <class T> struct OwnReals {
+    OwnVec<float> v[4 / sizeof(T)];
+};
+static inline OwnReals<uint16_t> ownToReals(OwnVec<uint16_t> a)
 {
-    constexpr float unit = 1 / ownWhole<T>;
+    const OwnPair<uint32_t> x = ownUnpack(a);
+    return {ownToFloat(ownAs<int32_t>(x.lo)), ownToFloat(ownAs<int32_t>(x.hi))};
+}
+static inline OwnReals<uint8_t> ownToReals(OwnVec<uint8_t> a)
+{
+    const OwnPair<uint16_t> x = ownUnpack(a);
+    const OwnReals<uint16_t> lo = ownToReals(x.lo), hi = ownToReals(x.hi);
+    return {lo.v[0], lo.v[1], hi.v[0], hi.v[1]};
+}
+static inline OwnVec<uint16_t> ownFromReals(const OwnReals<uint16_t>& x)
+{
+    return ownPack<uint16_t>(ownRounded<uint16_t>(x.v[0]), ownRounded<uint16_t>(x.v[1]));
+}
+static inline OwnVec<uint8_t> ownFromReals(const OwnReals<uint8_t>& x)
+{
+    return ownPack<uint8_t>(ownPack<int16_t>(ownRounded<uint8_t>(x.v[0]), ownRounded<uint8_t>(x.v[1])),
+                            ownPack<int16_t>(ownRounded<uint8_t>(x.v[2]), ownRounded<uint8_t>(x.v[3])));
+}
+
+template <int type, bool isPremul> struct OwnDivide {
+    static constexpr bool isDear = true, readsB = ownReadsB(type), readsAlphaA = true, readsAlphaB = true;
+
+    template <class T> static T of(T a, T b, T alphaA, T alphaB)
+    {
+        constexpr float most = std::numeric_limits<T>::max(), unit = 1 / most;
+        return ownRounded<T>(ownDivideOf<type, isPremul>((float)a, (float)b, alphaA * unit, alphaB * unit, most));
+    }
+    template <class T> static OwnVec<T> of(OwnVec<T> a, OwnVec<T> b, OwnVec<T> alphaA, OwnVec<T> alphaB)
+    {
+        constexpr float most = std::numeric_limits<T>::max();
+        const OwnVec<float> unit = ownSet(1 / most);
+        OwnReals<T> x = ownToReals(a);
+        const OwnReals<T> y = ownToReals(b), fa = ownToReals(alphaA), fb = ownToReals(alphaB);
+        for (size_t i = 0; i < 4 / sizeof(T); ++i)
+            x.v[i] = ownDivideOf<type, isPremul>(x.v[i], y.v[i], fa.v[i] * unit, fb.v[i] * unit, most);
+        return ownFromReals(x);
+    }
+};
+
+/* ---- Runs ---------------------------------------------------------------------------------------------------- */
+
+/* One vector of results, from sample i on; n below 0: a whole one, otherwise its first n samples. */
+template <class T, class F>
+[[gnu::always_inline]] static inline OwnVec<T> ownBlendVec(const OwnBlendRow& row, ptrdiff_t i, ptrdiff_t n,
+                                                           bool isWritten, bool isFourth)
+{
+    const auto load = [=](const void* p, bool repeats) {
+        const char* at = (const char*)p + (repeats ? 0 : i * (ptrdiff_t)sizeof(T));
+        return n < 0 ? ownLoad<T>(at) : ownLoadPart<T>(at, n);
+    };
+    const auto alpha = [=](const void* p, bool repeats) {
+        return isFourth ? ownLastOfFour(load(p, repeats)) : load(p, repeats);
+    };
+    OwnVec<T> b = {}, alphaA = {}, alphaB = {};
+    if constexpr (F::readsB) b = load(row.b, false);
+    if constexpr (F::readsAlphaA) alphaA = alpha(row.alphaA, row.repeatsA);
+    if constexpr (F::readsAlphaB) alphaB = alpha(row.alphaB, row.repeatsB);
+    const OwnVec<T> result = F::of(load(row.a, false), b, alphaA, alphaB);
+    return isWritten ? ownSelect(load(row.write, row.repeatsWrite), result, load(row.out, false)) : result;
+}
+
+/* A vector at a time. The last one is computed before the loop and stored after it, as out may be an operand. */
+template <class T, class F, bool isWritten, bool isFourth>
+[[gnu::flatten]] static void ownBlendLoop(const OwnBlendRow& row)
+{
+    constexpr ptrdiff_t step = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
+    const OwnBlendRow r = row; /* its pointers in registers: the stores can't change them */
+    const auto at = [&](ptrdiff_t i, ptrdiff_t n) { return ownBlendVec<T, F>(r, i, n, isWritten, isFourth); };
+    char* out = (char*)r.out;
+    if (r.n < step) return ownStorePart(out, at(0, r.n), r.n);
+    const OwnVec<T> last = at(r.n - step, -1);
+    for (ptrdiff_t i = 0; i < r.n - step; i += step) ownStore(out + i * size, at(i, -1));
+    ownStore(out + (r.n - step) * size, last);
+}
+
+/* Functions of many instructions stand there once, for all kinds of rows. */
+template <class T, class F> [[gnu::flatten]] static void ownBlendDear(const OwnBlendRow& row)
+{
+    constexpr ptrdiff_t step = OwnVec<T>::lanes;
+    const OwnBlendRow r = row;
+    for (ptrdiff_t i = 0; i < r.n; i += step) {
+        const ptrdiff_t n = std::min(step, r.n - i);
+        const OwnVec<T> result = ownBlendVec<T, F>(r, i, n < step ? n : -1, r.write, r.isFourth);
+        if (n == step) ownStore((T*)r.out + i, result);
+        else ownStorePart((T*)r.out + i, result, n);
+    }
+}
+
+template <class T, class F> static void ownBlendPacked(const OwnBlendRow& row)
+{
+    if constexpr (F::isDear) ownBlendDear<T, F>(row);
+    else if (row.isFourth) ownBlendLoop<T, F, true, true>(row);
+    else if (row.write) ownBlendLoop<T, F, true, false>(row);
+    else ownBlendLoop<T, F, false, false>(row);
+}
+
+/* Sample i of a run that is read, or of the vector that repeats; 0 of one that is not read. */
+template <class T, bool isRead> static inline T ownAt(const void* run, ptrdiff_t i, bool repeats = false)
+{
+    T x = 0;
+    if (repeats) i %= OwnVec<T>::lanes;
+    if constexpr (isRead) memcpy(&x, (const char*)run + i * (ptrdiff_t)sizeof(T), sizeof(T));
+    return x;
+}
+
+template <class T, class F> static void ownBlendPlain(const OwnBlendRow& row)
+{
     for (ptrdiff_t i = 0; i < row.n; ++i) {
-        const float a = ownAt<T, true>(row.a, i), b = ownAt<T, ownReadsB(type)>(row.b, i),
-                    fa = ownAt<T, true>(row.alphaA, i) * unit, fb = ownAt<T, true>(row.alphaB, i) * unit;
-        const float sum = ownDivideOf<type, isPremul>(a, b, fa, fb, ownWhole<T>);
-        ownPut<T>(row, i, ownRounded<T>(std::bit_cast<uint32_t>(sum)));
-    }
-}
-
-/* Packed it goes in pieces: samples to floats, the arithmetic, floats to samples. */
-enum { OWN_PIECE = 256 };
-
-template <class T> static void ownToFloats(float* out, const void* run, ptrdiff_t from, ptrdiff_t n, float unit)
-{
-    T in[OWN_PIECE];
-    memcpy(in, (const char*)run + from * (ptrdiff_t)sizeof(T), (size_t)n * sizeof(T));
-    for (ptrdiff_t i = 0; i < n; ++i) out[i] = in[i] * unit;
-}
-
-template <class T>
-static void ownStoreRounded(const OwnBlendRow& row, ptrdiff_t from, ptrdiff_t n, const uint32_t* sums)
-{
-    constexpr ptrdiff_t size = (ptrdiff_t)sizeof(T);
-    T result[OWN_PIECE];
-    for (ptrdiff_t i = 0; i < n; ++i) result[i] = ownRounded<T>(sums[i]);
-    char* out = (char*)row.out + from * size;
-    if (row.write) {
-        T kept[OWN_PIECE], write[OWN_PIECE];
-        memcpy(kept, out, (size_t)(n * size));
-        memcpy(write, (const char*)row.write + from * size, (size_t)(n * size));
-        for (ptrdiff_t i = 0; i < n; ++i) result[i] = (T)((result[i] & write[i]) | (kept[i] & ~write[i]));
-    }
-    memcpy(out, result, (size_t)(n * size));
-}
-
-template <class T, int type, bool isPremul> [[gnu::flatten]] static void ownDivideRun(const OwnBlendRow& row)
-{
-    constexpr float unit = 1 / ownWhole<T>;
-    alignas(64) float a[OWN_PIECE] = {}, b[OWN_PIECE] = {}, fa[OWN_PIECE] = {}, fb[OWN_PIECE] = {};
-    alignas(64) uint32_t sums[OWN_PIECE];
-    for (ptrdiff_t x = 0; x < row.n; x += OWN_PIECE) {
-        const ptrdiff_t n = std::min<ptrdiff_t>(OWN_PIECE, row.n - x);
-        ownToFloats<T>(a, row.a, x, n, 1);
-        if (ownReadsB(type)) ownToFloats<T>(b, row.b, x, n, 1);
-        ownToFloats<T>(fa, row.alphaA, x, n, unit);
-        ownToFloats<T>(fb, row.alphaB, x, n, unit);
-        for (ptrdiff_t i = 0; i < n; i += OwnVec<float>::lanes)
-            ownStore(sums + i,
-                     ownDivideOf<type, isPremul>(ownLoad<float>(a + i), ownLoad<float>(b + i), ownLoad<float>(fa + i),
-                                                 ownLoad<float>(fb + i), ownWhole<T>));
-        ownStoreRounded<T>(row, x, n, sums);
+        const ptrdiff_t alpha = row.isFourth ? i | 3 : i;
+        const T result = F::of(ownAt<T, true>(row.a, i), ownAt<T, F::readsB>(row.b, i),
+                               ownAt<T, F::readsAlphaA>(row.alphaA, alpha, row.repeatsA),
+                               ownAt<T, F::readsAlphaB>(row.alphaB, alpha, row.repeatsB));
+        if (!row.write || ownAt<T, true>(row.write, i, row.repeatsWrite))
+            memcpy((char*)row.out + i * (ptrdiff_t)sizeof(T), &result, sizeof(T));
     }
 }
 
 /* ---- The tables ---------------------------------------------------------------------------------------------- */
 
 template <class T, class F> static constexpr OwnBlendKernel ownKernel = {ownBlendPacked<T, F>, ownBlendPlain<T, F>};
-template <class T, int type, bool isPremul>
-static constexpr OwnBlendKernel ownDivideKernel = {ownDivideRun<T, type, isPremul>, ownDividePlain<T, type, isPremul>};
 
 #define OWN_COMPOSITE(type)                                                                                            \
     {                                                                                                                  \
@@ -244,8 +251,8 @@ static constexpr OwnBlendKernel ownDivideKernel = {ownDivideRun<T, type, isPremu
     }
 #define OWN_DIVIDE(type)                                                                                               \
     {                                                                                                                  \
-        {ownDivideKernel<uint8_t, type, false>, ownDivideKernel<uint16_t, type, false>},                               \
-            {ownDivideKernel<uint8_t, type, true>, ownDivideKernel<uint16_t, type, true>},                             \
+        {ownKernel<uint8_t, OwnDivide<type, false>>, ownKernel<uint16_t, OwnDivide<type, false>>},                     \
+            {ownKernel<uint8_t, OwnDivide<type, true>>, ownKernel<uint16_t, OwnDivide<type, true>>},                   \
     }
 
 const OwnBlendKernel ownCompositeKernels[OWN_COMPOSITES][2][OWN_BLEND_DEPTHS] = {

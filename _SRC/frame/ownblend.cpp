@@ -3,8 +3,9 @@
  *
  * Pixels that lie alike in both sources and the destination are taken whole: the kernel works straight from row to row,
  * and each alpha is repeated for all samples of its pixel. Otherwise channels are taken one after the other, gathered
- * where they don't lie side by side. Both go in chunks of a row that fit the first-level cache. An alpha is read once for
- * all channels of its pixel, before the first of them is written. */
+ * where they don't lie side by side. What has to be gathered, repeated or merged for that goes through scratch, in chunks
+ * of a row that fit the first-level cache; where nothing has to, runs are as long as the headers allow. An alpha is read
+ * once for all channels of its pixel, before the first of them is written. */
 #include "ownrow.h"
 #include "ownsimd.h"
 
@@ -44,7 +45,8 @@ template <class T> static void ownScatterRun(uint8_t* dst, ptrdiff_t stepBytes, 
 
 /* ---- A block ------------------------------------------------------------------------------------------------- */
 
-enum { OWN_BLEND_BYTES = 2048 };
+/* Bytes of a chunk in scratch; and of a plane where alphas of that many pixels are read again for each channel. */
+enum { OWN_BLEND_BYTES = 2048, OWN_BLEND_REACH = 1 << 16 };
 
 /* One channel of a view: sample (x, y) lies at row + y * rowStep + x * stepBytes. */
 struct OwnPlace {
@@ -59,18 +61,19 @@ static OwnPlace ownPlace(const OwnView& view, int32_t channel)
     return {view.data + channel * view.channelStep, view.pixelStep * (ptrdiff_t)(view.sampleBits >> 3), view.rowStep};
 }
 
-/* An alpha, and its runs in the current chunk: by pixel, and by sample of whole pixels. */
+/* An alpha, and its runs in the current chunk: by pixel, and by sample of whole pixels. A constant is a vector of each. */
 template <class T> struct OwnAlphaRuns {
     T pixels[OWN_BLEND_BYTES / sizeof(T)], samples[OWN_BLEND_BYTES / sizeof(T)];
-    OwnPlace place;    /* not there: a constant, with which the runs have been filled */
-    bool isLastOfFour; /* the last channel of pixels of four */
+    OwnPlace place;  /* not there: a constant, or not used, or the complement of the other */
+    bool isConstant; /* or not used */
+    bool isFourth;   /* constant, or the last channel of pixels of four */
 };
 
 /* What the chunks of a block share. Lanes of ones and zeros say what is written. */
 template <class T> struct alignas(64) OwnBlendPass {
     enum { SAMPLES = OWN_BLEND_BYTES / sizeof(T) };
     T in[2][SAMPLES], out[SAMPLES];
-    T spared[SAMPLES]; /* whole pixels: ones in the samples that take part */
+    T spared[64 / sizeof(T)]; /* whole pixels: ones in the samples that take part; repeats */
     T maskPixels[SAMPLES], maskSamples[SAMPLES];
     OwnAlphaRuns<T> alphaA, alphaB;
     uint8_t maskBits[SAMPLES / 8 + OWN_VEC_BYTES];
@@ -80,23 +83,25 @@ template <class T> struct alignas(64) OwnBlendPass {
     OwnChannels to, fromA, fromB;
     OwnPlace alphaDst;
     bool hasB, hasMask;
-    bool isWhole;  /* pixels are taken whole, */
-    int step;      /* of so many samples; 1 otherwise */
-    bool isSpared; /* not all of these take part */
+    bool isWhole;            /* pixels are taken whole, */
+    int step;                /* of so many samples; 1 otherwise */
+    bool isSpared;           /* not all of these take part */
+    bool isFourth;           /* whole pixels of four, of which each alpha is the last, or constant */
+    bool isStraight;         /* nothing goes through scratch */
+    ptrdiff_t nAtOnce;       /* pixels of a run, at most */
+    int32_t nColumns, nRows; /* the block, or one row of all of its pixels */
 };
 
 template <class T> static void ownBeginAlpha(const OwnGroup& group, const OwnAlpha& alpha, OwnAlphaRuns<T>& runs)
 {
     runs.place = {};
+    runs.isConstant = runs.isFourth = true;
     if (!alpha.isUsed) return;
-    if (!alpha.member) {
-        std::fill_n(runs.pixels, OWN_BLEND_BYTES / sizeof(T), (T)alpha.constant);
-        std::fill_n(runs.samples, OWN_BLEND_BYTES / sizeof(T), (T)alpha.constant);
-        return;
-    }
+    if (!alpha.member) return (void)std::fill_n(runs.pixels, OWN_VEC_BYTES / sizeof(T), (T)alpha.constant);
     const OwnView view = ownView(ownGroupView(group, alpha.member));
     runs.place = ownPlace(view, alpha.channel);
-    runs.isLastOfFour = view.pixelStep == 4 && alpha.channel == 3;
+    runs.isConstant = false;
+    runs.isFourth = view.pixelStep == 4 && alpha.channel == 3;
 }
 
 /* Whether pixels can be taken whole: all of their samples lie side by side and play the same part in each image, and those
@@ -110,6 +115,60 @@ template <class T> static bool ownIsWhole(const OwnBlendPass<T>& pass)
     if (step < 2 || step > 8 || !isAlike(pass.a, pass.fromA) || (pass.hasB && !isAlike(pass.b, pass.fromB)))
         return false;
     return pass.to.count == step || step == 2 || step == 4;
+}
+
+/* Whether a plane of alphas can be read while channels of the destination are written. */
+template <class T> static bool ownIsApart(const OwnBlendPass<T>& pass, const OwnAlphaRuns<T>& alpha)
+{
+    if (!alpha.place.row) return true;
+    if (alpha.place.stepBytes != (ptrdiff_t)sizeof(T)) return false;
+    const auto begin = [](const OwnPlace& place) { return (uintptr_t)place.row; };
+    const auto end = [&](const OwnPlace& place) { return (uintptr_t)place.at(pass.dst.width, pass.dst.height - 1); };
+    for (int32_t c = 0; c < pass.to.count; ++c) {
+        const OwnPlace to = ownPlace(pass.dst, pass.to.first + c);
+        if (begin(alpha.place) < end(to) && begin(to) < end(alpha.place)) return false;
+    }
+    return true;
+}
+
+template <class T> static bool ownIsStraight(const OwnBlendPass<T>& pass)
+{
+    if (pass.hasMask || pass.blend->complementB || pass.blend->alphaDst) return false;
+    if (pass.isWhole) return pass.isFourth || (pass.alphaA.isConstant && pass.alphaB.isConstant);
+    return pass.dst.pixelStep == 1 && pass.a.pixelStep == 1 && (!pass.hasB || pass.b.pixelStep == 1) &&
+           ownIsApart(pass, pass.alphaA) && ownIsApart(pass, pass.alphaB);
+}
+
+/* Whether each row begins where the one before has ended, in everything that is read and written. */
+template <class T> static bool ownIsOneRow(const OwnBlendPass<T>& pass)
+{
+    const auto abuts = [&](const OwnPlace& place) {
+        return !place.row || place.rowStep == pass.dst.width * place.stepBytes;
+    };
+    return abuts(ownPlace(pass.dst, 0)) && abuts(ownPlace(pass.a, 0)) && (!pass.hasB || abuts(ownPlace(pass.b, 0))) &&
+           abuts(pass.alphaA.place) && abuts(pass.alphaB.place);
+}
+
+/* How the block is taken. */
+template <class T> static void ownPlanPass(OwnBlendPass<T>& pass)
+{
+    pass.isWhole = ownIsWhole(pass);
+    pass.step = pass.isWhole ? pass.dst.pixelStep : 1;
+    pass.isSpared = pass.isWhole && pass.to.count < pass.step;
+    pass.isFourth = pass.isWhole && pass.step == 4 && pass.alphaA.isFourth && pass.alphaB.isFourth &&
+                    !(pass.alphaA.isConstant && pass.alphaB.isConstant);
+    for (int i = 0; i < (int)(64 / sizeof(T)) && pass.isWhole; ++i) {
+        const int channel = i % pass.step - pass.to.first;
+        pass.spared[i] = channel >= 0 && channel < pass.to.count ? (T)~0 : (T)0;
+    }
+    pass.isStraight = ownIsStraight(pass);
+    pass.nColumns = pass.dst.width;
+    pass.nRows = pass.dst.height;
+    if (pass.isStraight && ownIsOneRow(pass)) pass.nColumns *= pass.nRows, pass.nRows = 1;
+    const bool rereads = pass.alphaA.place.row || pass.alphaB.place.row;
+    pass.nAtOnce = !pass.isStraight           ? pass.SAMPLES / pass.step
+                   : !pass.isWhole && rereads ? OWN_BLEND_REACH / (ptrdiff_t)sizeof(T)
+                                              : pass.nColumns;
 }
 
 template <class T> static void ownBeginPass(OwnBlendPass<T>& pass, const OwnGroup& group, const OwnBlend& blend)
@@ -129,14 +188,8 @@ template <class T> static void ownBeginPass(OwnBlendPass<T>& pass, const OwnGrou
     if (blend.alphaDst) pass.alphaDst = ownPlace(ownView(ownGroupView(group, blend.alphaDst)), blend.alphaDstChannel);
     ownBeginAlpha(group, blend.alphaA, pass.alphaA);
     ownBeginAlpha(group, blend.alphaB, pass.alphaB);
-
-    pass.isWhole = ownIsWhole(pass);
-    pass.step = pass.isWhole ? pass.dst.pixelStep : 1;
-    pass.isSpared = pass.isWhole && pass.to.count < pass.step;
-    for (int i = 0; i < pass.SAMPLES && pass.isWhole; ++i) {
-        const int channel = i % pass.step - pass.to.first;
-        pass.spared[i] = channel >= 0 && channel < pass.to.count ? (T)~0 : (T)0;
-    }
+    if (blend.complementB) pass.alphaB.isConstant = pass.alphaB.isFourth = false;
+    ownPlanPass(pass);
 }
 
 /* ---- A chunk: n pixels of row y from x on ------------------------------------------------------------------------ */
@@ -148,8 +201,10 @@ template <class T> static void ownFetchMask(OwnBlendPass<T>& pass, ptrdiff_t x, 
     for (ptrdiff_t i = 0; i < n; i += OwnVec<T>::lanes)
         ownStore(pass.maskPixels + i, ownBitLanes<T>(pass.maskBits + (i >> 3)));
     if (!pass.isWhole) return;
+    const OwnVec<T> spared = ownLoad<T>(pass.spared);
     ownRepeat(pass.maskSamples, (const uint8_t*)pass.maskPixels, (ptrdiff_t)sizeof(T), pass.step, n);
-    for (ptrdiff_t i = 0; i < n * pass.step; ++i) pass.maskSamples[i] &= pass.spared[i];
+    if (pass.isSpared)
+        ownMap<T>(pass.maskSamples, pass.maskSamples, n * pass.step, [=](OwnVec<T> m) { return m & spared; });
 }
 
 /* The alpha by pixel where channels go one by one or the alphas themselves are combined, by sample for whole pixels. */
@@ -159,8 +214,8 @@ static void ownFetchAlpha(const OwnBlendPass<T>& pass, OwnAlphaRuns<T>& runs, pt
     if (!runs.place.row) return;
     const uint8_t* src = runs.place.at(x, y);
     if (!pass.isWhole || pass.blend->alphaDst) ownRepeat(runs.pixels, src, runs.place.stepBytes, 1, n);
-    if (!pass.isWhole) return;
-    if (pass.step == 4 && runs.isLastOfFour) ownRepeatLast(runs.samples, src, n);
+    if (!pass.isWhole || pass.isFourth) return;
+    if (pass.step == 4 && runs.isFourth) ownRepeatLast(runs.samples, src, n);
     else ownRepeat(runs.samples, src, runs.place.stepBytes, pass.step, n);
 }
 
@@ -175,15 +230,26 @@ template <class T> static void ownComplement(OwnBlendPass<T>& pass, ptrdiff_t n)
     if (pass.isWhole) ownComplementRun(pass.alphaB.samples, pass.alphaA.samples, n * pass.step);
 }
 
+/* What the kernel is given as an alpha. */
+template <class T>
+static const void* ownAlphaAt(const OwnBlendPass<T>& pass, const OwnAlphaRuns<T>& runs, ptrdiff_t x, ptrdiff_t y)
+{
+    if (runs.isConstant) return runs.pixels;
+    if (pass.isFourth) return runs.place.at(x, y) - 3 * sizeof(T);
+    if (pass.isStraight) return runs.place.at(x, y);
+    return pass.isWhole ? runs.samples : runs.pixels;
+}
+
 template <class T> static void ownBlendPixels(OwnBlendPass<T>& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t n)
 {
     const auto at = [=](const OwnView& view) { return ownPlace(view, 0).at(x, y); };
-    pass.blend->run({at(pass.dst), at(pass.a), pass.hasB ? at(pass.b) : nullptr, pass.alphaA.samples,
-                     pass.alphaB.samples,
-                     pass.hasMask    ? pass.maskSamples
-                     : pass.isSpared ? pass.spared
-                                     : nullptr,
-                     n * pass.step});
+    const bool isSpared = !pass.hasMask && (pass.isSpared || pass.isFourth);
+    pass.blend->run({at(pass.dst), at(pass.a), pass.hasB ? at(pass.b) : nullptr, ownAlphaAt(pass, pass.alphaA, x, y),
+                     ownAlphaAt(pass, pass.alphaB, x, y),
+                     isSpared       ? pass.spared
+                     : pass.hasMask ? pass.maskSamples
+                                    : nullptr,
+                     n * pass.step, pass.alphaA.isConstant, pass.alphaB.isConstant, isSpared, pass.isFourth});
 }
 
 /* Samples of one channel: where they lie side by side, themselves, and otherwise gathered. */
@@ -195,41 +261,44 @@ template <class T> static void* ownSide(const OwnPlace& place, T* gathered, ptrd
     return gathered;
 }
 
-/* Runs a kernel into one channel. */
-template <class T>
-static void ownBlendInto(OwnBlendPass<T>& pass, OwnBlendRun* run, const OwnPlace& to, const void* a, const void* b,
-                         ptrdiff_t x, ptrdiff_t y, ptrdiff_t n)
-{
-    void* out = ownSide(to, pass.out, x, y, n);
-    run({out, a, b, pass.alphaA.pixels, pass.alphaB.pixels, pass.hasMask ? pass.maskPixels : nullptr, n});
-    if (out == pass.out) ownScatterRun(to.at(x, y), to.stepBytes, pass.out, n);
-}
-
 template <class T> static void ownBlendChannels(OwnBlendPass<T>& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t n)
 {
     for (int32_t c = 0; c < pass.to.count; ++c) {
+        const OwnPlace to = ownPlace(pass.dst, pass.to.first + c);
         const void* a = ownSide(ownPlace(pass.a, pass.fromA.first + c), pass.in[0], x, y, n);
         const void* b = pass.hasB ? ownSide(ownPlace(pass.b, pass.fromB.first + c), pass.in[1], x, y, n) : nullptr;
-        ownBlendInto(pass, pass.blend->run, ownPlace(pass.dst, pass.to.first + c), a, b, x, y, n);
+        void* out = ownSide(to, pass.out, x, y, n);
+        pass.blend->run({out, a, b, ownAlphaAt(pass, pass.alphaA, x, y), ownAlphaAt(pass, pass.alphaB, x, y),
+                         pass.hasMask ? pass.maskPixels : nullptr, n, pass.alphaA.isConstant, pass.alphaB.isConstant});
+        if (out == pass.out) ownScatterRun(to.at(x, y), to.stepBytes, pass.out, n);
     }
+}
+
+/* The result's alpha: the alphas, as the colours that they go with. */
+template <class T> static void ownBlendAlphas(OwnBlendPass<T>& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t n)
+{
+    const T *a = pass.alphaA.pixels, *b = pass.alphaB.pixels;
+    void* out = ownSide(pass.alphaDst, pass.out, x, y, n);
+    pass.blend->alphaRun({out, a, b, a, b, pass.hasMask ? pass.maskPixels : nullptr, n});
+    if (out == pass.out) ownScatterRun(pass.alphaDst.at(x, y), pass.alphaDst.stepBytes, pass.out, n);
 }
 
 template <class T> static void ownBlendOf(const OwnGroup& group, const OwnBlend& blend)
 {
     OwnBlendPass<T> pass;
     ownBeginPass(pass, group, blend);
-    const ptrdiff_t chunk = pass.SAMPLES / pass.step;
-    for (ptrdiff_t y = 0; y < pass.dst.height; ++y)
-        for (ptrdiff_t x = 0, n; x < pass.dst.width; x += n) {
-            n = std::min(chunk, pass.dst.width - x);
+    for (ptrdiff_t y = 0; y < pass.nRows; ++y)
+        for (ptrdiff_t x = 0, n; x < pass.nColumns; x += n) {
+            n = std::min(pass.nAtOnce, pass.nColumns - x);
             if (pass.hasMask) ownFetchMask(pass, x, y, n);
-            ownFetchAlpha(pass, pass.alphaA, x, y, n);
-            ownFetchAlpha(pass, pass.alphaB, x, y, n);
+            if (!pass.isStraight) {
+                ownFetchAlpha(pass, pass.alphaA, x, y, n);
+                ownFetchAlpha(pass, pass.alphaB, x, y, n);
+            }
             if (blend.complementB) ownComplement(pass, n);
             if (pass.isWhole) ownBlendPixels(pass, x, y, n);
             else ownBlendChannels(pass, x, y, n);
-            if (blend.alphaDst)
-                ownBlendInto(pass, blend.alphaRun, pass.alphaDst, pass.alphaA.pixels, pass.alphaB.pixels, x, y, n);
+            if (blend.alphaDst) ownBlendAlphas(pass, x, y, n);
         }
 }
 

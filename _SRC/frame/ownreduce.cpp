@@ -123,11 +123,14 @@ static bool ownReadsStraight(const OwnRows& rows)
     return straight;
 }
 
-/* Rows that lie straight: one span each, or one for all where they follow each other without a gap. */
+/* Rows that lie straight: one span each, or one for all where they follow each other without a gap, or go as a block. */
 static void ownReduceStraight(const OwnRows& rows)
 {
     const OwnReduction& reduction = *rows.reduction;
     const ptrdiff_t n = (ptrdiff_t)rows.width * rows.step;
+    if (reduction.inBlocks)
+        return reduction.run(reduction.state, {rows.source[0].row, nullptr, n, 0, 0, 0, rows.channel, rows.step,
+                                               rows.height, rows.source[0].rowStep});
     bool abutting = !reduction.byRow;
     for (int i = 0; i < reduction.nImages; ++i)
         abutting = abutting && rows.source[i].rowStep * 8 == n * rows.sampleBits;
@@ -135,7 +138,6 @@ static void ownReduceStraight(const OwnRows& rows)
         OwnSpan span = {nullptr, nullptr, abutting ? n * rows.height : n, 0, 0, y, rows.channel, rows.step};
         span.a = rows.source[0].row + y * rows.source[0].rowStep;
         if (reduction.nImages > 1) span.b = rows.source[1].row + y * rows.source[1].rowStep;
-        if (reduction.byPair && y + 1 < rows.height) span.b = rows.source[0].row + ++y * rows.source[0].rowStep;
         reduction.run(reduction.state, span);
         if (abutting) return;
     }

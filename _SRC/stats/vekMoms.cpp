@@ -9,77 +9,49 @@
 #include <float.h>
 #include <math.h>
 
-/* ---- Rows ---------------------------------------------------------------------------------------------------- */
+/* ---- Samples ------------------------------------------------------------------------------------------------- */
 
-/* The current row, and the ten sums by powers of x and y. */
-struct OwnMoments {
-    OwnLane4 lane[4];          /* by the power of x */
-    double sum[4][4];          /* [m][n] */
-    int32_t x, y;              /* where the rectangle lies in the image */
-    int32_t row;               /* of the rectangle; -1: none yet */
-    int firstPower, lastPower; /* of x */
+/* Bits: the type stands for them as a name alone. */
+struct OwnBit {};
+
+static inline int ownFourBits(const void* a, ptrdiff_t i) { return ((const uint8_t*)a)[i >> 3] >> (4 - (i & 4)) & 15; }
+static constexpr struct OwnBitFloats {
+    alignas(16) float of[16][4];
+    constexpr OwnBitFloats() : of()
+    {
+        for (int i = 0; i < 64; ++i) of[i / 4][i % 4] = (float)(i / 4 >> (3 - i % 4) & 1);
+    }
+} ownBitFloats;
+
+/* Four pixels from pixel i on, i a multiple of four: of one row, and of two. */
+template <class T> static inline OwnLane4 ownFourAt(const void* a, ptrdiff_t i)
+{
+    return ownLoadLanes((const T*)a + i);
+}
+template <> inline OwnLane4 ownFourAt<OwnBit>(const void* a, ptrdiff_t i)
+{
+    return ownLoadLanes(ownBitFloats.of[ownFourBits(a, i)]);
+}
+template <class T> static inline OwnLane8 ownFourAt(const void* a, const void* b, ptrdiff_t i)
+{
+    return ownLoadLanes((const T*)a + i, (const T*)b + i);
+}
+template <> inline OwnLane8 ownFourAt<OwnBit>(const void* a, const void* b, ptrdiff_t i)
+{
+    return ownLoadLanes(ownBitFloats.of[ownFourBits(a, i)], ownBitFloats.of[ownFourBits(b, i)]);
+}
+
+/* The last pixels of a row of n, which are fewer than four: those behind the end are 0. */
+template <class T> struct OwnRest {
+    T four[4] = {};
+    OwnRest(const void* a, ptrdiff_t n) { memcpy(four, (const T*)a + (n & ~3), (size_t)(n & 3) * sizeof(T)); }
+};
+template <> struct OwnRest<OwnBit> {
+    uint8_t four[1];
+    OwnRest(const void* a, ptrdiff_t n) : four{(uint8_t)(ownFourBits(a, n & ~3) >> (4 - (n & 3)) << (8 - (n & 3)))} {}
 };
 
-static float ownAddLanes(OwnLane4 a) { return a.v[0] + a.v[1] + a.v[2] + a.v[3]; }
-
-/* Adds the row's sums with the powers of y to the ten, and begins anew. */
-static void ownEndRow(OwnMoments& moments)
-{
-    const double y = (double)moments.y + moments.row;
-    const double power[4] = {1.0, y, y * y, y * y * y};
-    for (int m = moments.firstPower; m <= moments.lastPower && moments.row >= 0; ++m) {
-        const double sum = ownAddLanes(moments.lane[m]);
-        for (int n = 0; m + n <= 3; ++n) moments.sum[m][n] += power[n] * sum;
-    }
-    for (OwnLane4& lane : moments.lane) lane = ownSetLane4(0, 0, 0, 0);
-    moments.row = -1;
-}
-
-/* Four pixels p from column x on: the powers that are wanted, p multiplied by x step by step. */
-template <int first, int last> static inline void ownAddFour(OwnLane4 lane[4], OwnLane4 p, OwnLane4 x)
-{
-    if constexpr (first == 0) lane[0] = lane[0] + p;
-    if constexpr (last >= 1) p = p * x;
-    if constexpr (first <= 1 && last >= 1) lane[1] = lane[1] + p;
-    if constexpr (last >= 2) p = p * x;
-    if constexpr (first <= 2 && last >= 2) lane[2] = lane[2] + p;
-    if constexpr (last >= 3) lane[3] = lane[3] + p * x;
-}
-
-/* Four samples from sample i on; those behind the end count as 0. */
-template <class T> static inline OwnLane4 ownFourAt(const void* a, ptrdiff_t i, ptrdiff_t n)
-{
-    const char* at = (const char*)a + i * (ptrdiff_t)sizeof(T);
-    if (i + 4 <= n) return ownLoadLane4<T>(at);
-    T part[4] = {};
-    memcpy(part, at, (size_t)(n - i) * sizeof(T));
-    return ownLoadLane4<T>(part);
-}
-
-/* Bits: the sample type stands for them as a name alone. */
-struct OwnBit {};
-template <> inline OwnLane4 ownFourAt<OwnBit>(const void* a, ptrdiff_t i, ptrdiff_t)
-{
-    const int four = ((const uint8_t*)a)[i >> 3] >> (4 - (i & 4));
-    return ownSetLane4((float)(four >> 3 & 1), (float)(four >> 2 & 1), (float)(four >> 1 & 1), (float)(four & 1));
-}
-
-template <class T, int first, int last> static void ownMomentRun(void* state, const OwnSpan& span)
-{
-    OwnMoments& moments = *(OwnMoments*)state;
-    if (span.y != moments.row) ownEndRow(moments);
-    moments.row = span.y;
-    OwnLane4 lane[4] = {moments.lane[0], moments.lane[1], moments.lane[2], moments.lane[3]};
-    const float x0 = (float)(moments.x + span.x);
-    OwnLane4 x = ownSetLane4(x0, x0 + 1, x0 + 2, x0 + 3);
-    const OwnLane4 step = ownSetLane4(4, 4, 4, 4);
-    ptrdiff_t i = 0;
-    for (; i + 4 <= span.n; i += 4, x = x + step) ownAddFour<first, last>(lane, ownFourAt<T>(span.a, i, i + 4), x);
-    if (i < span.n) ownAddFour<first, last>(lane, ownFourAt<T>(span.a, i, span.n), x);
-    for (int m = first; m <= last; ++m) moments.lane[m] = lane[m];
-}
-
-/* The same, pixel by pixel. */
+/* One pixel. */
 template <class T> static inline float ownSampleAt(const void* a, ptrdiff_t i)
 {
     T sample;
@@ -91,28 +63,128 @@ template <> inline float ownSampleAt<OwnBit>(const void* a, ptrdiff_t i)
     return (float)(((const uint8_t*)a)[i >> 3] >> (7 - (i & 7)) & 1);
 }
 
+/* ---- Rows ---------------------------------------------------------------------------------------------------- */
+
+/* The current row, and the ten sums by powers of x and y. */
+struct OwnMoments {
+    float lane[4][4];          /* by the power of x */
+    double sum[4][4];          /* [m][n] */
+    int32_t x, y;              /* where the rectangle lies in the image */
+    int32_t row;               /* of the rectangle; -1: none yet */
+    int firstPower, lastPower; /* of x */
+};
+
+/* Adds the row's sums with the powers of y to the ten, and begins anew. */
+static void ownEndRow(OwnMoments& moments)
+{
+    const double y = (double)moments.y + moments.row;
+    const double power[4] = {1.0, y, y * y, y * y * y};
+    for (int m = moments.firstPower; m <= moments.lastPower && moments.row >= 0; ++m) {
+        const float* lane = moments.lane[m];
+        const double sum = lane[0] + lane[1] + lane[2] + lane[3];
+        for (int n = 0; m + n <= 3; ++n) moments.sum[m][n] += power[n] * sum;
+    }
+    memset(moments.lane, 0, sizeof(moments.lane));
+    moments.row = -1;
+}
+
+static void ownToRow(OwnMoments& moments, int32_t y)
+{
+    if (y != moments.row) ownEndRow(moments);
+    moments.row = y;
+}
+
+/* Pixels p of columns x: the powers that are wanted, p multiplied by x step by step. */
+template <int first, int last, int n>
+static inline void ownAddPowers(OwnRowLanes<n> lane[4], OwnRowLanes<n> p, OwnRowLanes<n> x)
+{
+    if constexpr (first == 0) lane[0] = lane[0] + p;
+    if constexpr (last >= 1) p = p * x;
+    if constexpr (first <= 1 && last >= 1) lane[1] = lane[1] + p;
+    if constexpr (last >= 2) p = p * x;
+    if constexpr (first <= 2 && last >= 2) lane[2] = lane[2] + p;
+    if constexpr (last >= 3) lane[3] = lane[3] + p * x;
+}
+
+/* Part of a row. */
+template <class T, int first, int last> static void ownMomentRow(OwnMoments& moments, const OwnSpan& span)
+{
+    OwnLane4 lane[4];
+    memcpy(lane, moments.lane, sizeof(lane));
+    const float x0 = (float)(moments.x + span.x), from[4] = {x0, x0 + 1, x0 + 2, x0 + 3}, four[4] = {4, 4, 4, 4};
+    OwnLane4 x = ownLoadLanes(from);
+    const OwnLane4 step = ownLoadLanes(four);
+    for (ptrdiff_t i = 0; i + 4 <= span.n; i += 4, x = x + step)
+        ownAddPowers<first, last>(lane, ownFourAt<T>(span.a, i), x);
+    if (span.n & 3) ownAddPowers<first, last>(lane, ownFourAt<T>(OwnRest<T>(span.a, span.n).four, 0), x);
+    memcpy(moments.lane, lane, sizeof(lane));
+}
+
+/* Four whole rows at once: the sums of each run in a chain, of which each step waits for the one before. */
+template <class T, int first, int last>
+static void ownMomentFourRows(OwnMoments& moments, const uint8_t* const row[4], ptrdiff_t n, int32_t y)
+{
+    OwnLane8 upper[4] = {}, lower[4] = {};
+    const float x0 = (float)moments.x, from[4] = {x0, x0 + 1, x0 + 2, x0 + 3}, four[4] = {4, 4, 4, 4};
+    OwnLane8 x = ownLoadLanes(from, from);
+    const OwnLane8 step = ownLoadLanes(four, four);
+    for (ptrdiff_t i = 0; i + 4 <= n; i += 4, x = x + step) {
+        ownAddPowers<first, last>(upper, ownFourAt<T>(row[0], row[1], i), x);
+        ownAddPowers<first, last>(lower, ownFourAt<T>(row[2], row[3], i), x);
+    }
+    if (n & 3) {
+        const OwnRest<T> a(row[0], n), b(row[1], n), c(row[2], n), d(row[3], n);
+        ownAddPowers<first, last>(upper, ownFourAt<T>(a.four, b.four, 0), x);
+        ownAddPowers<first, last>(lower, ownFourAt<T>(c.four, d.four, 0), x);
+    }
+    for (int r = 0; r < 4; ++r) {
+        ownToRow(moments, y + r);
+        for (int m = first; m <= last; ++m)
+            memcpy(moments.lane[m], (float*)&(r < 2 ? upper : lower)[m] + r % 2 * 4, 16);
+    }
+}
+
+template <class T, int first, int last> static void ownMomentRun(void* state, const OwnSpan& span)
+{
+    OwnMoments& moments = *(OwnMoments*)state;
+    int32_t y = 0;
+    const auto rowAt = [&](int32_t i) { return (const uint8_t*)span.a + i * span.rowStep; };
+    for (; y + 4 <= span.nRows; y += 4) {
+        const uint8_t* const row[4] = {rowAt(y), rowAt(y + 1), rowAt(y + 2), rowAt(y + 3)};
+        ownMomentFourRows<T, first, last>(moments, row, span.n, span.y + y);
+    }
+    for (; y < span.nRows; ++y) {
+        OwnSpan one = span;
+        one.a = rowAt(y);
+        ownToRow(moments, span.y + y);
+        ownMomentRow<T, first, last>(moments, one);
+    }
+}
+
+/* The same, pixel by pixel. */
 template <class T, int first, int last> static void ownMomentPlain(void* state, const OwnSpan& span)
 {
     OwnMoments& moments = *(OwnMoments*)state;
-    if (span.y != moments.row) ownEndRow(moments);
-    moments.row = span.y;
-    for (ptrdiff_t i = 0; i < span.n; ++i) {
-        float p = ownSampleAt<T>(span.a, i);
-        const float x = (float)(moments.x + span.x + (int32_t)i);
-        for (int m = 0; m <= last; ++m, p *= x)
-            if (m >= first) moments.lane[m].v[i % 4] += p;
+    for (int32_t y = 0; y < span.nRows; ++y) {
+        ownToRow(moments, span.y + y);
+        for (ptrdiff_t i = 0; i < span.n; ++i) {
+            float p = ownSampleAt<T>((const uint8_t*)span.a + y * span.rowStep, i);
+            const float x = (float)(moments.x + span.x + (int32_t)i);
+            for (int m = 0; m <= last; ++m, p *= x)
+                if (m >= first) moments.lane[m][i % 4] += p;
+        }
     }
 }
 
 template <class T, int first, int last>
-static constexpr OwnReduceRow ownMomentRow = {ownMomentRun<T, first, last>, ownMomentPlain<T, first, last>};
+static constexpr OwnReduceRow ownMomentRuns = {ownMomentRun<T, first, last>, ownMomentPlain<T, first, last>};
 
 #define OWN_MOMENT_ROWS(first, last)                                                                                   \
     {                                                                                                                  \
-        /*  1U */ ownMomentRow<OwnBit, first, last>, /*  8U */ ownMomentRow<uint8_t, first, last>,                     \
-            /*  8S */ ownMomentRow<int8_t, first, last>, /* 16U */ ownMomentRow<uint16_t, first, last>,                \
-            /* 16S */ ownMomentRow<int16_t, first, last>, /* 32S */ ownMomentRow<int32_t, first, last>,                \
-            /* 32F */ ownMomentRow<float, first, last>,                                                                \
+        /*  1U */ ownMomentRuns<OwnBit, first, last>, /*  8U */ ownMomentRuns<uint8_t, first, last>,                   \
+            /*  8S */ ownMomentRuns<int8_t, first, last>, /* 16U */ ownMomentRuns<uint16_t, first, last>,              \
+            /* 16S */ ownMomentRuns<int16_t, first, last>, /* 32S */ ownMomentRuns<int32_t, first, last>,              \
+            /* 32F */ ownMomentRuns<float, first, last>,                                                               \
     }
 
 /* All powers of x; one of them alone. */
@@ -160,7 +232,7 @@ static bool ownSumMoments(const OwnFace& face, const VekImage* image, const VekR
     OwnReduction reduction = {};
     reduction.nImages = 1;
     reduction.channels[0] = {region.coi > 0 ? region.coi - 1 : 0, 1, true};
-    reduction.byChannel = reduction.byRow = true;
+    reduction.byChannel = reduction.byRow = reduction.inBlocks = true;
     reduction.run = rows[ownSlot(image->depth)].run;
     reduction.state = moments;
     moments->row = -1;

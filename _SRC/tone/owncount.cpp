@@ -14,26 +14,44 @@ template <class T> static void ownCountPlain(void* state, const OwnSpan& span)
     }
 }
 
-/* 8 bits. A counter that is raised must be stored before it can be raised again, so eight tables take turns: neighbouring
- * samples of one level then don't wait for each other. */
+/* 8 bits. A counter that is raised must be stored before it can be raised again, so tables take turns: neighbouring samples
+ * of one level then don't wait for each other. */
+typedef uint32_t OwnTurns[OWN_COUNT_TURNS][256];
+
+static inline void ownCountTurn(OwnTurns& turn, const uint8_t* a, uint32_t times)
+{
+    uint64_t word;
+    uint32_t rest;
+    memcpy(&word, a, 8);
+    memcpy(&rest, a + 8, 4);
+    if (std::endian::native == std::endian::big) word = __builtin_bswap64(word), rest = __builtin_bswap32(rest);
+    for (int i = 0; i < 8; ++i) turn[i][word >> 8 * i & 0xFF] += times;
+    for (int i = 0; i < 4; ++i) turn[8 + i][rest >> 8 * i & 0xFF] += times;
+}
+
+/* Areas of one colour are counted at once: where each sample of a piece is the same as the one a turn before. */
+static constexpr ptrdiff_t OWN_COUNT_PIECE = 8 * OWN_COUNT_TURNS;
+static inline bool ownRepeats(const uint8_t* a)
+{
+    constexpr ptrdiff_t n = OWN_COUNT_PIECE - OWN_COUNT_TURNS;
+    OwnVec<uint8_t> unlike = {};
+    for (ptrdiff_t i = 0; i < n; i += OWN_VEC_BYTES) {
+        const uint8_t* at = a + std::min(i, n - OWN_VEC_BYTES);
+        unlike = unlike | (ownLoad<uint8_t>(at) ^ ownLoad<uint8_t>(at + OWN_COUNT_TURNS));
+    }
+    return ownIsZero(unlike);
+}
+
 static void ownCountRun8(void* state, const OwnSpan& span)
 {
-    uint32_t(*turn)[256] = (uint32_t(*)[256])state;
+    OwnTurns& turn = *(OwnTurns*)state;
     const uint8_t* a = (const uint8_t*)span.a;
     ptrdiff_t i = 0;
-    for (; i + 8 <= span.n; i += 8) {
-        uint64_t word;
-        memcpy(&word, a + i, 8);
-        ++turn[0][word & 0xFF];
-        ++turn[1][word >> 8 & 0xFF];
-        ++turn[2][word >> 16 & 0xFF];
-        ++turn[3][word >> 24 & 0xFF];
-        ++turn[4][word >> 32 & 0xFF];
-        ++turn[5][word >> 40 & 0xFF];
-        ++turn[6][word >> 48 & 0xFF];
-        ++turn[7][word >> 56];
-    }
-    for (; i < span.n; ++i) ++turn[0][a[i]];
+    for (; i + OWN_COUNT_PIECE <= span.n; i += OWN_COUNT_PIECE)
+        if (ownRepeats(a + i)) ownCountTurn(turn, a + i, OWN_COUNT_PIECE / OWN_COUNT_TURNS);
+        else
+            for (int j = 0; j < OWN_COUNT_PIECE; j += OWN_COUNT_TURNS) ownCountTurn(turn, a + i + j, 1);
+    for (; i < span.n; ++i) ++turn[i % OWN_COUNT_TURNS][a[i]];
 }
 
 /* Bits. Spare ones of the last byte are 0. */
@@ -43,10 +61,10 @@ static void ownCountBits(void* state, const OwnSpan& span)
     const uint8_t* a = (const uint8_t*)span.a;
     const ptrdiff_t bytes = (span.n + 7) >> 3;
     ptrdiff_t i = 0, ones = 0;
-    for (; i + 8 <= bytes; i += 8) {
-        uint64_t word;
-        memcpy(&word, a + i, 8);
-        ones += std::popcount(word);
+    for (; i + 32 <= bytes; i += 32) {
+        uint64_t word[4];
+        memcpy(word, a + i, 32);
+        ones += (std::popcount(word[0]) + std::popcount(word[1])) + (std::popcount(word[2]) + std::popcount(word[3]));
     }
     for (; i < bytes; ++i) ones += std::popcount(a[i]);
     counters[1] += (uint32_t)ones;
@@ -69,29 +87,37 @@ const OwnReduceRow ownCountRows[OWN_DEPTHS] = {
 
 /* ---- Images -------------------------------------------------------------------------------------------------- */
 
-/* One channel. What eight tables have counted in turns is added up. */
-static void ownCountChannel(OwnReduction& reduction, uint32_t* counters)
+/* All channels of 8-bit pixels at once: table t has channel t % step. */
+static void ownCountPixels(OwnReduction& reduction, const OwnChannels& channels, uint32_t* counters)
 {
-    reduction.state = counters;
-    if (reduction.image[0]->depth != VEK_DEPTH_8U) return ownReduce(reduction);
-    uint32_t turn[OWN_COUNT_TURNS][256] = {};
+    OwnTurns turn = {};
+    const int32_t step = reduction.channels[0].count;
     reduction.state = turn;
     ownReduce(reduction);
-    for (const uint32_t* table : turn)
-        for (int level = 0; level < 256; ++level) counters[level] += table[level];
+    for (int32_t t = 0; t < OWN_COUNT_TURNS; ++t)
+        for (int level = 0; level < 256 && t % step < channels.count; ++level)
+            counters[t % step * 256 + level] += turn[t][level];
 }
 
-/* An untiled image, one channel after the other. */
+/* An untiled image: its pixels whole, or one channel after the other. */
 static void ownCountRegion(const VekImage* image, const OwnChannels& channels, uint32_t* counters)
 {
+    const int32_t nSamples = image->dataOrder == VEK_DATA_ORDER_PIXEL && !channels.single ? image->nChannels : 1;
+    const bool isByte = image->depth == VEK_DEPTH_8U, isWhole = isByte && OWN_COUNT_TURNS % nSamples == 0;
     OwnReduction reduction = {};
     reduction.nImages = 1;
     reduction.image[0] = image;
-    reduction.byChannel = true;
     reduction.run = ownCountRows[ownSlot(image->depth)].run;
-    for (int32_t c = 0; c < channels.count; ++c) {
+    if (isWhole && nSamples > 1) {
+        reduction.channels[0] = {0, nSamples, false};
+        return ownCountPixels(reduction, channels, counters);
+    }
+    reduction.byChannel = true;
+    for (int32_t c = 0; c < channels.count; ++c, counters += ownLevels(image)) {
         reduction.channels[0] = {channels.first + c, 1, channels.single};
-        ownCountChannel(reduction, counters + c * (ptrdiff_t)ownLevels(image));
+        reduction.state = counters;
+        if (isByte) ownCountPixels(reduction, {0, 1, true}, counters);
+        else ownReduce(reduction);
     }
 }
 

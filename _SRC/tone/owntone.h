@@ -16,9 +16,9 @@ template <class T> static inline T* ownTables(int32_t nChannels, int32_t each)
     return tables;
 }
 
-/* Runs that count the samples of one channel, by depth: their state is a table of counters, at 8 bits eight tables that
- * count together. */
-enum { OWN_COUNT_TURNS = 8 };
+/* Runs that count samples, by depth: their state is a table of counters, at 8 bits OWN_COUNT_TURNS tables that take turns.
+ * So a table has samples of one channel alone, also where pixels of 2, 3, 4, 6 or 12 samples are taken whole. */
+enum { OWN_COUNT_TURNS = 12 };
 extern const OwnReduceRow ownCountRows[OWN_DEPTHS];
 
 /* Adds the samples of the image's region to the channels' counters, whatever its mask. False when a tile did not come, which

@@ -8,6 +8,13 @@ static VekLUT* ownLut(VekLUT* const* lut, const OwnChannels& channels, int32_t c
     return lut[channels.single ? channels.first : c];
 }
 
+static bool ownIsRising(const VekLUT& lut)
+{
+    int32_t nFalls = 0;
+    for (int32_t i = 0; i < lut.num - 1; ++i) nFalls += lut.key[i] > lut.key[i + 1];
+    return nFalls == 0;
+}
+
 /* The tests of the tables. */
 static bool ownTestTables(const OwnFace& face, VekLUT* const* lut, const OwnChannels& channels, int32_t histSize)
 {
@@ -19,17 +26,18 @@ static bool ownTestTables(const OwnFace& face, VekLUT* const* lut, const OwnChan
         OWN_REFUSE_IF(lut[k]->num < 2, false);
         OWN_REFUSE_IF(lut[k]->key[0] < 0, false);
         OWN_REFUSE_IF(lut[k]->key[lut[k]->num-1] > histSize, false);
-        for (int32_t i = 0; i < lut[k]->num - 1; ++i) OWN_REFUSE_IF(lut[k]->key[i] > lut[k]->key[i+1], false);
+        OWN_REFUSE_TEXT_IF(!ownIsRising(*lut[k]), "lut[k]->key[i] > lut[k]->key[i+1]", false);
     }
     return true;
 }
 
-/* value[i] = the counters of bin i, summed. */
+/* value[i] = the counters of bin i, summed. Most often a bin is one level, or there are few. */
 static void ownSumBins(VekLUT& lut, const uint32_t* counters)
 {
     for (int32_t i = 0; i < lut.num - 1; ++i) {
-        uint32_t sum = 0;
-        for (int32_t level = lut.key[i]; level < lut.key[i + 1]; ++level) sum += counters[level];
+        const int32_t from = lut.key[i], to = lut.key[i + 1];
+        uint32_t sum = from < to ? counters[from] : 0;
+        for (int32_t level = from + 1; level < to; ++level) sum += counters[level];
         lut.value[i] = (int32_t)sum;
     }
 }
@@ -82,9 +90,10 @@ template <class T> static void ownFillStretch(T* map, const VekLUT& lut)
 {
     for (int32_t g = 0; g <= std::numeric_limits<T>::max(); ++g) map[g] = (T)g;
     for (int32_t i = 0; i < lut.num - 1; ++i) {
-        const uint32_t slope = lut.interpolated ? (uint32_t)lut.factor[i] : 0;
-        for (int32_t g = lut.key[i]; g < lut.key[i + 1]; ++g)
-            map[g] = (T)((uint32_t)(g - lut.key[i]) * slope + (uint32_t)lut.value[i]);
+        const int32_t from = lut.key[i], to = lut.key[i + 1];
+        const uint32_t slope = lut.interpolated ? (uint32_t)lut.factor[i] : 0, value = (uint32_t)lut.value[i];
+        if (from < to) map[from] = (T)value;
+        for (int32_t g = from + 1; g < to; ++g) map[g] = (T)((uint32_t)(g - from) * slope + value);
     }
 }
 
