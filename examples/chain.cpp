@@ -139,7 +139,7 @@ static std::string runAsFloat(const Operation& operation, VekImage* image, Frame
 
 /* With a second picture: the file with that name, or the rings where there is no name. */
 static std::string runOnTwo(const Operation& operation, VekImage* image, Frame* frame, const std::string& path,
-                            StepTime* time)
+                            const Numbers& numbers, StepTime* time)
 {
     BmpFile file;
     Image second;
@@ -155,16 +155,28 @@ static std::string runOnTwo(const Operation& operation, VekImage* image, Frame* 
     VekROI roi = frame->roi;
     if (second->nChannels == 1) roi.coi = 0;
     second->roi = &roi;
-    runTimed(operation, image, frame, second.get(), {}, time);
+    runTimed(operation, image, frame, second.get(), numbers, time);
     return "";
+}
+
+/* Takes the path from between an operation's name and its numbers. A path may have colons in it. */
+static std::string takePath(std::string* rest, int nNumbers)
+{
+    size_t end = rest->size();
+    for (int i = 0; i < nNumbers && end != std::string::npos; ++i) end = rest->rfind(':', end - 1);
+    if (end == std::string::npos || end == 0) return "";
+    const std::string path = rest->substr(1, end - 1);
+    rest->erase(0, end);
+    return path;
 }
 
 static std::string runOperation(Chain* chain, const Operation& operation, const std::string& step, StepTime* time)
 {
     const bool isOnTwo = operation.shape == TWO_PICTURES;
     Numbers numbers;
-    const std::string rest = step.substr(std::string(operation.name).size());
-    if (!isOnTwo && !parseNumbers(splitAtColons(rest), (size_t)operation.nNumbers, &numbers))
+    std::string path, rest = step.substr(std::string(operation.name).size());
+    if (isOnTwo) path = takePath(&rest, operation.nNumbers);
+    if (!parseNumbers(splitAtColons(rest), (size_t)operation.nNumbers, &numbers))
         return operation.nNumbers > 1
                    ? "takes " + std::to_string(operation.nNumbers) + " numbers of 32 bits, each after a colon"
                : operation.nNumbers ? "takes one number of 32 bits after a colon"
@@ -172,7 +184,7 @@ static std::string runOperation(Chain* chain, const Operation& operation, const 
     Frame frame = makeFrame(*chain);
     if (chain->mask != Chain::NO_MASK && !frame.mask) return "needs more memory than there is";
     VekImage* image = chain->image;
-    if (isOnTwo) return runOnTwo(operation, image, &frame, rest.empty() ? rest : rest.substr(1), time);
+    if (isOnTwo) return runOnTwo(operation, image, &frame, path, numbers, time);
     if (operation.shape == AS_FLOAT) return runAsFloat(operation, image, &frame, numbers, time);
     if (operation.shape == AS_SIGNED) image->depth = VEK_DEPTH_8S;
     runTimed(operation, image, &frame, nullptr, numbers, time);

@@ -3,6 +3,7 @@
 
 #include "colours.h"
 #include "spectra.h"
+#include "tones.h"
 #include "warps.h"
 
 #include "scene.h"
@@ -102,6 +103,10 @@ const Operation operations[] = {
     {"tobits",   ONE_PICTURE,  0, "src > 0: white",    "subs:60,tobits",[](In a, In, Out d, N) { throughBits(a, d, 0, 255, vekConvert); }},
     {"togray1",  ONE_PICTURE,  1, "src >= n as 1 bit: light or dark grey", "togray1:100",
                                                                         [](In a, In, Out d, N n) { throughBits(a, d, 64, 192, [&](In s, Out b) { vekThreshold(s, b, n.whole()); }); }},
+    {"equalize", ONE_PICTURE,  0, "levels spread",     "subs:90,equalize", [](In, In, Out d, N) { equalizePicture(d); }},
+    {"stretch",  ONE_PICTURE,  2, "lo..hi to 0..255",  "stretch:60:160", [](In, In, Out d, N n) { stretchPicture(d, n.whole(), (int32_t)n.values[1]); }},
+    {"histogram",ONE_PICTURE,  0, "counts of levels",  "histogram",     [](In, In, Out d, N) { drawHistogram(d); }},
+    {"moments",  ONE_PICTURE,  0, "centre and spread", "moments",       [](In, In, Out d, N) { drawMoments(d); }},
     {"copy",     TWO_PICTURES, 0, "second",            "roi:64:48:128:96,copy", [](In, In b, Out d, N) { vekCopy(b, d); }},
     {"add",      TWO_PICTURES, 0, "src + second",      "add",           [](In a, In b, Out d, N) { vekAdd(a, b, d); }},
     {"sub",      TWO_PICTURES, 0, "src - second",      "sub",           [](In a, In b, Out d, N) { vekSubtract(a, b, d); }},
@@ -109,6 +114,7 @@ const Operation operations[] = {
     {"and",      TWO_PICTURES, 0, "src AND second",    "and",           [](In a, In b, Out d, N) { vekAnd(a, b, d); }},
     {"or",       TWO_PICTURES, 0, "src OR second",     "or",            [](In a, In b, Out d, N) { vekOr(a, b, d); }},
     {"xor",      TWO_PICTURES, 0, "src XOR second",    "xor",           [](In a, In b, Out d, N) { vekXor(a, b, d); }},
+    {"over",     TWO_PICTURES, 1, "second, alpha n, over src", "over:96", [](In a, In b, Out d, N n) { vekAlphaCompositeC(b, a, d, COMPOSITE_OVER, n.whole(), 255, 0, 0); }},
     {"spectrum", AS_FLOAT,     0, "log |spectrum|",    "spectrum",      [](In, In, Out d, N) { drawSpectrum(d); }},
     {"lowpass",  AS_FLOAT,     1, "below n waves",     "lowpass:12",    [](In, In, Out d, N n) { keepLowFrequencies(d, n.real()); }},
     {"max",      ONE_PICTURE,  1, "max of n x n",      "max:5",         [](In, In, Out d, N n) { runRank(vekMaxFilter, d, n); }},

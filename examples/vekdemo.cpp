@@ -23,10 +23,10 @@ static void printUsage(FILE* stream)
     fputs(usage, stream);
     for (int i = 0; i < nOperations; ++i) {
         const Operation& operation = operations[i];
-        const std::string call = operation.name + std::string(operation.nNumbers > 1            ? ":n:n..."
-                                                              : operation.nNumbers              ? ":n"
-                                                              : operation.shape == TWO_PICTURES ? "[:second]"
-                                                                                                : "");
+        const std::string call = std::string(operation.name) + (operation.shape == TWO_PICTURES ? "[:second]" : "") +
+                                 (operation.nNumbers > 1 ? ":n:n..."
+                                  : operation.nNumbers   ? ":n"
+                                                         : "");
         fprintf(stream, "  %-16s  %s\n", call.c_str(), operation.formula);
     }
 }

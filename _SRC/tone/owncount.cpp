@@ -4,12 +4,12 @@
 
 /* ---- Runs ---------------------------------------------------------------------------------------------------- */
 
-template <class T> static void ownCountPlain(void* state, const OwnSpan& span)
+static void ownCountRun16(void* state, const OwnSpan& span)
 {
     uint32_t* counters = (uint32_t*)state;
     for (ptrdiff_t i = 0; i < span.n; ++i) {
-        T level;
-        memcpy(&level, (const char*)span.a + i * (ptrdiff_t)sizeof(T), sizeof(T));
+        uint16_t level;
+        memcpy(&level, (const char*)span.a + 2 * i, 2);
         ++counters[level];
     }
 }
@@ -17,6 +17,10 @@ template <class T> static void ownCountPlain(void* state, const OwnSpan& span)
 /* 8 bits. A counter that is raised must be stored before it can be raised again, so tables take turns: neighbouring samples
  * of one level then don't wait for each other. */
 typedef uint32_t OwnTurns[OWN_COUNT_TURNS][256];
+static void ownCountPlain8(void* state, const OwnSpan& span)
+{
+    for (ptrdiff_t i = 0; i < span.n; ++i) ++(*(OwnTurns*)state)[i % OWN_COUNT_TURNS][((const uint8_t*)span.a)[i]];
+}
 
 static inline void ownCountTurn(OwnTurns& turn, const uint8_t* a, uint32_t times)
 {
@@ -77,9 +81,9 @@ static void ownCountBitsPlain(void* state, const OwnSpan& span)
 
 const OwnReduceRow ownCountRows[OWN_DEPTHS] = {
     /*  1U */ {ownCountBits, ownCountBitsPlain},
-    /*  8U */ {ownCountRun8, ownCountPlain<uint8_t>},
+    /*  8U */ {ownCountRun8, ownCountPlain8},
     /*  8S */ {},
-    /* 16U */ {ownCountPlain<uint16_t>, ownCountPlain<uint16_t>},
+    /* 16U */ {ownCountRun16, ownCountRun16},
     /* 16S */ {},
     /* 32S */ {},
     /* 32F */ {},

@@ -27,32 +27,26 @@ struct OwnRowsOf16 {
     }
 };
 
-/* The samples of the quarter, as if all x were in it; place[r] is what picks from its row r. */
-template <int n>
-static inline void ownLookUpQuarter(const OwnVec<uint8_t>* row, const OwnVec<int8_t> (&place)[OwnRowsOf16::QUARTER][n],
-                                    OwnVec<uint8_t> (&y)[n])
+/* The sample of the quarter for each x, as if all x were in it; place[r] is what picks from its row r. */
+static inline OwnVec<uint8_t> ownLookUpQuarter(const OwnVec<uint8_t>* row, const OwnVec<int8_t>* place)
 {
-    for (int i = 0; i < n; ++i) y[i] = ownPick16(row[0], place[0][i]);
-    for (int r = 1; r < OwnRowsOf16::QUARTER; ++r)
-        for (int i = 0; i < n; ++i) y[i] = y[i] ^ ownPick16(row[r], place[r][i]);
+    OwnVec<uint8_t> y = ownPick16(row[0], place[0]);
+    for (int r = 1; r < OwnRowsOf16::QUARTER; ++r) y = y ^ ownPick16(row[r], place[r]);
+    return y;
 }
 
-/* x[i] = map[x[i]], for several vectors at once, since they share the rows. */
-template <int n> static inline void ownLookUp(const OwnRowsOf16& rows, OwnVec<uint8_t> (&x)[n])
+/* map[x]. */
+static inline OwnVec<uint8_t> ownLookUp(const OwnRowsOf16& rows, OwnVec<uint8_t> x)
 {
     enum { QUARTER = OwnRowsOf16::QUARTER };
-    OwnVec<int8_t> place[QUARTER][n];
-    for (int i = 0; i < n; ++i) place[0][i] = ownAs<int8_t>(x[i]) & ownSet<int8_t>(63);
-    for (int r = 1; r < QUARTER; ++r)
-        for (int i = 0; i < n; ++i) place[r][i] = place[r - 1][i] - ownSet<int8_t>(16);
-    OwnVec<uint8_t> half[2][n], upper[n];
-    for (int h = 0; h < 2; ++h) {
-        ownLookUpQuarter(rows.row + 2 * h * QUARTER, place, half[h]);
-        ownLookUpQuarter(rows.row + (2 * h + 1) * QUARTER, place, upper);
-        /* The second highest bit, brought to the top, chooses in the half. */
-        for (int i = 0; i < n; ++i) half[h][i] = ownSelectTop(x[i] + x[i], upper[i], half[h][i]);
-    }
-    for (int i = 0; i < n; ++i) x[i] = ownSelectTop(x[i], half[1][i], half[0][i]);
+    OwnVec<int8_t> place[QUARTER] = {ownAs<int8_t>(x) & ownSet<int8_t>(63)};
+    for (int r = 1; r < QUARTER; ++r) place[r] = place[r - 1] - ownSet<int8_t>(16);
+    const OwnVec<uint8_t>* row = rows.row;
+    const OwnVec<uint8_t> odd = x + x; /* the second highest bit comes to the top, and chooses in the half */
+    const OwnVec<uint8_t> low = ownSelectTop(odd, ownLookUpQuarter(row + QUARTER, place), ownLookUpQuarter(row, place)),
+                          high = ownSelectTop(odd, ownLookUpQuarter(row + 3 * QUARTER, place),
+                                              ownLookUpQuarter(row + 2 * QUARTER, place));
+    return ownSelectTop(x, high, low);
 }
 
 static void ownMapRun8(void* out, const void* a, const void*, ptrdiff_t n, const void* k)
@@ -62,12 +56,7 @@ static void ownMapRun8(void* out, const void* a, const void*, ptrdiff_t n, const
     if (n < 4 * OWN_VEC_BYTES) return ownMapPlain<uint8_t>(out, a, nullptr, n, k);
     const OwnRowsOf16 rows(map);
     ptrdiff_t i = 0;
-    for (; i + 2 * OWN_VEC_BYTES <= n; i += 2 * OWN_VEC_BYTES) {
-        OwnVec<uint8_t> x[2] = {ownLoad<uint8_t>(src + i), ownLoad<uint8_t>(src + i + OWN_VEC_BYTES)};
-        ownLookUp(rows, x);
-        ownStore(dst + i, x[0]);
-        ownStore(dst + i + OWN_VEC_BYTES, x[1]);
-    }
+    for (; i + OWN_VEC_BYTES <= n; i += OWN_VEC_BYTES) ownStore(dst + i, ownLookUp(rows, ownLoad<uint8_t>(src + i)));
     ownMapPlain<uint8_t>(dst + i, src + i, nullptr, n - i, k);
 }
 
@@ -101,20 +90,17 @@ template <int step> static void ownMapPlanes(uint8_t* out, const uint8_t* a, ptr
 {
     constexpr ptrdiff_t block = step * OWN_VEC_BYTES;
     const uint8_t* map = (const uint8_t*)k.maps;
-    const OwnRowsOf16 rows[3] = {OwnRowsOf16(map), OwnRowsOf16(map + 256), OwnRowsOf16(map + 512)};
+    const OwnRowsOf16 rows[4] = {OwnRowsOf16(map), OwnRowsOf16(map + 256), OwnRowsOf16(map + 512),
+                                 OwnRowsOf16(map + (k.nMaps == 4 ? 768 : 0))};
     ptrdiff_t i = 0;
     for (; i + block <= n; i += block)
         if constexpr (step == 3) {
             const OwnTriple<uint8_t> x = ownLoad3<uint8_t>(a + i);
-            OwnVec<uint8_t> y[3][1] = {{x.a}, {x.b}, {x.c}};
-            for (int c = 0; c < 3; ++c) ownLookUp(rows[c], y[c]);
-            ownStore3(out + i, y[0][0], y[1][0], y[2][0]);
+            ownStore3(out + i, ownLookUp(rows[0], x.a), ownLookUp(rows[1], x.b), ownLookUp(rows[2], x.c));
         } else {
             const OwnQuad<uint8_t> x = ownLoad4<uint8_t>(a + i);
-            OwnVec<uint8_t> y[3][1] = {{x.a}, {x.b}, {x.c}}, last[1] = {x.d};
-            for (int c = 0; c < 3; ++c) ownLookUp(rows[c], y[c]);
-            if (k.nMaps == 4) ownLookUp(OwnRowsOf16(map + 768), last);
-            ownStore4(out + i, y[0][0], y[1][0], y[2][0], last[0]);
+            ownStore4(out + i, ownLookUp(rows[0], x.a), ownLookUp(rows[1], x.b), ownLookUp(rows[2], x.c),
+                      k.nMaps == 4 ? ownLookUp(rows[3], x.d) : x.d);
         }
     ownMapPixels<uint8_t, 0>(out + i, a + i, n - i, k);
 }

@@ -61,35 +61,43 @@ static std::vector<std::pair<std::string, const OwnBlendKernel*>> allKernels()
     return kernels;
 }
 
-/* Each run around the vector's length, at unaligned starts, apart and over its operands, with and without write lanes. */
+/* Each run around the vector's length, at unaligned starts, apart and over its operands, with and without write lanes, with
+ * operands that repeat, and with alphas in pixels of four. */
 TEST(ComposeKernels, PackedEqualsPlain)
 {
     enum { OUT, A, B, ALPHA_A, ALPHA_B, WRITE, RUNS };
     Random random(7);
     for (const auto& [name, kernel] : allKernels())
         for (int slot = 0; slot < OWN_BLEND_DEPTHS; ++slot)
-            for (ptrdiff_t n = 0; n <= 3 * OWN_VEC_BYTES + 1; n += n < 9 ? 1 : 1 + draw(random, 0, 5))
+            for (ptrdiff_t any = 0; any <= 3 * OWN_VEC_BYTES + 4; any += any < 9 ? 1 : 1 + draw(random, 0, 5))
                 for (int over : {OUT, A, B, ALPHA_A}) {
+                    const bool isFourth = draw(random, 0, 2) == 0, writes = isFourth || draw(random, 0, 1);
+                    const ptrdiff_t n = isFourth ? any & ~3 : any;
                     const size_t size = slot == OWN_BLEND_8U ? 1 : 2, bytes = (size_t)n * size;
-                    const bool writes = draw(random, 0, 1);
+                    bool repeats[RUNS] = {};
+                    for (int i : {ALPHA_A, ALPHA_B, WRITE}) repeats[i] = i != over && draw(random, 0, 1);
                     std::vector<std::unique_ptr<GuardedBlock>> run;
                     for (int i = 0; i < RUNS; ++i) {
-                        run.push_back(std::make_unique<GuardedBlock>(bytes));
-                        for (size_t k = 0; k < bytes; ++k)
-                            run[i]->data[k] = (uint8_t)(draw(random, 0, 4) ? random() : 255);
+                        const size_t all = repeats[i] ? OWN_VEC_BYTES : bytes, period = isFourth ? 4 * size : size;
+                        run.push_back(std::make_unique<GuardedBlock>(all));
+                        uint8_t* data = run[i]->data;
+                        for (size_t k = 0; k < all; ++k) data[k] = (uint8_t)(draw(random, 0, 4) ? random() : 255);
+                        for (size_t k = 0; k < all / size && i == WRITE; ++k)
+                            memset(data + k * size, draw(random, 0, 1) ? 255 : 0, size);
+                        for (size_t k = period; k < all && repeats[i]; ++k) data[k] = data[k - period];
                     }
-                    for (size_t k = 0; k < (size_t)n; ++k)
-                        memset(run[WRITE]->data + k * size, draw(random, 0, 1) ? 255 : 0, size);
                     std::vector<uint8_t> result[2];
                     for (int plain = 0; plain < 2; ++plain) {
                         std::vector<uint8_t> kept(run[over]->data, run[over]->data + bytes);
                         (plain ? kernel[slot].plain
                                : kernel[slot].run)({run[over]->data, run[A]->data, run[B]->data, run[ALPHA_A]->data,
-                                                    run[ALPHA_B]->data, writes ? run[WRITE]->data : nullptr, n});
+                                                    run[ALPHA_B]->data, writes ? run[WRITE]->data : nullptr, n,
+                                                    repeats[ALPHA_A], repeats[ALPHA_B], repeats[WRITE], isFourth});
                         result[plain].assign(run[over]->data, run[over]->data + bytes);
                         std::copy(kept.begin(), kept.end(), run[over]->data);
                     }
-                    ASSERT_EQ(result[0], result[1]) << name << " slot " << slot << " n=" << n << " over " << over;
+                    ASSERT_EQ(result[0], result[1]) << name << " slot " << slot << " n=" << n << " over " << over
+                                                    << " fourth " << isFourth << " writes " << writes;
                 }
 }
 

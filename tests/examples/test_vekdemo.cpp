@@ -102,6 +102,7 @@ template <class F> Bytes expected(int nChannels, F f)
 
 /* Of a pixel of the file: blue, and one and two more. */
 int grayOf(int blue) { return (18 * blue + 183 * (blue + 1) + 54 * (blue + 2)) >> 8; }
+int mulScaled(int a, int b) { return (a * b + (a * b >> 8) + 1) >> 8; }
 
 typedef int Sample(int value, int x, int y, int channel);
 
@@ -136,6 +137,22 @@ TEST(Vekdemo, ComputesWhatTheChainSays)
                                                                            : 64; }},
         {"invert,roi:0:0:2:4,copy:" + second, [](int v, int x, int, int) { return x < 2 ? v : 255 - v; }},
         {"add:" + second, [](int v, int, int, int) { return 2 * v; }},
+        {"invert,over:" + second + ":64",
+         [](int v, int, int, int) { return mulScaled(v, 64) + (255 - v) - mulScaled(255 - v, 64); }},
+        {"stretch:10:30", [](int v, int, int, int) { return (v - 10) * 255 / 20; }},
+        {"mask:checker,coi:1,stretch:30:20",
+         [](int v, int x, int y, int c) { return (x + y) % 2 == 0 || c > 1 ? v
+                                                 : v > 30                  ? 255
+                                                                           : 0; }},
+        {"threshold:20,equalize", [](int v, int, int, int c) { return v >= 20  ? 255
+                                                                      : c == 1 ? 114
+                                                                               : 102; }},
+        {"set:153,histogram", [](int, int x, int, int) { return x == 3 ? 255 : 0; }},
+        {"set:0,moments", [](int, int, int, int) { return 0; }},
+        {"roi:0:0:4:4,set:9,roi:0:0:1:1,moments",
+         [](int v, int x, int y, int) { return x + y == 0 ? 255
+                                               : x < 4    ? 9
+                                                          : v; }},
         {"xor:" + second, [](int, int, int, int) { return 0; }},
         {"gray", [](int v, int, int, int c) { return grayOf(v - c + 1); }},
         {"mask:checker,gray", [](int v, int x, int y, int c) { return (x + y) % 2 ? grayOf(v - c + 1) : v; }},
@@ -273,6 +290,8 @@ TEST(Vekdemo, NamesWhatIsWrongWithAStep)
         {"adds:5000000000", "takes one number of 32 bits after a colon"},
         {"adds:nan", "takes one number of 32 bits after a colon"},
         {"invert:1", "takes nothing after its name"},
+        {"over", "takes one number of 32 bits after a colon"},
+        {"over:" + lost, "takes one number of 32 bits after a colon"},
         {"roi:0:0:5", "is to be roi:x:y:width:height, or roi:all"},
         {"roi:5:0:1:1", "is outside the picture"},
         {"roi:0:-1:1:1", "is outside the picture"},
