@@ -106,7 +106,7 @@ const Operation operations[] = {
     {"equalize", ONE_PICTURE,  0, "levels spread",     "subs:90,equalize", [](In, In, Out d, N) { equalizePicture(d); }},
     {"stretch",  ONE_PICTURE,  2, "lo..hi to 0..255",  "stretch:60:160", [](In, In, Out d, N n) { stretchPicture(d, n.whole(), (int32_t)n.values[1]); }},
     {"histogram",ONE_PICTURE,  0, "counts of levels",  "histogram",     [](In, In, Out d, N) { drawHistogram(d); }},
-    {"moments",  ONE_PICTURE,  0, "centre and spread", "moments",       [](In, In, Out d, N) { drawMoments(d); }},
+    {"moments",  ONE_PICTURE,  0, "centre and spread", "subs:200,moments", [](In, In, Out d, N) { drawMoments(d); }},
     {"copy",     TWO_PICTURES, 0, "second",            "roi:64:48:128:96,copy", [](In, In b, Out d, N) { vekCopy(b, d); }},
     {"add",      TWO_PICTURES, 0, "src + second",      "add",           [](In a, In b, Out d, N) { vekAdd(a, b, d); }},
     {"sub",      TWO_PICTURES, 0, "src - second",      "sub",           [](In a, In b, Out d, N) { vekSubtract(a, b, d); }},

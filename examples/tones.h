@@ -13,7 +13,7 @@ void stretchPicture(VekImage* picture, int32_t low, int32_t high);
 /* The picture replaced by the histograms of its channels, each drawn in its own one. */
 void drawHistogram(VekImage* picture);
 
-/* In each channel the centre of mass, and the ellipse that has the same moments of second order, twice as large. */
+/* In each channel the centre of mass, and the even ellipse that has the same moments of second order. */
 void drawMoments(VekImage* picture);
 
 #endif
