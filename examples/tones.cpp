@@ -7,13 +7,13 @@
 #include <numeric>
 #include <vector>
 
-/* Tables of one bin a level, one for each channel of a picture. */
-struct Tables {
+/* LevelTables of one bin a level, one for each channel of a picture. */
+struct LevelTables {
     std::vector<int32_t> key, value;
     std::vector<VekLUT> tables;
     std::vector<VekLUT*> lut;
 
-    explicit Tables(int32_t nChannels) : key(257), value(257 * (size_t)nChannels), tables((size_t)nChannels)
+    explicit LevelTables(int32_t nChannels) : key(257), value(257 * (size_t)nChannels), tables((size_t)nChannels)
     {
         std::iota(key.begin(), key.end(), 0);
         for (VekLUT& table : tables) {
@@ -35,14 +35,14 @@ template <class F> static void eachChannel(VekImage* picture, F visit)
 
 void equalizePicture(VekImage* picture)
 {
-    Tables tables(picture->nChannels);
+    LevelTables tables(picture->nChannels);
     vekComputeHisto(picture, tables.lut.data());
     vekHistoEqualize(picture, picture, tables.lut.data());
 }
 
 void stretchPicture(VekImage* picture, int32_t low, int32_t high)
 {
-    Tables tables(picture->nChannels);
+    LevelTables tables(picture->nChannels);
     for (size_t i = 0; i < tables.value.size(); ++i) {
         const int64_t level = ((int64_t)(i % 257) - low) * 255 / std::max<int64_t>((int64_t)high - low, 1);
         tables.value[i] = (int32_t)std::clamp<int64_t>(level, 0, 255);
@@ -53,7 +53,7 @@ void stretchPicture(VekImage* picture, int32_t low, int32_t high)
 void drawHistogram(VekImage* picture)
 {
     const int32_t width = picture->roi->width, height = picture->roi->height;
-    Tables tables(picture->nChannels);
+    LevelTables tables(picture->nChannels);
     vekComputeHisto(picture, tables.lut.data());
     const Image chart = makeImage(picture->nChannels, VEK_DEPTH_8U, width, height);
     if (!chart) return (void)vekError(VEK_StatusNoMemory, "histogram", "no room for it", "vekdemo", 0);

@@ -164,10 +164,24 @@ template <int type, bool isPremul> struct OwnDivide {
 
 /* ---- Runs ---------------------------------------------------------------------------------------------------- */
 
+/* Operands that are one vector for all of a run, loaded before it. */
+template <class T> struct OwnBlendKept {
+    OwnVec<T> alphaA, alphaB, write;
+};
+template <class T, class F> static inline OwnBlendKept<T> ownBlendKeep(const OwnBlendRow& row)
+{
+    OwnBlendKept<T> kept = {};
+    if constexpr (F::readsAlphaA) kept.alphaA = ownLoad<T>(row.alphaA);
+    if constexpr (F::readsAlphaB) kept.alphaB = ownLoad<T>(row.alphaB);
+    if (row.write) kept.write = ownLoad<T>(row.write);
+    return kept;
+}
+
 /* One vector of results, from sample i on; n below 0: a whole one, otherwise its first n samples. */
 template <class T, class F>
 [[gnu::always_inline]] static inline OwnVec<T> ownBlendVec(const OwnBlendRow& row, ptrdiff_t i, ptrdiff_t n,
-                                                           bool isWritten, bool isFourth)
+                                                           bool isWritten, bool isFourth,
+                                                           const OwnBlendKept<T>* kept = nullptr)
 {
     const auto load = [=](const void* p, bool repeats) {
         const char* at = (const char*)p + (repeats ? 0 : i * (ptrdiff_t)sizeof(T));
@@ -178,19 +192,23 @@ template <class T, class F>
     };
     OwnVec<T> b = {}, alphaA = {}, alphaB = {};
     if constexpr (F::readsB) b = load(row.b, false);
-    if constexpr (F::readsAlphaA) alphaA = alpha(row.alphaA, row.repeatsA);
-    if constexpr (F::readsAlphaB) alphaB = alpha(row.alphaB, row.repeatsB);
+    if constexpr (F::readsAlphaA) alphaA = kept ? kept->alphaA : alpha(row.alphaA, row.repeatsA);
+    if constexpr (F::readsAlphaB) alphaB = kept ? kept->alphaB : alpha(row.alphaB, row.repeatsB);
     const OwnVec<T> result = F::of(load(row.a, false), b, alphaA, alphaB);
-    return isWritten ? ownSelect(load(row.write, row.repeatsWrite), result, load(row.out, false)) : result;
+    if (!isWritten) return result;
+    return ownSelect(kept ? kept->write : load(row.write, row.repeatsWrite), result, load(row.out, false));
 }
 
 /* A vector at a time. The last one is computed before the loop and stored after it, as out may be an operand. */
-template <class T, class F, bool isWritten, bool isFourth>
+template <class T, class F, bool isWritten, bool isFourth, bool isKept>
 [[gnu::flatten]] static void ownBlendLoop(const OwnBlendRow& row)
 {
     constexpr ptrdiff_t step = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
     const OwnBlendRow r = row; /* its pointers in registers: the stores can't change them */
-    const auto at = [&](ptrdiff_t i, ptrdiff_t n) { return ownBlendVec<T, F>(r, i, n, isWritten, isFourth); };
+    const OwnBlendKept<T> kept = isKept ? ownBlendKeep<T, F>(r) : OwnBlendKept<T>{};
+    const auto at = [&](ptrdiff_t i, ptrdiff_t n) {
+        return ownBlendVec<T, F>(r, i, n, isWritten, isFourth, isKept ? &kept : nullptr);
+    };
     char* out = (char*)r.out;
     if (r.n < step) return ownStorePart(out, at(0, r.n), r.n);
     const OwnVec<T> last = at(r.n - step, -1);
@@ -213,10 +231,13 @@ template <class T, class F> [[gnu::flatten]] static void ownBlendDear(const OwnB
 
 template <class T, class F> static void ownBlendPacked(const OwnBlendRow& row)
 {
+    [[maybe_unused]] const bool isKept = (!F::readsAlphaA || row.repeatsA) && (!F::readsAlphaB || row.repeatsB);
     if constexpr (F::isDear) ownBlendDear<T, F>(row);
-    else if (row.isFourth) ownBlendLoop<T, F, true, true>(row);
-    else if (row.write) ownBlendLoop<T, F, true, false>(row);
-    else ownBlendLoop<T, F, false, false>(row);
+    else if (row.isFourth) ownBlendLoop<T, F, true, true, false>(row);
+    else if (row.write && row.repeatsWrite && isKept) ownBlendLoop<T, F, true, false, true>(row);
+    else if (row.write) ownBlendLoop<T, F, true, false, false>(row);
+    else if (isKept) ownBlendLoop<T, F, false, false, true>(row);
+    else ownBlendLoop<T, F, false, false, false>(row);
 }
 
 /* Sample i of a run that is read, or of the vector that repeats; 0 of one that is not read. */

@@ -73,7 +73,8 @@ template <class T> struct OwnAlphaRuns {
 template <class T> struct alignas(64) OwnBlendPass {
     enum { SAMPLES = OWN_BLEND_BYTES / sizeof(T) };
     T in[2][SAMPLES], out[SAMPLES];
-    T spared[64 / sizeof(T)]; /* whole pixels: ones in the samples that take part; repeats */
+    T spared[OWN_VEC_BYTES / sizeof(T)]; /* whole pixels: ones in the samples that take part; repeats */
+    T fourth[OWN_VEC_BYTES / sizeof(T)]; /* ones in the last of each four; repeats */
     T maskPixels[SAMPLES], maskSamples[SAMPLES];
     OwnAlphaRuns<T> alphaA, alphaB;
     uint8_t maskBits[SAMPLES / 8 + OWN_VEC_BYTES];
@@ -83,6 +84,7 @@ template <class T> struct alignas(64) OwnBlendPass {
     OwnChannels to, fromA, fromB;
     OwnPlace alphaDst;
     bool hasB, hasMask;
+    bool isAlphaDstFourth;   /* the last channel of pixels of four */
     bool isWhole;            /* pixels are taken whole, */
     int step;                /* of so many samples; 1 otherwise */
     bool isSpared;           /* not all of these take part */
@@ -133,7 +135,8 @@ template <class T> static bool ownIsApart(const OwnBlendPass<T>& pass, const Own
 
 template <class T> static bool ownIsStraight(const OwnBlendPass<T>& pass)
 {
-    if (pass.hasMask || pass.blend->complementB || pass.blend->alphaDst) return false;
+    if (pass.hasMask || pass.blend->complementB) return false;
+    if (pass.blend->alphaDst && !(pass.isFourth && pass.isAlphaDstFourth && !pass.spared[3])) return false;
     if (pass.isWhole) return pass.isFourth || (pass.alphaA.isConstant && pass.alphaB.isConstant);
     return pass.dst.pixelStep == 1 && pass.a.pixelStep == 1 && (!pass.hasB || pass.b.pixelStep == 1) &&
            ownIsApart(pass, pass.alphaA) && ownIsApart(pass, pass.alphaB);
@@ -146,7 +149,7 @@ template <class T> static bool ownIsOneRow(const OwnBlendPass<T>& pass)
         return !place.row || place.rowStep == pass.dst.width * place.stepBytes;
     };
     return abuts(ownPlace(pass.dst, 0)) && abuts(ownPlace(pass.a, 0)) && (!pass.hasB || abuts(ownPlace(pass.b, 0))) &&
-           abuts(pass.alphaA.place) && abuts(pass.alphaB.place);
+           abuts(pass.alphaA.place) && abuts(pass.alphaB.place) && abuts(pass.alphaDst);
 }
 
 /* How the block is taken. */
@@ -157,18 +160,21 @@ template <class T> static void ownPlanPass(OwnBlendPass<T>& pass)
     pass.isSpared = pass.isWhole && pass.to.count < pass.step;
     pass.isFourth = pass.isWhole && pass.step == 4 && pass.alphaA.isFourth && pass.alphaB.isFourth &&
                     !(pass.alphaA.isConstant && pass.alphaB.isConstant);
-    for (int i = 0; i < (int)(64 / sizeof(T)) && pass.isWhole; ++i) {
+    for (int i = 0; i < (int)(OWN_VEC_BYTES / sizeof(T)) && pass.isWhole; ++i) {
         const int channel = i % pass.step - pass.to.first;
         pass.spared[i] = channel >= 0 && channel < pass.to.count ? (T)~0 : (T)0;
+        pass.fourth[i] = i % 4 == 3 ? (T)~0 : (T)0;
     }
     pass.isStraight = ownIsStraight(pass);
     pass.nColumns = pass.dst.width;
     pass.nRows = pass.dst.height;
     if (pass.isStraight && ownIsOneRow(pass)) pass.nColumns *= pass.nRows, pass.nRows = 1;
+    /* Alphas that are read again, for the next channel or for the result's alpha, are still in the cache then. */
     const bool rereads = pass.alphaA.place.row || pass.alphaB.place.row;
-    pass.nAtOnce = !pass.isStraight           ? pass.SAMPLES / pass.step
-                   : !pass.isWhole && rereads ? OWN_BLEND_REACH / (ptrdiff_t)sizeof(T)
-                                              : pass.nColumns;
+    if (!pass.isStraight) pass.nAtOnce = pass.SAMPLES / pass.step;
+    else if (rereads && (!pass.isWhole || pass.blend->alphaDst))
+        pass.nAtOnce = OWN_BLEND_REACH / (ptrdiff_t)sizeof(T) / pass.step;
+    else pass.nAtOnce = pass.nColumns;
 }
 
 template <class T> static void ownBeginPass(OwnBlendPass<T>& pass, const OwnGroup& group, const OwnBlend& blend)
@@ -185,7 +191,12 @@ template <class T> static void ownBeginPass(OwnBlendPass<T>& pass, const OwnGrou
     if (b) pass.b = ownView(b);
     if (b) pass.fromB = ownChannels(b);
     if (mask) pass.mask = ownView(mask);
-    if (blend.alphaDst) pass.alphaDst = ownPlace(ownView(ownGroupView(group, blend.alphaDst)), blend.alphaDstChannel);
+    pass.alphaDst = {};
+    if (blend.alphaDst) {
+        const OwnView view = ownView(ownGroupView(group, blend.alphaDst));
+        pass.alphaDst = ownPlace(view, blend.alphaDstChannel);
+        pass.isAlphaDstFourth = view.pixelStep == 4 && blend.alphaDstChannel == 3;
+    }
     ownBeginAlpha(group, blend.alphaA, pass.alphaA);
     ownBeginAlpha(group, blend.alphaB, pass.alphaB);
     if (blend.complementB) pass.alphaB.isConstant = pass.alphaB.isFourth = false;
@@ -274,9 +285,15 @@ template <class T> static void ownBlendChannels(OwnBlendPass<T>& pass, ptrdiff_t
     }
 }
 
-/* The result's alpha: the alphas, as the colours that they go with. */
+/* The result's alpha: the alphas, as the colours that they go with. In pixels of four all samples are computed and the last
+ * is kept. */
 template <class T> static void ownBlendAlphas(OwnBlendPass<T>& pass, ptrdiff_t x, ptrdiff_t y, ptrdiff_t n)
 {
+    if (pass.isStraight) {
+        const void *fourA = ownAlphaAt(pass, pass.alphaA, x, y), *fourB = ownAlphaAt(pass, pass.alphaB, x, y);
+        return pass.blend->alphaRun({pass.alphaDst.at(x, y) - 3 * sizeof(T), fourA, fourB, fourA, fourB, pass.fourth,
+                                     4 * n, false, false, true, true});
+    }
     const T *a = pass.alphaA.pixels, *b = pass.alphaB.pixels;
     void* out = ownSide(pass.alphaDst, pass.out, x, y, n);
     pass.blend->alphaRun({out, a, b, a, b, pass.hasMask ? pass.maskPixels : nullptr, n});

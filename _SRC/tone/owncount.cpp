@@ -16,13 +16,14 @@ static void ownCountRun16(void* state, const OwnSpan& span)
 
 /* 8 bits. A counter that is raised must be stored before it can be raised again, so tables take turns: neighbouring samples
  * of one level then don't wait for each other. */
-typedef uint32_t OwnTurns[OWN_COUNT_TURNS][256];
+typedef uint32_t OwnCountTables[OWN_COUNT_TURNS][256];
 static void ownCountPlain8(void* state, const OwnSpan& span)
 {
-    for (ptrdiff_t i = 0; i < span.n; ++i) ++(*(OwnTurns*)state)[i % OWN_COUNT_TURNS][((const uint8_t*)span.a)[i]];
+    for (ptrdiff_t i = 0; i < span.n; ++i)
+        ++(*(OwnCountTables*)state)[i % OWN_COUNT_TURNS][((const uint8_t*)span.a)[i]];
 }
 
-static inline void ownCountTurn(OwnTurns& turn, const uint8_t* a, uint32_t times)
+static inline void ownCountTurn(OwnCountTables& turn, const uint8_t* a, uint32_t times)
 {
     uint64_t word;
     uint32_t rest;
@@ -48,7 +49,7 @@ static inline bool ownRepeats(const uint8_t* a)
 
 static void ownCountRun8(void* state, const OwnSpan& span)
 {
-    OwnTurns& turn = *(OwnTurns*)state;
+    OwnCountTables& turn = *(OwnCountTables*)state;
     const uint8_t* a = (const uint8_t*)span.a;
     ptrdiff_t i = 0;
     for (; i + OWN_COUNT_PIECE <= span.n; i += OWN_COUNT_PIECE)
@@ -58,6 +59,28 @@ static void ownCountRun8(void* state, const OwnSpan& span)
     for (; i < span.n; ++i) ++turn[i % OWN_COUNT_TURNS][a[i]];
 }
 
+/* One channel of many 8-bit samples: neighbours are counted together, half as many stores, in a table for all pairs that the
+ * second-level cache holds. Which of the two is the lower byte makes no difference, since both are counted. */
+struct OwnPairs {
+    uint32_t pair[1 << 16], single[256];
+};
+static void ownCountPairs(void* state, const OwnSpan& span)
+{
+    OwnPairs& pairs = *(OwnPairs*)state;
+    const uint8_t* a = (const uint8_t*)span.a;
+    ptrdiff_t i = 0;
+    for (; i + OWN_COUNT_PIECE <= span.n; i += OWN_COUNT_PIECE)
+        if (ownRepeats(a + i))
+            for (int k = 0; k < OWN_COUNT_TURNS; ++k) pairs.single[a[i + k]] += OWN_COUNT_PIECE / OWN_COUNT_TURNS;
+        else
+            for (int j = 0; j < OWN_COUNT_PIECE; j += 8) {
+                uint64_t word;
+                memcpy(&word, a + i + j, 8);
+                for (int bit = 0; bit < 64; bit += 16) ++pairs.pair[word >> bit & 0xFFFF];
+            }
+    for (; i < span.n; ++i) ++pairs.single[a[i]];
+}
+
 /* Bits. Spare ones of the last byte are 0. */
 static void ownCountBits(void* state, const OwnSpan& span)
 {
@@ -65,11 +88,12 @@ static void ownCountBits(void* state, const OwnSpan& span)
     const uint8_t* a = (const uint8_t*)span.a;
     const ptrdiff_t bytes = (span.n + 7) >> 3;
     ptrdiff_t i = 0, ones = 0;
-    for (; i + 32 <= bytes; i += 32) {
-        uint64_t word[4];
-        memcpy(word, a + i, 32);
-        ones += (std::popcount(word[0]) + std::popcount(word[1])) + (std::popcount(word[2]) + std::popcount(word[3]));
-    }
+    const auto eight = [=](ptrdiff_t at) {
+        uint64_t word;
+        memcpy(&word, a + at, 8);
+        return std::popcount(word);
+    };
+    for (; i + 32 <= bytes; i += 32) ones += (eight(i) + eight(i + 8)) + (eight(i + 16) + eight(i + 24));
     for (; i < bytes; ++i) ones += std::popcount(a[i]);
     counters[1] += (uint32_t)ones;
     counters[0] += (uint32_t)(span.n - ones);
@@ -89,18 +113,41 @@ const OwnReduceRow ownCountRows[OWN_DEPTHS] = {
     /* 32F */ {},
 };
 
+/* Samples from which on the table of pairs is worth its clearing and its summing. */
+static constexpr int64_t OWN_COUNT_PAIRS_FROM = 1 << 18;
+
 /* ---- Images -------------------------------------------------------------------------------------------------- */
 
 /* All channels of 8-bit pixels at once: table t has channel t % step. */
 static void ownCountPixels(OwnReduction& reduction, const OwnChannels& channels, uint32_t* counters)
 {
-    OwnTurns turn = {};
+    OwnCountTables turn = {};
     const int32_t step = reduction.channels[0].count;
     reduction.state = turn;
     ownReduce(reduction);
     for (int32_t t = 0; t < OWN_COUNT_TURNS; ++t)
         for (int level = 0; level < 256 && t % step < channels.count; ++level)
             counters[t % step * 256 + level] += turn[t][level];
+}
+
+/* One channel in pairs. False when memory for the table is short. */
+static bool ownCountInPairs(OwnReduction reduction, uint32_t* counters)
+{
+    OwnPairs* pairs = ownTables<OwnPairs>(1, 1);
+    if (!pairs) return false;
+    reduction.run = ownCountPairs;
+    reduction.state = pairs;
+    ownReduce(reduction);
+    for (int high = 0; high < 256; ++high) {
+        uint32_t sum = pairs->single[high];
+        for (int low = 0; low < 256; ++low) {
+            sum += pairs->pair[high << 8 | low];
+            counters[low] += pairs->pair[high << 8 | low];
+        }
+        counters[high] += sum;
+    }
+    ownFree(pairs);
+    return true;
 }
 
 /* An untiled image: its pixels whole, or one channel after the other. */
@@ -116,10 +163,13 @@ static void ownCountRegion(const VekImage* image, const OwnChannels& channels, u
         reduction.channels[0] = {0, nSamples, false};
         return ownCountPixels(reduction, channels, counters);
     }
+    const VekROI region = ownRegion(image);
+    const bool inPairs = isByte && region.width * (int64_t)region.height >= OWN_COUNT_PAIRS_FROM;
     reduction.byChannel = true;
     for (int32_t c = 0; c < channels.count; ++c, counters += ownLevels(image)) {
         reduction.channels[0] = {channels.first + c, 1, channels.single};
         reduction.state = counters;
+        if (inPairs && ownCountInPairs(reduction, counters)) continue;
         if (isByte) ownCountPixels(reduction, {0, 1, true}, counters);
         else ownReduce(reduction);
     }

@@ -8,11 +8,13 @@
 
 #include <math.h>
 
+namespace {
+
 /* ---- What is stated ---------------------------------------------------------------------------------------------- */
 
-static int64_t mul(int64_t a, int64_t b, int bits) { return (a * b + (a * b >> bits) + 1) >> bits; }
+int64_t mul(int64_t a, int64_t b, int bits) { return (a * b + (a * b >> bits) + 1) >> bits; }
 
-static int64_t statedFixed(int type, bool isPremul, int64_t a, int64_t b, int64_t aA, int64_t aB, int bits)
+int64_t statedFixed(int type, bool isPremul, int64_t a, int64_t b, int64_t aA, int64_t aB, int bits)
 {
     const int64_t most = (1 << bits) - 1;
     if (!isPremul) a = mul(a, aA, bits), b = mul(b, aB, bits);
@@ -26,7 +28,7 @@ static int64_t statedFixed(int type, bool isPremul, int64_t a, int64_t b, int64_
     return std::min(a + b, most);
 }
 
-static int64_t statedAlpha(int type, int64_t aA, int64_t aB, int bits)
+int64_t statedAlpha(int type, int64_t aA, int64_t aB, int bits)
 {
     const int64_t most = (1 << bits) - 1, m = mul(aA, aB, bits);
     const int64_t alpha[] = {aA + aB - m, m, aA - m, aB, aA + aB - 2 * m, aA + aB};
@@ -34,7 +36,7 @@ static int64_t statedAlpha(int type, int64_t aA, int64_t aB, int bits)
 }
 
 /* The divided result in double, before it is rounded; negative where the alpha is too near the limit to tell. */
-static double exactDivided(int type, bool isPremul, double a, double b, double aA, double aB, int bits)
+double exactDivided(int type, bool isPremul, double a, double b, double aA, double aB, int bits)
 {
     const double most = (1 << bits) - 1, fa = aA / most, fb = aB / most;
     if (!isPremul) a *= fa, b *= fb;
@@ -47,7 +49,7 @@ static double exactDivided(int type, bool isPremul, double a, double b, double a
 
 /* ---- Kernels ------------------------------------------------------------------------------------------------------ */
 
-static std::vector<std::pair<std::string, const OwnBlendKernel*>> allKernels()
+std::vector<std::pair<std::string, const OwnBlendKernel*>> allKernels()
 {
     std::vector<std::pair<std::string, const OwnBlendKernel*>> kernels;
     for (int type = 0; type < OWN_COMPOSITES; ++type)
@@ -103,8 +105,7 @@ TEST(ComposeKernels, PackedEqualsPlain)
 
 /* ---- Numbers ------------------------------------------------------------------------------------------------------ */
 
-static std::unique_ptr<TestImage> makeImage(uint32_t depth, int32_t nChannels, bool hasAlpha, int32_t width,
-                                            int32_t height)
+std::unique_ptr<TestImage> makeImage(uint32_t depth, int32_t nChannels, bool hasAlpha, int32_t width, int32_t height)
 {
     Random random(1);
     ImageSpec spec;
@@ -187,7 +188,7 @@ TEST(Composite, DivisionIsNearExact)
 struct Area {
     int64_t x, y, width, height;
 };
-static Area areaOf(const VekImage& image)
+Area areaOf(const VekImage& image)
 {
     if (!image.roi) return {0, 0, image.width, image.height};
     const VekROI& roi = *image.roi;
@@ -205,7 +206,7 @@ struct Call {
 typedef std::vector<std::unique_ptr<TestImage>> Pool;
 
 /* What one sample becomes; dividing calls are only followed in whole, by the kernel that is tested above. */
-static int64_t statedSample(const Call& call, int slot, int64_t a, int64_t b, int64_t aA, int64_t aB)
+int64_t statedSample(const Call& call, int slot, int64_t a, int64_t b, int64_t aA, int64_t aB)
 {
     const int bits = slot == OWN_BLEND_8U ? 8 : 16;
     if (call.kind == Call::MULTIPLY) return mul(a, b, bits);
@@ -219,7 +220,7 @@ static int64_t statedSample(const Call& call, int slot, int64_t a, int64_t b, in
 }
 
 /* The pool's bytes after the call. */
-static std::vector<std::vector<uint8_t>> model(const Call& call, const Pool& pool)
+std::vector<std::vector<uint8_t>> model(const Call& call, const Pool& pool)
 {
     std::vector<std::vector<uint8_t>> bytes;
     for (const auto& image : pool) bytes.push_back(image->bytes());
@@ -288,7 +289,7 @@ static std::vector<std::vector<uint8_t>> model(const Call& call, const Pool& poo
 
 /* ---- Random headers ------------------------------------------------------------------------------------------------- */
 
-static void drawRoi(TestImage& image, int32_t coi, Random& random)
+void drawRoi(TestImage& image, int32_t coi, Random& random)
 {
     const int32_t width = image.image.width, height = image.image.height;
     if (draw(random, 0, 9) == 0)
@@ -297,7 +298,7 @@ static void drawRoi(TestImage& image, int32_t coi, Random& random)
                  draw(random, 1, height));
 }
 
-static std::unique_ptr<TestImage> drawMask(Random& random, int32_t width, int32_t height)
+std::unique_ptr<TestImage> drawMask(Random& random, int32_t width, int32_t height)
 {
     ImageSpec spec;
     spec.depth = VEK_DEPTH_1U;
@@ -311,8 +312,8 @@ static std::unique_ptr<TestImage> drawMask(Random& random, int32_t width, int32_
 }
 
 /* An image of the pool: `nColours` of them, or with a channel of interest, or of any channels when it only brings alpha. */
-static std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int32_t nColours, bool hasCoi, int alpha,
-                                            int32_t width, int32_t height)
+std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int32_t nColours, bool hasCoi, int alpha,
+                                     int32_t width, int32_t height)
 {
     ImageSpec spec;
     spec.depth = depth;
@@ -334,7 +335,7 @@ static std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int3
     return image;
 }
 
-static void run(const Call& call, const std::vector<VekImage*>& header)
+void run(const Call& call, const std::vector<VekImage*>& header)
 {
     const auto at = [&](int i) { return i < 0 ? nullptr : header[(size_t)i]; };
     VekImage *d = at(call.dst), *a = at(call.a), *b = at(call.b);
@@ -350,7 +351,7 @@ static void run(const Call& call, const std::vector<VekImage*>& header)
     }
 }
 
-static void runSeed(uint32_t seed)
+void runSeed(uint32_t seed)
 {
     Random random(seed);
     Call call = {};
@@ -611,3 +612,5 @@ TEST(Compose, RefusalsOfTheMultiplies)
     EXPECT_EQ(reports([&] { vekMultiplySScale(&a.image, &d.image, 1); }),
               "-5 vekMultiplySScale(srcImage->depth != dstImage->depth)");
 }
+
+} // namespace

@@ -5,15 +5,17 @@
 
 #include <math.h>
 
-static const uint32_t depths[OWN_DEPTHS] = {VEK_DEPTH_1U,  VEK_DEPTH_8U,  VEK_DEPTH_8S, VEK_DEPTH_16U,
-                                            VEK_DEPTH_16S, VEK_DEPTH_32S, VEK_DEPTH_32F};
+namespace {
+
+const uint32_t depths[OWN_DEPTHS] = {VEK_DEPTH_1U,  VEK_DEPTH_8U,  VEK_DEPTH_8S, VEK_DEPTH_16U,
+                                     VEK_DEPTH_16S, VEK_DEPTH_32S, VEK_DEPTH_32F};
 
 /* ---- What is stated -------------------------------------------------------------------------------------------------- */
 
 struct Area {
     int32_t x, y, width, height;
 };
-static Area areaOf(const VekImage& image)
+Area areaOf(const VekImage& image)
 {
     if (!image.roi) return {0, 0, image.width, image.height};
     const VekROI& roi = *image.roi;
@@ -21,7 +23,7 @@ static Area areaOf(const VekImage& image)
             std::max(std::min(roi.height, image.height - roi.yOffset), 0)};
 }
 
-static Area workingArea(const TestImage& image)
+Area workingArea(const TestImage& image)
 {
     Area area = areaOf(image.image);
     if (image.mask) {
@@ -31,7 +33,7 @@ static Area workingArea(const TestImage& image)
     return area;
 }
 
-static float sampleOf(const TestImage& image, int32_t x, int32_t y)
+float sampleOf(const TestImage& image, int32_t x, int32_t y)
 {
     const Area area = areaOf(image.image);
     if (image.mask) {
@@ -44,7 +46,7 @@ static float sampleOf(const TestImage& image, int32_t x, int32_t y)
 }
 
 /* One row, or a tile's part of it: volatile, so that no sum or product is fused or kept in more precision. */
-static double rowSum(const TestImage& image, const Area& area, int32_t from, int32_t to, int32_t y, int m)
+double rowSum(const TestImage& image, const Area& area, int32_t from, int32_t to, int32_t y, int m)
 {
     volatile float lane[4] = {}, sum = 0;
     for (int32_t x = from; x < to; ++x) {
@@ -57,12 +59,12 @@ static double rowSum(const TestImage& image, const Area& area, int32_t from, int
 }
 
 /* The end of the part that begins at `at` of the rectangle. */
-static int32_t partEnd(int32_t corner, int32_t at, int32_t end, int32_t tileSize)
+int32_t partEnd(int32_t corner, int32_t at, int32_t end, int32_t tileSize)
 {
     return tileSize ? std::min(end, (corner + at) / tileSize * tileSize + tileSize - corner) : end;
 }
 
-static double statedMoment(const TestImage& image, int32_t tileWidth, int32_t tileHeight, int m, int n)
+double statedMoment(const TestImage& image, int32_t tileWidth, int32_t tileHeight, int m, int n)
 {
     const Area area = workingArea(image);
     volatile double moment = 0;
@@ -81,11 +83,11 @@ static double statedMoment(const TestImage& image, int32_t tileWidth, int32_t ti
     return moment;
 }
 
-static bool isSame(double a, double b) { return a == b || (isnan(a) && isnan(b)); }
+bool isSame(double a, double b) { return a == b || (isnan(a) && isnan(b)); }
 
 /* ---- Random headers -------------------------------------------------------------------------------------------------- */
 
-static void runSeed(uint32_t seed)
+void runSeed(uint32_t seed)
 {
     Random random(seed);
     ImageSpec spec;
@@ -169,8 +171,8 @@ TEST(Moments, RandomHeadersAsStated)
 
 /* ---- By hand --------------------------------------------------------------------------------------------------------- */
 
-static std::unique_ptr<TestImage> makeImage(int32_t width, int32_t height,
-                                            const std::function<int(int32_t x, int32_t y)>& level)
+std::unique_ptr<TestImage> makeImage(int32_t width, int32_t height,
+                                     const std::function<int(int32_t x, int32_t y)>& level)
 {
     Random random(1);
     ImageSpec spec;
@@ -293,3 +295,5 @@ TEST(Moments, MaskedNotANumber)
     EXPECT_EQ(vekSpatialMoment(&image.image, 0, 0), 128);
     EXPECT_EQ(vekSpatialMoment(&image.image, 1, 0), 16 * 64);
 }
+
+} // namespace
