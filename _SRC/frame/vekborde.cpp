@@ -27,13 +27,19 @@ static int ownBorderMode(const VekImage* image, int code)
     return mode < VEK_BORDER_FIXED || mode > VEK_BORDER_WRAP ? VEK_BORDER_FIXED : mode;
 }
 
+/* c modulo n, from 0 to n - 1. Most coordinates are in the image or right beside it, and need no division. */
+static int64_t ownPhase(int64_t c, int64_t n)
+{
+    if (c >= -n && c < 2 * n) return c < 0 ? c + n : c < n ? c : c - n;
+    return (c % n + n) % n;
+}
+
 /* A coordinate outside [0, n) brought inside. Mirrored it runs down and up again with the period 2n. */
 static int64_t ownInside(int64_t c, int64_t n, int mode)
 {
     if (c >= 0 && c < n) return c;
     if (mode == VEK_BORDER_EDGE) return c < 0 ? 0 : n - 1;
-    const int64_t period = mode == VEK_BORDER_MIRROR ? 2 * n : n;
-    const int64_t r = (c % period + period) % period;
+    const int64_t period = mode == VEK_BORDER_MIRROR ? 2 * n : n, r = ownPhase(c, period);
     return r < n ? r : period - 1 - r;
 }
 
@@ -205,7 +211,7 @@ static void ownFetchRow(const VekImage* image, const OwnTake& take, int64_t x, i
     const int64_t width = image->width;
     for (int64_t at = 0; at < count;) {
         const int code = ownPositionCode(image, x, y);
-        const int64_t phase = (x % width + width) % width; /* pieces end at multiples of the width */
+        const int64_t phase = ownPhase(x, width); /* pieces end at multiples of the width */
         const int64_t n = std::min(count - at, width - phase);
         const int mode = code ? ownBorderMode(image, code) : VEK_BORDER_WRAP;
         const int64_t yIn = ownInside(y, image->height, mode), xIn = ownInside(x, width, mode);
