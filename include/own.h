@@ -657,7 +657,10 @@ struct OwnWindow {
     OwnWindowStage* stage;
     const void* k;
     int64_t scratchBytes, scratchPerSample; /* the stage's scratch: so much, and so much for each of lineSamples */
-    bool asBits; /* 1-bit lines and results stay bits, from the top bit of the first byte on */
+    int64_t
+        goesOverPerSample; /* bytes that the stage goes over for each sample, in its lines and scratch: rows are worked
+                                  in strips for which these stay near; 0: in one */
+    bool asBits;           /* 1-bit lines and results stay bits, from the top bit of the first byte on */
 };
 
 enum OwnWindowEnd { OWN_WINDOW_DONE, OWN_WINDOW_NO_MEMORY, OWN_WINDOW_NO_TILE };
