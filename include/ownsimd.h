@@ -68,6 +68,15 @@ template <class T, class X> static inline OwnVec<T> ownFromX86(X a) { return {(t
 template <class T> static inline OwnVec<T> ownLoad(const void* p) { return {*(const typename OwnVec<T>::Loose*)p}; }
 template <class T> static inline void ownStore(void* p, OwnVec<T> a) { *(typename OwnVec<T>::Loose*)p = a.v; }
 
+/* The same lanes, in a register from here on. Otherwise a compiler may load what is used twice in a loop at each use. */
+template <class T> static inline OwnVec<T> ownKeep(OwnVec<T> a)
+{
+#ifdef OWN_X86
+    asm("" : "+x"(a.v));
+#endif
+    return a;
+}
+
 /* n samples, fewer than a vector has; lanes from n on are 0 in a load and left out of a store. */
 template <class T> static inline OwnVec<T> ownLoadPart(const void* p, ptrdiff_t n)
 {
@@ -493,19 +502,18 @@ template <class T, class W> static inline OwnVec<T> ownPack(OwnVec<W> lo, OwnVec
 /* As many samples of T from p on as a vector has lanes of W, in the wider type W. */
 template <class W, class T> static inline OwnVec<W> ownLoadWide(const void* p)
 {
-    typedef T Part __attribute__((vector_size(OWN_VEC_BYTES / (sizeof(W) / sizeof(T))), aligned(1), may_alias));
 #if OWN_VEC_BYTES == 32
     /* compilers widen halves and join them */
-    const __m128i* q = (const __m128i*)p;
-    if constexpr (std::is_same_v<T, uint8_t> && sizeof(W) == 2)
-        return ownFromX86<W>(_mm256_cvtepu8_epi16(_mm_loadu_si128(q)));
-    else if constexpr (std::is_same_v<T, uint8_t> && sizeof(W) == 4)
-        return ownFromX86<W>(_mm256_cvtepu8_epi32(_mm_loadl_epi64(q)));
-    else if constexpr (std::is_same_v<T, uint16_t> && sizeof(W) == 4)
-        return ownFromX86<W>(_mm256_cvtepu16_epi32(_mm_loadu_si128(q)));
-    else
+    const auto half = [=] { return _mm_loadu_si128((const __m128i*)p); };
+    if constexpr (sizeof(T) == 1 && sizeof(W) == 2)
+        return ownFromX86<W>(std::is_signed_v<T> ? _mm256_cvtepi8_epi16(half()) : _mm256_cvtepu8_epi16(half()));
+    else if constexpr (sizeof(T) == 2 && sizeof(W) == 4 && std::is_integral_v<W>)
+        return ownFromX86<W>(std::is_signed_v<T> ? _mm256_cvtepi16_epi32(half()) : _mm256_cvtepu16_epi32(half()));
+    else if constexpr (std::is_same_v<T, uint8_t> && sizeof(W) == 4 && std::is_integral_v<W>)
+        return ownFromX86<W>(_mm256_cvtepu8_epi32(_mm_loadl_epi64((const __m128i*)p)));
 #endif
-        return {__builtin_convertvector(*(const Part*)p, typename OwnVec<W>::Raw)};
+    typedef T Part __attribute__((vector_size(OWN_VEC_BYTES / (sizeof(W) / sizeof(T))), aligned(1), may_alias));
+    return {__builtin_convertvector(*(const Part*)p, typename OwnVec<W>::Raw)};
 }
 
 /* The lanes of lo, then those of hi, as lanes of half the width. Each is in the range of T already. */
@@ -1006,6 +1014,102 @@ static inline OwnVec<double> ownSqrt(OwnVec<double> a)
     for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) a.v[i] = __builtin_sqrt(a.v[i]);
     return a;
 #endif
+}
+
+/* The root of integers from 0 to 2^17, to the nearest; of greater ones it may be the integer beside it. */
+static inline OwnVec<int32_t> ownNearestRoot(OwnVec<int32_t> a)
+{
+#if OWN_VEC_BYTES == 32
+    /* One step from the processor's estimate errs by less than 1 / 10000 here, while an integer's root is at least
+     * 1 / 3000 away from the middle of two integers. */
+    const OwnVec<float> x = ownToFloat(a), estimate = {_mm256_rsqrt_ps(ownMax(x, ownSet(1.0f)).v)};
+    const OwnVec<float> root = {x.v * estimate.v};
+    return ownNearest(OwnVec<float>{root.v + (x.v - root.v * root.v) * (estimate.v * ownSet(0.5f).v)});
+#else
+    return ownNearest(ownSqrt(ownToFloat(a)));
+#endif
+}
+
+/* ---- Running sums -------------------------------------------------------------------------------------------- */
+
+/* Lane i becomes lane i - n of a; the first n become 0. */
+template <int n, class T> static inline OwnVec<T> ownLanesUp(OwnVec<T> a)
+{
+    constexpr int bytes = n * (int)sizeof(T);
+#if OWN_VEC_BYTES == 32
+    const __m256i low = _mm256_permute2x128_si256(ownX86(a), ownX86(a), 0x08); /* zeros, the low half */
+    if constexpr (bytes == 16) return ownFromX86<T>(low);
+    else if constexpr (bytes > 16) return ownFromX86<T>(_mm256_slli_si256(low, bytes - 16));
+    else return ownFromX86<T>(_mm256_alignr_epi8(ownX86(a), low, 16 - bytes));
+#else
+    OwnVec<T> r = {};
+    memcpy((char*)&r + bytes, &a, sizeof(r) - bytes);
+    return r;
+#endif
+}
+
+#if OWN_VEC_BYTES == 32
+/* An order of lanes within each half of a vector: lane i becomes lane from(i) of its half. */
+template <class T> struct OwnHalfOrder {
+    alignas(32) uint8_t place[32];
+    template <class F> constexpr OwnHalfOrder(F from) : place()
+    {
+        for (int i = 0; i < 32; ++i)
+            place[i] = (uint8_t)(from(i / (int)sizeof(T)) * (int)sizeof(T) + i % (int)sizeof(T));
+    }
+    OwnVec<T> pick(__m256i a) const
+    {
+        return ownFromX86<T>(_mm256_shuffle_epi8(a, _mm256_load_si256((const __m256i*)place)));
+    }
+};
+#endif
+
+/* The last n lanes in turn: lane i becomes lane lanes - n + i % n. */
+template <int n, class T> static inline OwnVec<T> ownRepeatLast(OwnVec<T> a)
+{
+    constexpr int lanes = (int)OwnVec<T>::lanes;
+#if OWN_VEC_BYTES == 32
+    static constexpr OwnHalfOrder<T> order([](int i) { return lanes / 2 - n + i % n; });
+    return order.pick(_mm256_permute4x64_epi64(ownX86(a), 0xEE));
+#else
+    OwnVec<T> r;
+    for (int i = 0; i < lanes; ++i) r.v[i] = a.v[lanes - n + i % n];
+    return r;
+#endif
+}
+
+/* The same of a vector whose lanes repeat after n. */
+template <int n, class T> static inline OwnVec<T> ownRepeatOn(OwnVec<T> a)
+{
+    constexpr int lanes = (int)OwnVec<T>::lanes;
+    if constexpr (lanes % n == 0) return a;
+#if OWN_VEC_BYTES == 32
+    else {
+        static constexpr OwnHalfOrder<T> order([](int i) {
+            int from = 0; /* a lane of the half that has the wanted one's place in the repetition */
+            while ((from + i / (lanes / 2) * (lanes / 2)) % n != (lanes - n + i % n) % n) ++from;
+            return from;
+        });
+        return order.pick(ownX86(a));
+    }
+#else
+    else return ownRepeatLast<n>(a);
+#endif
+}
+
+/* Lane i becomes a[i] + a[i - n] + a[i - 2 n] + ..., over the vectors that came before, too: `before` is theirs, at first
+ * zeros. n lanes have 16 bytes at most. */
+template <int n, class T> static inline OwnVec<T> ownRunningSum(OwnVec<T> a, OwnVec<T>& before)
+{
+    constexpr int lanes = (int)OwnVec<T>::lanes;
+    a = a + ownLanesUp<n>(a);
+    if constexpr (2 * n < lanes) a = a + ownLanesUp<2 * n>(a);
+    if constexpr (4 * n < lanes) a = a + ownLanesUp<4 * n>(a);
+    if constexpr (8 * n < lanes) a = a + ownLanesUp<8 * n>(a);
+    if constexpr (16 * n < lanes) a = a + ownLanesUp<16 * n>(a);
+    const OwnVec<T> r = a + before;
+    before = ownRepeatLast<n>(a) + ownRepeatOn<n>(before);
+    return r;
 }
 
 /* ---- Sums of products ---------------------------------------------------------------------------------------- */

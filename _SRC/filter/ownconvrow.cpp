@@ -112,22 +112,59 @@ static void ownMergeKernel(void* merged, const void* sums, ptrdiff_t n, const Ow
     else if constexpr (std::is_same_v<M, float>) ownMergeSums<M, float>(merged, sums, n, method, kernel.shift, i == 0);
 }
 
-/* The root of integers, to the nearest. Single precision will do: samples that integers are merged for have 8 bits, and up
- * to 2^16 a root's distance from the middle of two integers is far above its rounding. */
+/* The root of integers, to the nearest. Samples that integers are merged for have 8 bits, so what is above 2^16 comes to
+ * their limit in any case. */
 [[gnu::flatten]] static void ownRootWhole(void* merged, ptrdiff_t n)
 {
     constexpr ptrdiff_t step = OwnVec<int32_t>::lanes;
     int32_t* m = (int32_t*)merged;
-    for (ptrdiff_t i = 0; i < n; i += step) {
-        const OwnVec<int32_t> positive = ownMax(ownLoad<int32_t>(m + i), OwnVec<int32_t>{});
-        ownStore(m + i, ownNearest(ownSqrt(ownToFloat(positive))));
-    }
+    for (ptrdiff_t i = 0; i < n; i += step)
+        ownStore(m + i, ownNearestRoot(ownMax(ownLoad<int32_t>(m + i), OwnVec<int32_t>{})));
 }
 [[gnu::flatten]] static void ownRootFloat(void* merged, ptrdiff_t n)
 {
     constexpr ptrdiff_t step = OwnVec<float>::lanes;
     float* m = (float*)merged;
     for (ptrdiff_t i = 0; i < n; i += step) ownStore(m + i, ownSqrt(ownLoad<float>(m + i)));
+}
+
+/* ---- Two kernels' squares --------------------------------------------------------------------------------------- */
+
+/* Samples from two rows of 16-bit sums: the sum of their squares, or its root. */
+template <class T, bool root>
+[[gnu::flatten]] static void ownSquaresToSamples(void* out, const void* sums, const void* others, int shift,
+                                                 int otherShift, ptrdiff_t n)
+{
+    constexpr ptrdiff_t lanes = OwnVec<int16_t>::lanes;
+    const auto merged = [=](ptrdiff_t i) {
+        const OwnVec<int16_t> a = ownShiftRight(ownLoad<int16_t>((const int16_t*)sums + i), shift),
+                              b = ownShiftRight(ownLoad<int16_t>((const int16_t*)others + i), otherShift);
+        const OwnVec<int16_t> low = ownZipLow(a, b), high = ownZipHigh(a, b);
+        const OwnVec<int32_t> s = ownMulAdd(low, low), r = ownMulAdd(high, high);
+        return root ? ownPack<int16_t>(ownNearestRoot(s), ownNearestRoot(r)) : ownPack<int16_t>(s, r);
+    };
+    for (ptrdiff_t i = 0; i < n; i += 2 * lanes) ownStore((T*)out + i, ownPack<T>(merged(i), merged(i + lanes)));
+}
+
+/* Whether that is all there is to do. */
+static bool ownIsSquares(const OwnConvPlan& plan)
+{
+    return plan.nKernels == 2 && plan.kernel[0].sum.kind == OWN_SUM_16 && plan.kernel[1].sum.kind == OWN_SUM_16 &&
+           (plan.combineMethod == COMBINE_SQUARES || plan.combineMethod == COMBINE_ROOT_OF_SQUARES);
+}
+
+static void ownConvSquares(void* out, const uint8_t* const* rows, const OwnWindowRow& asked, const OwnConvPlan& plan)
+{
+    const OwnWindowRow row = ownWholeBlocks(asked);
+    uint8_t *pointers = row.scratch, *sums = pointers + plan.pointerBytes,
+            *others = sums + OWN_SUM_BYTES * row.lineSamples;
+    ownSumRow(plan.kernel[0].sum, rows, row, sums, pointers);
+    ownSumRow(plan.kernel[1].sum, rows, row, others, pointers);
+    const bool root = plan.combineMethod == COMBINE_ROOT_OF_SQUARES;
+    const auto run = plan.depth == VEK_DEPTH_8S
+                         ? (root ? ownSquaresToSamples<int8_t, true> : ownSquaresToSamples<int8_t, false>)
+                         : (root ? ownSquaresToSamples<uint8_t, true> : ownSquaresToSamples<uint8_t, false>);
+    run(out, sums, others, std::min(plan.kernel[0].shift, 15), std::min(plan.kernel[1].shift, 15), asked.n);
 }
 
 /* ---- The stage --------------------------------------------------------------------------------------------------- */
@@ -138,10 +175,10 @@ static void ownConvOne(void* out, const uint8_t* const* rows, const OwnWindowRow
     uint8_t *pointers = row.scratch, *sums = pointers + plan.pointerBytes;
     const OwnSum& sum = plan.kernel[0].sum;
     const bool isPlain = plan.combineMethod != COMBINE_SQUARES && plan.combineMethod != COMBINE_ROOT_OF_SQUARES;
-    const int shift = std::min(plan.kernel[0].shift, 15);
-    if (sum.kind == OWN_SUM_16 && (isPlain || shift))
-        return ownSumRowToSamples(sum, plan.depth, rows, asked, out, OWN_END_SHIFT, shift, pointers);
-    ownSumRow(sum, plan.depth, rows, row, sums, pointers);
+    const int shift = std::min(plan.kernel[0].shift, sum.kind == OWN_SUM_16 ? 15 : 31);
+    if (sum.arePairs && (isPlain || shift)) return ownSumRowToSamples(sum, rows, asked, out, {0, 0, shift}, pointers);
+    if (plan.depth == VEK_DEPTH_32F && isPlain) return ownSumRow(sum, rows, asked, out, pointers);
+    ownSumRow(sum, rows, row, sums, pointers);
     ownFinishOne(sums, row.n, plan);
     ownSumsToSamples(out, sums, sum.kind, plan.kernel[0].shift, plan.depth, asked.n);
 }
@@ -154,7 +191,7 @@ static void ownConvMany(void* out, const uint8_t* const* rows, const OwnWindowRo
     for (int32_t i = 0; i < plan.nKernels; ++i) {
         const OwnSum& sum = plan.kernel[i].sum;
         const bool widens = sum.kind == OWN_SUM_16;
-        ownSumRow(sum, plan.depth, rows, row, sums, pointers);
+        ownSumRow(sum, rows, row, sums, pointers);
         if (widens) ownWidenSums(wide, sums, row.n);
         if (plan.floatMerge) ownMergeKernel<float>(merged, widens ? wide : sums, row.n, plan, i);
         else ownMergeKernel<int32_t>(merged, widens ? wide : sums, row.n, plan, i);
@@ -170,5 +207,6 @@ void ownConvStage(void* out, const uint8_t* const* rows, const OwnWindowRow& row
 {
     const OwnConvPlan& plan = *(const OwnConvPlan*)row.k;
     if (plan.nKernels == 1) ownConvOne(out, rows, row, plan);
+    else if (ownIsSquares(plan)) ownConvSquares(out, rows, row, plan);
     else ownConvMany(out, rows, row, plan);
 }

@@ -11,7 +11,7 @@
 template <class T, class As> static inline OwnVec<As> ownLoadAs(const uint8_t* p)
 {
     static_assert(sizeof(T) == sizeof(As));
-    if constexpr (std::is_signed_v<T> == std::is_signed_v<As>) return ownLoad<As>(p);
+    if constexpr (std::is_signed_v<T> == std::is_signed_v<As>) return ownKeep(ownLoad<As>(p));
     else
         return ownLoad<As>(p) ^
                ownSet<As>(std::is_signed_v<As> ? std::numeric_limits<As>::min() : (As)(1 << (sizeof(T) * 8 - 1)));
@@ -23,106 +23,130 @@ template <class T, class As> static constexpr int32_t ownFlipped()
                                                        : -(1 << (sizeof(T) * 8 - 1));
 }
 
-/* 16 bits: pairs of bytes times pairs of signed bytes. `take` gets the place of the first sample and the sums of two
- * vectors of samples, each in two. */
+/* Calls block.at<vectors>(i) for blocks of `most` vectors of `lanes` sums each, then of `least`, over n sums. */
+template <int most, int least, class F> static inline void ownEachBlock(ptrdiff_t lanes, ptrdiff_t n, F block)
+{
+    ptrdiff_t i = 0;
+    for (; i <= n - most * lanes; i += most * lanes) block(i, std::integral_constant<int, most>());
+    for (; i < n; i += least * lanes) block(i, std::integral_constant<int, least>());
+}
+
+/* The two halves of the sums of a vector of samples, in the order of ownUnpack. `take` gets the place of the first sample
+ * and these. */
+template <class S> using OwnHalves = OwnPair<S>;
+
+/* Sums of pairs of products: of bytes in 16 bits, of 16-bit samples in 32. M is the sample as the multiplier takes it. */
+static inline OwnVec<int16_t> ownMulPairs(OwnVec<uint8_t> a, uint32_t weights)
+{
+    return ownMulAddSat(a, ownAs<int8_t>(ownSet((int32_t)weights)));
+}
+static inline OwnVec<int32_t> ownMulPairs(OwnVec<int16_t> a, uint32_t weights)
+{
+    return ownMulAdd(a, ownAs<int16_t>(ownSet((int32_t)weights)));
+}
+template <class T> using OwnFactor = std::conditional_t<sizeof(T) == 1, uint8_t, int16_t>;
+template <class T> using OwnPairSum = std::conditional_t<sizeof(T) == 1, int16_t, int32_t>;
+
+/* Two taps at a time, whose samples are brought side by side. */
 template <class T, class F>
-[[gnu::flatten]] static inline void ownEachSum16(const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps,
+[[gnu::flatten]] static inline void ownEachPairs(const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps,
                                                  int32_t start, ptrdiff_t n, F take)
 {
-    constexpr ptrdiff_t step = OwnVec<uint8_t>::lanes;
-    for (ptrdiff_t i = 0; i < n; i += 2 * step) {
-        OwnVec<int16_t> s0 = ownSet((int16_t)start), s1 = s0, s2 = s0, s3 = s0;
-        for (ptrdiff_t k = 0; k < nTaps; k += 2) {
-            const uint8_t *p = at[k] + i, *q = at[k + 1] + i;
-            const OwnVec<int8_t> w = ownAs<int8_t>(ownSet((int16_t)weights[k]));
-            const OwnVec<uint8_t> a = ownLoadAs<T, uint8_t>(p), b = ownLoadAs<T, uint8_t>(q);
-            const OwnVec<uint8_t> c = ownLoadAs<T, uint8_t>(p + step), d = ownLoadAs<T, uint8_t>(q + step);
-            s0 = s0 + ownMulAddSat(ownZipLow(a, b), w);
-            s1 = s1 + ownMulAddSat(ownZipHigh(a, b), w);
-            s2 = s2 + ownMulAddSat(ownZipLow(c, d), w);
-            s3 = s3 + ownMulAddSat(ownZipHigh(c, d), w);
-        }
-        take(i, s0, s1, s2, s3);
-    }
-}
-
-template <class T>
-static void ownSum16(void* sums, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps, int32_t start,
-                     ptrdiff_t n)
-{
-    typedef OwnVec<int16_t> V;
-    int16_t* out = (int16_t*)sums;
-    ownEachSum16<T>(at, weights, nTaps, start, n, [=](ptrdiff_t i, V s0, V s1, V s2, V s3) {
-        ownStore(out + i, s0);
-        ownStore(out + i + V::lanes, s1);
-        ownStore(out + i + 2 * V::lanes, s2);
-        ownStore(out + i + 3 * V::lanes, s3);
-    });
-}
-
-/* The same as samples, after `end`. */
-template <class T, class F>
-static inline void ownSum16Ended(void* samples, const OwnSum& sum, const uint8_t* const* at, ptrdiff_t n, F end)
-{
-    typedef OwnVec<int16_t> V;
-    T* out = (T*)samples;
-    const ptrdiff_t room = (n + OWN_OUT_UNIT - 1) / OWN_OUT_UNIT * OWN_OUT_UNIT;
-    ownEachSum16<T>(at, sum.weights, sum.nPlaces, sum.start, n, [=](ptrdiff_t i, V s0, V s1, V s2, V s3) {
-        ownStore(out + i, ownPack<T>(end(s0), end(s1)));
-        if (i + 2 * V::lanes < room) ownStore(out + i + 2 * V::lanes, ownPack<T>(end(s2), end(s3)));
-    });
-}
-
-/* (sum + half - 1 + the quotient's last bit) >> bits: ties to even. */
-template <class T, int bits>
-static void ownSum16Even(void* samples, const OwnSum& sum, const uint8_t* const* at, ptrdiff_t n)
-{
-    const OwnVec<int16_t> below = ownSet((int16_t)((1 << bits >> 1) - 1)), last = ownSet((int16_t)1);
-    ownSum16Ended<T>(samples, sum, at, n, [=](OwnVec<int16_t> s) {
-        return ownShiftRight(s + below + (ownShiftRight(s, bits) & last), bits);
-    });
-}
-
-template <class T>
-static void ownSum16ToSamples(void* samples, const OwnSum& sum, const uint8_t* const* at, OwnSumEnd end, int shift,
-                              ptrdiff_t n)
-{
-    typedef OwnVec<int16_t> V;
-    const V half = ownSet((int16_t)(1 << shift >> 1));
-    if (end == OWN_END_EVEN && shift == 4) ownSum16Even<T, 4>(samples, sum, at, n);
-    else if (end == OWN_END_EVEN) ownSum16Even<T, 3>(samples, sum, at, n);
-    else if (end == OWN_END_UP)
-        ownSum16Ended<T>(samples, sum, at, n, [=](V s) { return ownShiftRight(s + half, shift); });
-    else ownSum16Ended<T>(samples, sum, at, n, [=](V s) { return ownShiftRight(s, shift); });
-}
-
-/* 32 bits: pairs of 16-bit samples times pairs of 16-bit weights; bytes are widened first. */
-template <class T>
-[[gnu::flatten]] static void ownSum32(void* sums, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps,
-                                      int32_t start, ptrdiff_t n)
-{
-    constexpr ptrdiff_t step = OwnVec<uint8_t>::lanes / (ptrdiff_t)sizeof(T), quarter = OwnVec<int32_t>::lanes;
-    int32_t* out = (int32_t*)sums;
-    for (ptrdiff_t i = 0; i < n; i += sizeof(T) == 1 ? step : 2 * step) {
-        OwnVec<int32_t> s0 = ownSet(start), s1 = s0, s2 = s0, s3 = s0;
+    typedef OwnFactor<T> M;
+    typedef OwnPairSum<T> S;
+    constexpr ptrdiff_t lanes = OwnVec<T>::lanes;
+    ownEachBlock<4, 64 / OWN_VEC_BYTES>(lanes, n, [=](ptrdiff_t i, auto vectors) {
+        OwnHalves<S> s[vectors];
+        for (int j = 0; j < vectors; ++j) s[j].lo = s[j].hi = ownSet((S)start);
         for (ptrdiff_t k = 0; k < nTaps; k += 2) {
             const uint8_t *p = at[k] + i * (ptrdiff_t)sizeof(T), *q = at[k + 1] + i * (ptrdiff_t)sizeof(T);
-            const OwnVec<int16_t> w = ownAs<int16_t>(ownSet((int32_t)weights[k]));
-            if constexpr (sizeof(T) == 1) {
-                const OwnVec<uint8_t> a = ownLoadAs<T, uint8_t>(p), b = ownLoadAs<T, uint8_t>(q);
-                const OwnPair<uint16_t> low = ownUnpack(ownZipLow(a, b)), high = ownUnpack(ownZipHigh(a, b));
-                s0 = s0 + ownMulAdd(ownAs<int16_t>(low.lo), w);
-                s1 = s1 + ownMulAdd(ownAs<int16_t>(low.hi), w);
-                s2 = s2 + ownMulAdd(ownAs<int16_t>(high.lo), w);
-                s3 = s3 + ownMulAdd(ownAs<int16_t>(high.hi), w);
-            } else {
-                const OwnVec<int16_t> a = ownLoadAs<T, int16_t>(p), b = ownLoadAs<T, int16_t>(q);
-                const OwnVec<int16_t> c = ownLoadAs<T, int16_t>(p + 2 * step), d = ownLoadAs<T, int16_t>(q + 2 * step);
-                s0 = s0 + ownMulAdd(ownZipLow(a, b), w);
-                s1 = s1 + ownMulAdd(ownZipHigh(a, b), w);
-                s2 = s2 + ownMulAdd(ownZipLow(c, d), w);
-                s3 = s3 + ownMulAdd(ownZipHigh(c, d), w);
+            const uint32_t w = weights[k];
+            for (int j = 0; j < vectors; ++j) {
+                const OwnVec<M> a = ownLoadAs<T, M>(p + j * OWN_VEC_BYTES), b = ownLoadAs<T, M>(q + j * OWN_VEC_BYTES);
+                s[j].lo = s[j].lo + ownMulPairs(ownZipLow(a, b), w);
+                s[j].hi = s[j].hi + ownMulPairs(ownZipHigh(a, b), w);
             }
+        }
+        for (int j = 0; j < vectors; ++j) take(i + j * lanes, s[j]);
+    });
+}
+
+/* Taps side by side in a row of one channel are pairs as they lie. Those that begin at a sample with an even number give
+ * the sums of even number, and by other weights those of odd number. */
+template <class T, class F>
+[[gnu::flatten]] static inline void ownEachAlong(const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nPlaces,
+                                                 int32_t start, ptrdiff_t n, F take)
+{
+    typedef OwnFactor<T> M;
+    typedef OwnPairSum<T> S;
+    constexpr ptrdiff_t lanes = OwnVec<T>::lanes;
+    ownEachBlock<4, 64 / OWN_VEC_BYTES>(lanes, n, [=](ptrdiff_t i, auto vectors) {
+        OwnVec<S> even[vectors], odd[vectors];
+        for (int j = 0; j < vectors; ++j) even[j] = odd[j] = ownSet((S)start);
+        for (ptrdiff_t k = 0; k < nPlaces; ++k) {
+            const uint8_t* p = at[k] + i * (ptrdiff_t)sizeof(T);
+            const uint32_t w = weights[2 * k], v = weights[2 * k + 1];
+            for (int j = 0; j < vectors; ++j) {
+                const OwnVec<M> a = ownLoadAs<T, M>(p + j * OWN_VEC_BYTES);
+                even[j] = even[j] + ownMulPairs(a, w);
+                odd[j] = odd[j] + ownMulPairs(a, v);
+            }
+        }
+        for (int j = 0; j < vectors; ++j)
+            take(i + j * lanes, OwnHalves<S>{ownZipLow(even[j], odd[j]), ownZipHigh(even[j], odd[j])});
+    });
+}
+
+/* A row of sums. */
+template <class T, bool along>
+static void ownSumPairs(void* sums, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nPlaces, int32_t start,
+                        ptrdiff_t n)
+{
+    typedef OwnPairSum<T> S;
+    S* out = (S*)sums;
+    const auto store = [=](ptrdiff_t i, OwnHalves<S> s) {
+        ownStore(out + i, s.lo);
+        ownStore(out + i + OwnVec<S>::lanes, s.hi);
+    };
+    if constexpr (along) ownEachAlong<T>(at, weights, nPlaces, start, n, store);
+    else ownEachPairs<T>(at, weights, nPlaces, start, n, store);
+}
+
+/* The same as samples: (s + bias + ((s >> shift) & last)) >> shift, held to the range of T. */
+template <class T, bool along, bool rounds>
+static void ownPairsToSamples(void* samples, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nPlaces,
+                              int32_t start, const OwnSumEnd& end, ptrdiff_t n)
+{
+    typedef OwnPairSum<T> S;
+    typedef OwnVec<S> V;
+    T* out = (T*)samples;
+    const V bias = ownSet((S)end.bias), last = ownSet((S)end.last);
+    const int shift = end.shift;
+    const auto ended = [=](V s) {
+        if constexpr (rounds) s = s + bias + (ownShiftRight(s, shift) & last);
+        return ownShiftRight(s, shift);
+    };
+    const auto store = [=](ptrdiff_t i, OwnHalves<S> s) { ownStore(out + i, ownPack<T>(ended(s.lo), ended(s.hi))); };
+    if constexpr (along) ownEachAlong<T>(at, weights, nPlaces, start, n, store);
+    else ownEachPairs<T>(at, weights, nPlaces, start, n, store);
+}
+
+/* Sums of 32 bits of bytes, for weights of 16 bits. */
+template <class T>
+[[gnu::flatten]] static void ownSumWidened(void* sums, const uint8_t* const* at, const uint32_t* weights,
+                                           ptrdiff_t nTaps, int32_t start, ptrdiff_t n)
+{
+    constexpr ptrdiff_t step = OwnVec<uint8_t>::lanes, quarter = OwnVec<int32_t>::lanes;
+    int32_t* out = (int32_t*)sums;
+    for (ptrdiff_t i = 0; i < n; i += step) {
+        OwnVec<int32_t> s0 = ownSet(start), s1 = s0, s2 = s0, s3 = s0;
+        for (ptrdiff_t k = 0; k < nTaps; k += 2) {
+            const OwnVec<uint8_t> a = ownLoadAs<T, uint8_t>(at[k] + i), b = ownLoadAs<T, uint8_t>(at[k + 1] + i);
+            const OwnPair<uint16_t> low = ownUnpack(ownZipLow(a, b)), high = ownUnpack(ownZipHigh(a, b));
+            s0 = s0 + ownMulPairs(ownAs<int16_t>(low.lo), weights[k]);
+            s1 = s1 + ownMulPairs(ownAs<int16_t>(low.hi), weights[k]);
+            s2 = s2 + ownMulPairs(ownAs<int16_t>(high.lo), weights[k]);
+            s3 = s3 + ownMulPairs(ownAs<int16_t>(high.hi), weights[k]);
         }
         ownStore(out + i, s0);
         ownStore(out + i + quarter, s1);
@@ -171,7 +195,7 @@ template <class T>
     }
 }
 
-/* Floats, rounded once after each tap. */
+/* Floats, rounded once after each tap. Each vector of samples becomes as many vectors of sums as they take. */
 template <class T>
 [[gnu::flatten]] static void ownSumFloat(void* sums, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps,
                                          int32_t, ptrdiff_t n)
@@ -183,44 +207,83 @@ template <class T>
         for (ptrdiff_t k = 0; k < nTaps; ++k) {
             const OwnFour32<T> x = ownWiden<T>(at[k] + i * (ptrdiff_t)sizeof(T));
             const OwnVec<float> w = ownSet(std::bit_cast<float>(weights[k]));
-            for (int j = 0; j < 4; ++j)
-                s[j] = ownMulAddOnce(std::is_same_v<T, float> ? ownAs<float>(x.v[j]) : ownToFloat(x.v[j]), w, s[j]);
+            for (int j = 0; j < 4; ++j) s[j] = ownMulAddOnce(ownToFloat(x.v[j]), w, s[j]);
         }
         for (int j = 0; j < 4; ++j) ownStore(out + i + j * lanes, s[j]);
     }
 }
+template <>
+[[gnu::flatten]] void ownSumFloat<float>(void* sums, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps,
+                                         int32_t, ptrdiff_t n)
+{
+    constexpr ptrdiff_t lanes = OwnVec<float>::lanes;
+    float* out = (float*)sums;
+    ownEachBlock<8, 64 / OWN_VEC_BYTES>(lanes, n, [=](ptrdiff_t i, auto vectors) {
+        OwnVec<float> s[vectors] = {};
+        for (ptrdiff_t k = 0; k < nTaps; ++k) {
+            const float* p = (const float*)at[k] + i;
+            const OwnVec<float> w = ownSet(std::bit_cast<float>(weights[k]));
+            for (int j = 0; j < vectors; ++j) s[j] = ownMulAddOnce(ownLoad<float>(p + j * lanes), w, s[j]);
+        }
+        for (int j = 0; j < vectors; ++j) ownStore(out + i + j * lanes, s[j]);
+    });
+}
 
-/* By depth: sums of 16 bits; of 32 bits for weights of 16; for any weights; of floats. `from16`, `from32`: what one unit
- * of weight adds because of flipped samples. */
-struct OwnSumForms {
-    OwnSumRun *sum16, *sum32, *sumWide, *sumFloat;
-    int32_t from16, from32;
+/* What a row of pairs can be taken by: its sums, or samples at once, with and without a bias. */
+struct OwnPairForms {
+    OwnSumRun* sums;
+    OwnSumToSamples *shifted, *rounded;
 };
+template <class T, bool along>
+constexpr OwnPairForms ownPairForms = {ownSumPairs<T, along>, ownPairsToSamples<T, along, false>,
+                                       ownPairsToSamples<T, along, true>};
+
+/* By depth: pairs of taps that lie anywhere, and side by side; of 8-bit samples they give sums of 16 bits, of 16-bit
+ * samples sums of 32. 32 bits from bytes; from anything, with any weights; floats. `from`: what one unit of weight adds
+ * because of flipped samples. */
+struct OwnSumForms {
+    OwnPairForms pairs, along;
+    OwnSumRun *widened, *wide, *real;
+    int32_t from;
+};
+template <class T>
+constexpr OwnSumForms ownSumFormsOf = {ownPairForms<T, false>, ownPairForms<T, true>, nullptr,
+                                       ownSumWide<T>,          ownSumFloat<T>,        ownFlipped<T, OwnFactor<T>>()};
+template <class T>
+constexpr OwnSumForms ownSumForms8 = {ownPairForms<T, false>, ownPairForms<T, true>, ownSumWidened<T>,
+                                      ownSumWide<T>,          ownSumFloat<T>,        ownFlipped<T, OwnFactor<T>>()};
 static const OwnSumForms ownSumForms[OWN_DEPTHS] = {
-    /*  1U */ {ownSum16<uint8_t>, ownSum32<uint8_t>, ownSumWide<uint8_t>, ownSumFloat<uint8_t>, 0, 0},
-    /*  8U */ {ownSum16<uint8_t>, ownSum32<uint8_t>, ownSumWide<uint8_t>, ownSumFloat<uint8_t>, 0, 0},
-    /*  8S */
-    {ownSum16<int8_t>, ownSum32<int8_t>, ownSumWide<int8_t>, ownSumFloat<int8_t>, ownFlipped<int8_t, uint8_t>(),
-     ownFlipped<int8_t, uint8_t>()},
-    /* 16U */
-    {nullptr, ownSum32<uint16_t>, ownSumWide<uint16_t>, ownSumFloat<uint16_t>, 0, ownFlipped<uint16_t, int16_t>()},
-    /* 16S */ {nullptr, ownSum32<int16_t>, ownSumWide<int16_t>, ownSumFloat<int16_t>, 0, 0},
-    /* 32S */ {nullptr, nullptr, ownSumWide<int32_t>, ownSumFloat<int32_t>, 0, 0},
-    /* 32F */ {nullptr, nullptr, nullptr, ownSumFloat<float>, 0, 0},
+    /*  1U */ ownSumForms8<uint8_t>,
+    /*  8U */ ownSumForms8<uint8_t>,
+    /*  8S */ ownSumForms8<int8_t>,
+    /* 16U */ ownSumFormsOf<uint16_t>,
+    /* 16S */ ownSumFormsOf<int16_t>,
+    /* 32S */ {{}, {}, nullptr, ownSumWide<int32_t>, ownSumFloat<int32_t>, 0},
+    /* 32F */ {{}, {}, nullptr, nullptr, ownSumFloat<float>, 0},
 };
 
 /* ---- Making a sum ------------------------------------------------------------------------------------------------ */
 
-/* A pair's second place when the number of taps is odd needs room too. */
-int64_t ownSumRoom(int64_t nTaps) { return (nTaps + 1) * (int64_t)(sizeof(OwnTap) + sizeof(uint32_t)) / 8 * 8 + 16; }
+/* Each tap is in one pair of either kind, or in two places side by side: at most twice as many places as taps, and a
+ * pair's second place when the number of taps is odd. */
+static int64_t ownMostPlaces(int64_t nTaps) { return 2 * nTaps + 1; }
 
-int64_t ownSumPointers(int64_t nTaps) { return ((nTaps + 1) * (int64_t)sizeof(uint8_t*) + 63) / 64 * 64; }
+int64_t ownSumRoom(int64_t nTaps)
+{
+    const int64_t bytes = (nTaps + 1) * (int64_t)(sizeof(OwnTap) + sizeof(uint32_t)) +
+                          ownMostPlaces(nTaps) * (int64_t)(sizeof(OwnTap) + 2 * sizeof(uint32_t));
+    return (bytes + 7) / 8 * 8;
+}
+
+int64_t ownSumPointers(int64_t nTaps) { return (ownMostPlaces(nTaps) * (int64_t)sizeof(uint8_t*) + 63) / 64 * 64; }
 
 void ownStartSum(OwnSum* sum, void* room, int64_t nTaps)
 {
     *sum = {};
     sum->taps = (OwnTap*)room;
-    sum->weights = (uint32_t*)(sum->taps + nTaps + 1);
+    sum->besides = sum->taps + nTaps + 1;
+    sum->weights = (uint32_t*)(sum->besides + ownMostPlaces(nTaps));
+    sum->besideWeights = sum->weights + nTaps + 1;
 }
 
 static bool ownFits(const OwnSum& sum, int32_t low, int32_t high)
@@ -231,79 +294,149 @@ static bool ownFits(const OwnSum& sum, int32_t low, int32_t high)
 }
 
 /* Whether pairs of products of bytes stay within 16 bits. A flipped sample goes up to 255. */
-static bool ownPairsFit(const OwnSum& sum, int32_t sampleMax)
+static bool ownPairsFit(const uint32_t* weights, ptrdiff_t n, ptrdiff_t step, int32_t sampleMax)
 {
-    if (!ownFits(sum, INT8_MIN, INT8_MAX)) return false;
     bool fits = true;
-    for (ptrdiff_t k = 0; k < sum.nTaps; k += 2) {
-        const int32_t w = sum.taps[k].weight, v = k + 1 < sum.nTaps ? sum.taps[k + 1].weight : 0;
+    for (ptrdiff_t k = 0; k < n; k += step) {
+        const int32_t w = (int8_t)weights[k], v = (int8_t)(weights[k] >> 8);
         fits = fits && (std::max(w, 0) + std::max(v, 0)) * sampleMax <= INT16_MAX &&
                (std::min(w, 0) + std::min(v, 0)) * sampleMax >= INT16_MIN;
     }
     return fits;
 }
 
-/* Weights two by two, each in the low `bits` bits of its half; the place of a missing second tap is that of the first. */
+/* Two weights of 8 bits, twice; or of 16 bits. */
+static uint32_t ownPairOf(int32_t a, int32_t b, int bits)
+{
+    if (bits == 16) return ((uint32_t)a & 0xFFFF) | (uint32_t)b << 16;
+    return (((uint32_t)a & 0xFF) | ((uint32_t)b & 0xFF) << 8) * 0x10001u;
+}
+
+/* Taps two by two; the place of a missing second tap is that of the first. */
 static void ownPairWeights(OwnSum* sum, int bits)
 {
-    const uint32_t low = (1u << bits) - 1;
     if (sum->nTaps & 1) {
         sum->taps[sum->nTaps] = sum->taps[sum->nTaps - 1];
         sum->taps[sum->nTaps].weight = 0;
     }
     sum->nPlaces = (sum->nTaps + 1) / 2 * 2;
     for (ptrdiff_t k = 0; k < sum->nPlaces; k += 2)
-        sum->weights[k] = ((uint32_t)sum->taps[k].weight & low) | ((uint32_t)sum->taps[k + 1].weight & low) << bits;
+        sum->weights[k] = ownPairOf(sum->taps[k].weight, sum->taps[k + 1].weight, bits);
+}
+
+/* The weight of the tap at a column of the row of taps that begins at tap k; 0 where there is none. */
+static int32_t ownWeightAt(const OwnSum& sum, ptrdiff_t k, int32_t column)
+{
+    const int32_t row = sum.taps[k].row;
+    for (; k < sum.nTaps && sum.taps[k].row == row; ++k)
+        if (sum.taps[k].column == column) return sum.taps[k].weight;
+    return 0;
+}
+
+/* Taps two by two as they lie in their rows, where that makes less work; taps of a row come with rising columns. */
+static void ownPlanBeside(OwnSum* sum, int bits)
+{
+    ptrdiff_t k = 0;
+    while (k < sum->nTaps) {
+        ptrdiff_t end = k + 1;
+        while (end < sum->nTaps && sum->taps[end].row == sum->taps[k].row &&
+               sum->taps[end].column > sum->taps[end - 1].column)
+            ++end;
+        const OwnTap& first = sum->taps[k];
+        for (int32_t x = first.column; x <= sum->taps[end - 1].column + 1; x += 2) {
+            const int32_t before = x > first.column ? ownWeightAt(*sum, k, x - 1) : 0, here = ownWeightAt(*sum, k, x),
+                          behind = ownWeightAt(*sum, k, x + 1);
+            if (!before && !here && !behind) continue;
+            sum->besides[sum->nBesides] = {first.row, x, 0, 0};
+            sum->besideWeights[2 * sum->nBesides] = ownPairOf(here, behind, bits);
+            sum->besideWeights[2 * sum->nBesides++ + 1] = ownPairOf(before, here, bits);
+        }
+        k = end;
+    }
+}
+
+/* The pairs of bytes, and of 16-bit samples, where such weights can be multiplied. */
+static bool ownPairBytes(OwnSum* sum, int32_t sampleMax)
+{
+    if (!ownFits(*sum, INT8_MIN, INT8_MAX)) return false;
+    ownPairWeights(sum, 8);
+    ownPlanBeside(sum, 8);
+    if (!ownPairsFit(sum->besideWeights, 2 * sum->nBesides, 1, sampleMax)) sum->nBesides = 0;
+    return ownPairsFit(sum->weights, sum->nPlaces, 2, sampleMax);
+}
+static bool ownPairWords(OwnSum* sum)
+{
+    if (!ownFits(*sum, INT16_MIN, INT16_MAX)) return false;
+    ownPairWeights(sum, 16);
+    ownPlanBeside(sum, 16);
+    return true;
 }
 
 void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMax)
 {
     const OwnSumForms& forms = ownSumForms[ownSlot(depth)];
+    const bool areBytes = ownSampleBits(depth) <= 8;
     uint32_t total = 0;
     for (ptrdiff_t k = 0; k < sum->nTaps; ++k) total += (uint32_t)sum->taps[k].weight;
     sum->kind = kind;
+    sum->depth = depth;
     sum->nPlaces = sum->nTaps;
     if (kind == OWN_SUM_FLOAT) {
-        sum->run = forms.sumFloat;
+        sum->run = forms.real;
         for (ptrdiff_t k = 0; k < sum->nTaps; ++k) sum->weights[k] = std::bit_cast<uint32_t>(sum->taps[k].real);
-    } else if (kind == OWN_SUM_16 && forms.sum16 && ownPairsFit(*sum, forms.from16 ? 255 : sampleMax)) {
-        sum->run = forms.sum16;
-        sum->start = (int32_t)(total * (uint32_t)forms.from16);
-        ownPairWeights(sum, 8);
-    } else if (forms.sum32 && ownFits(*sum, INT16_MIN, INT16_MAX)) {
-        sum->kind = OWN_SUM_32;
-        sum->run = forms.sum32;
-        sum->start = (int32_t)(total * (uint32_t)forms.from32);
+        return;
+    }
+    sum->arePairs = areBytes ? kind == OWN_SUM_16 && ownPairBytes(sum, forms.from ? 255 : sampleMax)
+                             : forms.pairs.sums && ownPairWords(sum);
+    sum->kind = areBytes && sum->arePairs ? OWN_SUM_16 : OWN_SUM_32;
+    if (sum->arePairs) return (void)(sum->start = (int32_t)(total * (uint32_t)forms.from));
+    if (forms.widened && ownFits(*sum, INT16_MIN, INT16_MAX)) {
+        sum->run = forms.widened;
+        sum->start = (int32_t)(total * (uint32_t)(depth == VEK_DEPTH_8S ? -128 : 0));
         ownPairWeights(sum, 16);
     } else {
-        sum->kind = OWN_SUM_32;
-        sum->run = forms.sumWide;
+        sum->run = forms.wide;
         for (ptrdiff_t k = 0; k < sum->nTaps; ++k) sum->weights[k] = (uint32_t)sum->taps[k].weight;
     }
 }
 
-/* Where the samples of each tap begin. */
-static const uint8_t** ownPlaces(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row,
-                                 uint8_t* pointers)
+/* ---- Taking a sum ------------------------------------------------------------------------------------------------ */
+
+/* How a row's pairs are taken, with where the samples of each place begin. */
+struct OwnTaking {
+    const OwnPairForms* forms;
+    const uint8_t** at;
+    const uint32_t* weights;
+    ptrdiff_t nPlaces;
+};
+
+/* Words for a vector of samples: six, or with 16-bit ones that are flipped eight, for two taps that are brought side by
+ * side; four, or five, for a place where they lie so. */
+static OwnTaking ownTake(const OwnSum& sum, const uint8_t* const* rows, const OwnWindowRow& row, uint8_t* pointers)
 {
-    const ptrdiff_t bytes = std::max(ownSampleBits(depth) >> 3, 1) * row.step;
-    const uint8_t** at = (const uint8_t**)pointers;
-    for (ptrdiff_t k = 0; k < sum.nPlaces; ++k) at[k] = rows[sum.taps[k].row] + sum.taps[k].column * bytes;
-    return at;
+    const OwnSumForms& forms = ownSumForms[ownSlot(sum.depth)];
+    const bool beside = sum.arePairs && sum.nBesides && row.step == 1 && 4 * sum.nBesides <= 3 * sum.nPlaces;
+    const OwnTap* places = beside ? sum.besides : sum.taps;
+    const ptrdiff_t bytes = std::max(ownSampleBits(sum.depth) >> 3, 1) * row.step;
+    OwnTaking taking = {beside ? &forms.along : &forms.pairs, (const uint8_t**)pointers,
+                        beside ? sum.besideWeights : sum.weights, beside ? sum.nBesides : sum.nPlaces};
+    for (ptrdiff_t k = 0; k < taking.nPlaces; ++k) taking.at[k] = rows[places[k].row] + places[k].column * bytes;
+    return taking;
 }
 
-void ownSumRow(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row, void* sums,
-               uint8_t* pointers)
+void ownSumRow(const OwnSum& sum, const uint8_t* const* rows, const OwnWindowRow& row, void* sums, uint8_t* pointers)
 {
-    sum.run(sums, ownPlaces(sum, depth, rows, row, pointers), sum.weights, sum.nPlaces, sum.start, row.n);
+    const OwnTaking taking = ownTake(sum, rows, row, pointers);
+    OwnSumRun* run = sum.arePairs ? taking.forms->sums : sum.run;
+    run(sums, taking.at, taking.weights, taking.nPlaces, sum.start, row.n);
 }
 
-void ownSumRowToSamples(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row,
-                        void* out, OwnSumEnd end, int shift, uint8_t* pointers)
+void ownSumRowToSamples(const OwnSum& sum, const uint8_t* const* rows, const OwnWindowRow& row, void* out,
+                        const OwnSumEnd& end, uint8_t* pointers)
 {
-    const uint8_t** at = ownPlaces(sum, depth, rows, row, pointers);
-    if (depth == VEK_DEPTH_8S) ownSum16ToSamples<int8_t>(out, sum, at, end, shift, row.n);
-    else ownSum16ToSamples<uint8_t>(out, sum, at, end, shift, row.n);
+    const OwnTaking taking = ownTake(sum, rows, row, pointers);
+    OwnSumToSamples* run = end.bias || end.last ? taking.forms->rounded : taking.forms->shifted;
+    run(out, taking.at, taking.weights, taking.nPlaces, sum.start, end, row.n);
 }
 
 /* ---- Sums to samples --------------------------------------------------------------------------------------------- */

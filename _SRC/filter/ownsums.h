@@ -25,14 +25,25 @@ struct OwnTap {
 typedef void OwnSumRun(void* sums, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps, int32_t start,
                        ptrdiff_t n);
 
-/* One weighted sum. Taps whose weight is 0 are left out by its maker. */
+/* How integer sums become samples at once, without a row of sums between: (s + bias + ((s >> shift) & last)) >> shift, held
+ * to the range of the depth. With bias 2^shift / 2 - 1 and last 1 that is the nearest to s / 2^shift, ties to even. */
+struct OwnSumEnd {
+    int32_t bias, last;
+    int shift;
+};
+typedef void OwnSumToSamples(void* samples, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps,
+                             int32_t start, const OwnSumEnd& end, ptrdiff_t n);
+
+/* One weighted sum of samples of a depth. Taps whose weight is 0 are left out by its maker, and come row by row. */
 struct OwnSum {
     OwnSumKind kind;
-    OwnSumRun* run;
+    uint32_t depth;
+    bool arePairs;  /* taps are multiplied two by two: then ownSumRowToSamples serves */
+    OwnSumRun* run; /* otherwise */
     int32_t start;
-    ptrdiff_t nTaps, nPlaces; /* places come in pairs where the function takes pairs */
-    OwnTap* taps;
-    uint32_t* weights;
+    ptrdiff_t nTaps, nPlaces, nBesides;
+    OwnTap *taps, *besides; /* besides: where two that lie side by side begin */
+    uint32_t *weights, *besideWeights;
 };
 
 /* The row with its samples rounded up to whole blocks of that order: steps on single sums take all of a block. */
@@ -55,17 +66,12 @@ void ownStartSum(OwnSum* sum, void* room, int64_t nTaps);
  * kind becomes OWN_SUM_32 where no run keeps to 16 bits. OWN_SUM_32 wraps. sampleMax: the largest magnitude of a sample. */
 void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMax);
 
-/* How 16-bit sums become samples at once, without a row of sums between: shifted right, or divided by 2^shift to the
- * nearest, ties to even (shift 3 or 4), or up. */
-enum OwnSumEnd { OWN_END_SHIFT, OWN_END_EVEN, OWN_END_UP };
+/* A row of samples straight from the lines of a window, for a sum of pairs; shift is below the bits of a sum. */
+void ownSumRowToSamples(const OwnSum& sum, const uint8_t* const* rows, const OwnWindowRow& row, void* out,
+                        const OwnSumEnd& end, uint8_t* pointers);
 
-/* A row of samples straight from the lines of a window, for sums of kind OWN_SUM_16. */
-void ownSumRowToSamples(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row,
-                        void* out, OwnSumEnd end, int shift, uint8_t* pointers);
-
-/* A row of sums from the lines of a window. */
-void ownSumRow(const OwnSum& sum, uint32_t depth, const uint8_t* const* rows, const OwnWindowRow& row, void* sums,
-               uint8_t* pointers);
+/* A row of sums from the lines of a window. Those of 32F are written in units of OWN_OUT_UNIT, others in whole blocks. */
+void ownSumRow(const OwnSum& sum, const uint8_t* const* rows, const OwnWindowRow& row, void* sums, uint8_t* pointers);
 
 /* Sums to samples of a depth: integers shifted right, by their sign, floats rounded to nearest-even, and held to its range;
  * 32F as they are. Writes whole vectors. */

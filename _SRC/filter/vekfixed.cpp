@@ -82,7 +82,7 @@ static void ownScaleFloats(float* sums, float scale, ptrdiff_t n)
 
 /* ---- The plan and the row stages --------------------------------------------------------------------------------- */
 
-enum { OWN_FIXED_ROOM = 27 * (sizeof(OwnTap) + sizeof(uint32_t)) + 16 };
+enum { OWN_FIXED_ROOM = 27 * (3 * sizeof(OwnTap) + 5 * sizeof(uint32_t)) };
 
 struct OwnFixedPlan {
     uint32_t depth;
@@ -107,13 +107,14 @@ static void ownFixedStage(void* out, const uint8_t* const* rows, const OwnWindow
     const OwnWindowRow row = ownWholeBlocks(asked);
     const OwnFixedPlan& plan = *(const OwnFixedPlan*)row.k;
     uint8_t *pointers = row.scratch, *sums = pointers + plan.pointerBytes;
-    if (plan.sum.kind == OWN_SUM_16) {
-        const OwnSumEnd end = plan.end == OWN_FIXED_PLAIN  ? OWN_END_SHIFT
-                              : plan.depth == VEK_DEPTH_1U ? OWN_END_UP
-                                                           : OWN_END_EVEN;
-        return ownSumRowToSamples(plan.sum, plan.depth, rows, asked, out, end, ownFixedBits(plan.end), pointers);
+    const int bits = ownFixedBits(plan.end);
+    if (plan.sum.arePairs && plan.end != OWN_FIXED_BY_571) {
+        /* Of bits filter 6 sets those that have half of the weights, filter 10 those above 0. */
+        const bool isEven = bits && plan.depth != VEK_DEPTH_1U;
+        return ownSumRowToSamples(plan.sum, rows, asked, out,
+                                  {isEven ? (1 << bits >> 1) - 1 : 1 << bits >> 1, isEven, bits}, pointers);
     }
-    ownSumRow(plan.sum, plan.depth, rows, row, sums, pointers);
+    ownSumRow(plan.sum, rows, row, sums, pointers);
     ownEndSums(sums, plan, row.n);
     ownSumsToSamples(out, sums, plan.sum.kind, 0, plan.depth, asked.n);
 }
@@ -131,7 +132,7 @@ template <class T>
     W* sums[3];
     for (int part = 0; part < 3; ++part) {
         sums[part] = (W*)(pointers + plan.pointerBytes) + part * row.lineSamples;
-        ownSumRow(plan.parts[part], plan.depth, rows, row, sums[part], pointers);
+        ownSumRow(plan.parts[part], rows, row, sums[part], pointers);
     }
     const OwnVec<float> r = ownSet(1.0f / 571);
     const auto mean = [=](ptrdiff_t i) {
@@ -160,24 +161,18 @@ static void ownFixedStage32S(void* out, const uint8_t* const* rows, const OwnWin
     for (ptrdiff_t i = 0; i < row.n; ++i) results[i] = ownClamp<int32_t>(sums[i]);
 }
 
-/* The three parts: weights of 255, 256 and 60 in all, so that no sum leaves 16 bits; and two by two of 128 at most, for
- * which the centre is paired with no weight. */
+/* The three parts: the middle row, the two beside it, and the outer ones, with weights of 255, 256 and 60 in all, so that no
+ * sum leaves 16 bits; two neighbours have 127 at most, for which a part of the centre is a tap of its own. */
 static void ownPlanParts(OwnFixedPlan* plan, const OwnFixedFilter& fixed)
 {
-    static constexpr int8_t weights[3][6] = {{127, 0, 52, 12}, {52, 31, 7}, {7, 12, 2}};
-    static constexpr int8_t counts[3][6] = {{1, 1, 2, 2}, {2, 4, 4}, {4, 2, 4}};
-    bool isTaken[25] = {};
+    static constexpr int32_t rows[3][2] = {{2, 2}, {1, 3}, {0, 4}}, ownTap = 52;
     for (int part = 0; part < 3; ++part) {
         OwnSum& sum = plan->parts[part];
         ownStartSum(&sum, plan->partRoom[part], 26);
-        for (int k = 0; k < 6; ++k)
-            for (int32_t i = 0, left = counts[part][k]; left > 0; ++i) {
-                const int8_t weight = weights[part][k];
-                if (weight && (isTaken[i] || fixed.weights[i] != weight)) continue;
-                if (weight) isTaken[i] = true;
-                sum.taps[sum.nTaps++] = {i / 5, i % 5, weight, 0};
-                --left;
-            }
+        for (int32_t row = rows[part][0]; row <= rows[part][1]; row += std::max(2 * part, 1))
+            for (int32_t x = 0; x < 5; ++x)
+                sum.taps[sum.nTaps++] = {row, x, fixed.weights[5 * row + x] - (part == 0 && x == 2 ? ownTap : 0), 0};
+        if (part == 0) sum.taps[sum.nTaps++] = {2, 2, ownTap, 0};
         ownFinishSum(&sum, OWN_SUM_16, plan->depth, plan->depth == VEK_DEPTH_1U ? 1 : 255);
     }
 }
@@ -252,6 +247,7 @@ int32_t vekFixedFilter(const VekImage* srcImage, VekImage* dstImage, int32_t fil
     window.k = &plan;
     window.scratchBytes = plan.pointerBytes;
     window.scratchPerSample = sizeof(int64_t);
+    window.goesOverPerSample = ownFixedFilters[filter].size * (int64_t)std::max(ownSampleBits(plan.depth) >> 3, 1);
     const OwnWindowEnd end = ownWindow(window);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure", -1);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_TILE, VEK_StatusFailed, "Error get tile to write", -1);
