@@ -590,6 +590,28 @@ VEK_API void vekAlphaComposite(const VekImage* srcImageA, const VekImage* srcIma
                                int32_t compositeType, const VekImage* alphaImageA, const VekImage* alphaImageB,
                                VekImage* alphaImageDst, int32_t premulAlpha, int32_t divideMode);
 
+/* ---- Bitmaps -------------------------------------------------------------------------------------- */
+
+/* The header of a device-independent bitmap in memory, fields in the processor's order of bytes. On Windows it is the
+ * system's own record, of <windows.h>; elsewhere it is this one. */
+#ifdef _WIN32
+struct tagBITMAPINFOHEADER;
+#else
+typedef struct tagBITMAPINFOHEADER {
+    uint32_t biSize; /* 40: from here to the colour table */
+    int32_t biWidth;
+    int32_t biHeight; /* above 0: the first row in memory is the bottom row; below 0: the top row */
+    uint16_t biPlanes;
+    uint16_t biBitCount;    /* 1, 4, 8, 16, 24, 32 */
+    uint32_t biCompression; /* 0 none, 1 run lengths of bytes, 2 of 4-bit pixels, 3 masks of fields */
+    uint32_t biSizeImage;
+    int32_t biXPelsPerMeter;
+    int32_t biYPelsPerMeter;
+    uint32_t biClrUsed; /* entries of the colour table; 0: as many as biBitCount can tell apart */
+    uint32_t biClrImportant;
+} BITMAPINFOHEADER;
+#endif
+
 /* ---- Tone ---------------------------------------------------------------------------------------- */
 
 /* vekThreshold: dst = src >= threshold ? the highest value of dst's depth : the lowest; for 1U a bit that is set or cleared.
