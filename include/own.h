@@ -98,6 +98,7 @@ struct VekThreadContext {
     int32_t dctBlockCount;
     void** dctBlocks; /* scratch */
     OwnFftCache fftCache;
+    uint32_t noise; /* the state of the generator of noise; 1 at creation */
 };
 
 /* The calling thread's record, made at its first call. Never null: without memory for it the process ends. */

@@ -1025,6 +1025,29 @@ VEK_API void vekColorToGray(const VekImage* srcImage, VekImage* dstImage);
  *             now" */
 VEK_API void vekGrayToColor(const VekImage* srcImage, VekImage* dstImage, float FractR, float FractG, float FractB);
 
+/* ---- Fewer bits ----------------------------------------------------------------------------------- */
+
+/* vekReduceBits: an image of lower depth, with noise against visible steps, and with fewer levels. First samples are
+ * converted: to 1U, a sample above the middle of its range gives 1; else the high bits are kept. Then each sample of dst
+ * becomes the nearer of the two values about it that have `levels` high bits and, below these, all zeros or all ones: the
+ * error goes to samples not yet visited, or a matrix of thresholds decides.
+ *   srcImage    at least one image has a lower depth: 8U to 1U; 16U to 8U, 1U; 32S to 16U, 8U, 1U
+ *   dstImage    as many channels, the same dataOrder and origin; the smaller of the two sizes is converted, or, where
+ *               there is noise or a dither or a tile, all of dst, srcImage being continued by its border
+ *   jitterType  0 to 8: amplitude of the noise, 0 none. Each call with noise moves the thread's generator on, so the next
+ *               has other noise
+ *   ditherType  1 none; error diffusion after 2 Floyd and Steinberg, 4 Jarvis, Judice and Ninke, 8 Stucki; 16 ordered, with
+ *               a 4 by 4 matrix. Of "GRAY" the first channel, of "RGB" three channels, each for itself
+ *   levels      0 to the bits of dst: 0 gives black and white; below 0 is 0, above the bits is half of them
+ *   writes      all channels, also alpha; regions are refused, masks and channels of interest play no part
+ *   refuses     -5 "(jitterType<0)||( jitterType >= 9)"; the headers; -5: "null_image_pointer"; "null_data_pointer"; "src & dst
+ *               roi must be NULL"; "(src->nChannels != dst->nChannels)||(src->dataOrder != dst->dataOrder)||(src->origin !=
+ *               dst->origin)"; "colorModel, (channelSeq)  must be RGB,(RGB,BGR) or GRAY,(G) when dithering mode is set on";
+ *               then, tile by tile, "Error input depth. 32S,16U,8U input is valid now"; "Error out depth. ... conversion is
+ *               valid now"; "errDepthForDithering" for a dst of 1U under a dither; "errDitherOption"; -4 "Out of memory" */
+VEK_API void vekReduceBits(const VekImage* srcImage, VekImage* dstImage, int32_t jitterType, int32_t ditherType,
+                           int32_t levels);
+
 /* ---- Colour twist ----------------------------------------------------------------------------------- */
 
 /* A linear map of three channels with an offset, in integers. Row r is data[4 r] to data[4 r + 2], the factors of the source's

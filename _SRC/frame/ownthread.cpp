@@ -41,6 +41,7 @@ VekThreadContext* ownThreadCreate()
     *context = {};
     context->reporter = vekGuiBoxReport;
     context->dctTableKey = -1;
+    context->noise = 1;
     return context;
 }
 
