@@ -3,7 +3,10 @@
 
 /* ---- High bits: 8U and 16U of wider samples, 32S shifted to begin with 0 ---------------------------------------- */
 
-template <class S> static inline uint32_t ownFromZero(S x) { return std::is_signed_v<S> ? (uint32_t)x ^ 0x80000000u : x; }
+template <class S> static inline uint32_t ownFromZero(S x)
+{
+    return std::is_signed_v<S> ? (uint32_t)x ^ 0x80000000u : x;
+}
 
 /* out = a >> (bits of S - bits of D). */
 template <class D, class S> static void ownHighPlain(void* out, const void* a, const void*, ptrdiff_t n, const void*)
@@ -20,7 +23,8 @@ template <class D, class S> static void ownHighRun(void* out, const void* a, con
     ownMapTo<D, S>(out, a, n, [=](const char* p) {
         if constexpr (sizeof(S) == 2 * sizeof(D)) return ownNarrow<D>(high(p, 0), high(p, 1));
         else
-            return ownNarrow<D>(ownNarrow<uint16_t>(high(p, 0), high(p, 1)), ownNarrow<uint16_t>(high(p, 2), high(p, 3)));
+            return ownNarrow<D>(ownNarrow<uint16_t>(high(p, 0), high(p, 1)),
+                                ownNarrow<uint16_t>(high(p, 2), high(p, 3)));
     });
 }
 

@@ -17,10 +17,11 @@ static constexpr OwnShares ownMakeShares(int shift, OwnShares w)
     for (int16_t& share : w.same) share = (int16_t)(share << shift);
     return w;
 }
-static const OwnShares
-    ownFloydSteinberg = ownMakeShares(12, {{}, {0, 1, 5, 3, 0}, {0, 7}}),
-    ownJarvis = ownMakeShares(3, {{171, 513, 855, 513, 171}, {513, 855, 1197, 855, 513}, {855, 1197}}),
-    ownStucki = ownMakeShares(3, {{195, 390, 780, 390, 195}, {390, 780, 1560, 780, 390}, {780, 1560}});
+static const OwnShares ownFloydSteinberg = ownMakeShares(12, {{}, {0, 1, 5, 3, 0}, {0, 7}}),
+                       ownJarvis = ownMakeShares(3,
+                                                 {{171, 513, 855, 513, 171}, {513, 855, 1197, 855, 513}, {855, 1197}}),
+                       ownStucki = ownMakeShares(3,
+                                                 {{195, 390, 780, 390, 195}, {390, 780, 1560, 780, 390}, {780, 1560}});
 
 const OwnShares* ownSharesOf(int32_t ditherType)
 {
@@ -173,7 +174,8 @@ static void ownStepLanes(OwnWave& wave, const OwnBand& band, ptrdiff_t t, ptrdif
         OwnVec<int16_t> p = ownRaise<T>(ownLoad<uint16_t>(wave.samples[i]));
         if constexpr (wide)
             for (int j = 0; j < 5; ++j)
-                p = ownGive<T>(p, ownLoad<int16_t>(errors + (j - OWN_REACH - 2 * OWN_LAG) * stride - 2), shares.above2[j]);
+                p = ownGive<T>(p, ownLoad<int16_t>(errors + (j - OWN_REACH - 2 * OWN_LAG) * stride - 2),
+                               shares.above2[j]);
         for (int j = first; j < end; ++j)
             p = ownGive<T>(p, ownLoad<int16_t>(errors + (j - OWN_REACH - OWN_LAG) * stride - 1), shares.above[j]);
         if constexpr (wide) p = ownGive<T>(p, same0, shares.same[0]);

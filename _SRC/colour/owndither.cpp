@@ -15,8 +15,10 @@ int ownDitheredChannels(const VekImage* image)
 /* ---- Ordered ------------------------------------------------------------------------------------------------------- */
 
 /* Thresholds of 12 bits by [column & 3][row & 3]. */
-static const uint16_t ownThresholds[4][4] = {
-    {0, 0x788, 0x1E2, 0x96A}, {0xB4C, 0x3C4, 0xD2E, 0x5A6}, {0x2D3, 0xA5B, 0xF1, 0x879}, {0xE1F, 0x697, 0xC3D, 0x4B5}};
+static const uint16_t ownThresholds[4][4] = {{0, 0x788, 0x1E2, 0x96A},
+                                             {0xB4C, 0x3C4, 0xD2E, 0x5A6},
+                                             {0x2D3, 0xA5B, 0xF1, 0x879},
+                                             {0xE1F, 0x697, 0xC3D, 0x4B5}};
 
 /* A row's thresholds, again and again from its first pixel on, and the bits that are dropped. */
 struct OwnOrdered {

