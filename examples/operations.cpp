@@ -8,6 +8,8 @@
 
 #include "scene.h"
 
+#include <string.h>
+
 typedef const VekImage* In;
 typedef VekImage* Out;
 typedef const Numbers& N;
@@ -77,6 +79,29 @@ static void findEdges(In, In, Out picture, N)
         if (made) vekDeleteConvKernel(made);
 }
 
+/* Fewer bits: the picture in 16 bits, and from there with noise and a dither to fewer levels of 8. */
+static void reduceBits(Out picture, int32_t jitterType, int32_t ditherType, int32_t levels)
+{
+    const VekROI part = *picture->roi;
+    const Image wide = makeImage(picture->nChannels, VEK_DEPTH_16U, picture->width, picture->height);
+    const Image reduced = makeImage(picture->nChannels, VEK_DEPTH_8U, picture->width, picture->height);
+    if (!wide || !reduced) return;
+    for (const Image* image : {&wide, &reduced}) {
+        (*image)->origin = picture->origin;
+        memcpy((*image)->colorModel, picture->colorModel, sizeof(picture->colorModel));
+        memcpy((*image)->channelSeq, picture->channelSeq, sizeof(picture->channelSeq));
+    }
+    VekImage all = *picture;
+    all.roi = nullptr;
+    all.maskROI = nullptr;
+    vekConvert(&all, wide.get());
+    vekMultiplyS(wide.get(), wide.get(), 257);
+    vekReduceBits(wide.get(), reduced.get(), jitterType, ditherType, levels);
+    VekROI where = part;
+    reduced->roi = &where;
+    vekCopy(reduced.get(), picture);
+}
+
 /* clang-format off */
 const Operation operations[] = {
     {"invert",   ONE_PICTURE,  0, "NOT src",           "invert",        [](In a, In, Out d, N) { vekNot(a, d); }},
@@ -128,6 +153,8 @@ const Operation operations[] = {
     {"sharpen",  ONE_PICTURE,  0, "16 amid -1s, / 8",  "sharpen",       sharpen},
     {"edges",    ONE_PICTURE,  0, "length of gradient", "edges",        findEdges},
     {"conv",     ONE_PICTURE,  9, "3 x 3 kernel",      "conv:2:1:0:1:1:-1:0:-1:-2", convolveGiven},
+    {"dither",   ONE_PICTURE,  2, "n high bits by dither k", "dither:1:2", [](In, In, Out d, N n) { reduceBits(d, 0, (int32_t)n.values[1], n.whole()); }},
+    {"noise",    ONE_PICTURE,  2, "n high bits, noise k", "noise:2:6", [](In, In, Out d, N n) { reduceBits(d, (int32_t)n.values[1], 16, n.whole()); }},
     {"rotate",   ONE_PICTURE,  1, "turned n degrees",  "rotate:30",     [](In, In, Out d, N n) { turnPicture(d, n.values[0]); }},
     {"warp",     ONE_PICTURE,  6, "affine, c0 .. c5",  "warp:0.9:0.3:-20:-0.2:0.8:45", [](In, In, Out d, N n) { warpPicture(d, n.values); }},
     {"quad",     ONE_PICTURE,  8, "onto x0:y0 .. x3:y3", "quad:40:20:200:5:215:150:10:120", [](In, In, Out d, N n) { bendPicture(d, n.values); }},

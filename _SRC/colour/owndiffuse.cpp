@@ -71,7 +71,12 @@ template <class T> static void ownDiffusePlain(OwnBand& band)
 /* Each row runs OWN_LAG columns behind the row above it: at step t, lane r does column t - OWN_LAG * r. The errors that a
  * lane needs have then been known for three steps or more; those of the rows above are read one or two lanes further down.
  * Steps go in chunks that fit the first-level cache. */
-enum { OWN_LAG = 5, OWN_STEPS = 64, OWN_PAST = 2 * OWN_LAG + OWN_REACH };
+enum {
+    OWN_LAG = 5,
+    OWN_STEPS = 64,
+    OWN_PAST = 2 * OWN_LAG + OWN_REACH,
+    OWN_LAST_BEGINS = OWN_LAG * (int)OWN_BAND_ROWS
+};
 
 struct alignas(64) OwnWave {
     enum { LANES = OWN_BAND_ROWS, STRIDE = LANES + 2 };
@@ -140,8 +145,7 @@ static OwnVec<int16_t> ownBegun(ptrdiff_t t)
 {
     int16_t first[OwnWave::LANES];
     for (int lane = 0; lane < OwnWave::LANES; ++lane) first[lane] = (int16_t)(OWN_LAG * lane);
-    const ptrdiff_t most = OWN_LAG * OwnWave::LANES;
-    return ownGreater(ownSet((int16_t)std::clamp<ptrdiff_t>(t + 1, 0, most)), ownLoad<int16_t>(first));
+    return ownGreater(ownSet((int16_t)std::clamp<ptrdiff_t>(t + 1, 0, OWN_LAST_BEGINS)), ownLoad<int16_t>(first));
 }
 
 /* A sample in the upper bits of its lane, in place of 0 the lowest number: then saturation is the clamp. */
@@ -204,7 +208,7 @@ template <class T, bool wide> static void ownDiffuseLanes(OwnBand& band)
         const ptrdiff_t n = std::min<ptrdiff_t>(OWN_STEPS, nSteps - t);
         ownTakeLanes<T>(wave, band, t, n);
         ownTakeErrors(wave, band, t, 0, n);
-        if (t >= OWN_LAG * OwnWave::LANES && t + n <= band.n) ownStepLanes<T, wide, false>(wave, band, t, n);
+        if (t >= OWN_LAST_BEGINS && t + n <= band.n) ownStepLanes<T, wide, false>(wave, band, t, n);
         else ownStepLanes<T, wide, true>(wave, band, t, n);
         ownPutLanes<T>(wave, band, t, n);
         ownPutErrors(wave, band, t, n);
