@@ -34,7 +34,7 @@ struct Decoded {
 Decoded decode(const BITMAPINFOHEADER& dib, const Bytes& stream)
 {
     GuardedBlock block(std::max<size_t>(stream.size() + stream.size() % 2, 2)); /* begins at an even address */
-    memcpy(block.data, stream.data(), stream.size());
+    std::copy(stream.begin(), stream.end(), block.data);
     const int live = heapLive();
     Recorder recorder;
     uint8_t* rows = ownDecompressDib(face, &dib, block.data);
