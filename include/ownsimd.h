@@ -1566,6 +1566,29 @@ static inline OwnVec<uint8_t> ownLoadChunks(const uint8_t* p, const int32_t* at)
 #endif
 }
 
+/* The lowest of the lanes. */
+static inline int32_t ownLowest(OwnVec<int32_t> a)
+{
+#ifdef OWN_X86
+#if OWN_VEC_BYTES == 64
+    return _mm512_reduce_min_epi32((__m512i)ownX86(a));
+#else
+#if OWN_VEC_BYTES == 32
+    const __m256i v = (__m256i)ownX86(a);
+    __m128i m = _mm_min_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+#else
+    __m128i m = (__m128i)ownX86(a);
+#endif
+    m = _mm_min_epi32(m, _mm_shuffle_epi32(m, 0x4E));
+    return _mm_cvtsi128_si32(_mm_min_epi32(m, _mm_shuffle_epi32(m, 0xB1)));
+#endif
+#else
+    int32_t lowest = a.v[0];
+    for (ptrdiff_t i = 1; i < OwnVec<int32_t>::lanes; ++i) lowest = a.v[i] < lowest ? a.v[i] : lowest;
+    return lowest;
+#endif
+}
+
 /* ---- Loops over runs ----------------------------------------------------------------------------------------- */
 
 /* out[i] = x. Long runs are left to the processor's block fill, which does not read first what was there. */

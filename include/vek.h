@@ -612,6 +612,100 @@ typedef struct tagBITMAPINFOHEADER {
 } BITMAPINFOHEADER;
 #endif
 
+/* A bitmap in memory is one block: the header, a table, the pixels. The table begins biSize bytes behind the header's start
+ * and has four bytes an entry: blue, green, red, reserved. Its count of entries:
+ *   1, 4, 8 bits      biClrUsed, or 2, 16, 256 when that is 0. More than 256 are legal up to 65536; beyond that the bitmap is
+ *                     refused. A pixel whose index has no entry is (0, 0, 0, 0)
+ *   16, 32 bits       none; with biCompression 3 the masks of red, green and blue, of which none may be 0
+ *   24 bits           none, whatever biClrUsed says
+ * The pixels follow the table. A row takes ((biWidth * biBitCount + 31) & ~31) / 8 bytes; biSizeImage is never read.
+ *   16 bits   red, green, blue of 5 bits each from bit 14 down, or by the masks (the low 16 bits of each)
+ *   32 bits   blue, green, red and a byte without meaning (written as 0), or by the masks; then what lies above the highest
+ *             field is alpha, and where nothing does, alpha is the whole pixel
+ *   A field that is read keeps its high 8 bits, or is shifted up to 8 without repeating its high bits: 31 of 5 bits is 248.
+ *   One that is written gets the byte shifted to its width (16 bits), or the byte at its lowest bit (32 bits).
+ * A table is gray when it has more than one entry, and red, green and blue of entry i are i * 255 / (count - 1).
+ *
+ * Of an image these functions see neither region, channel of interest, mask nor tiles. Its rows lie as far apart as width,
+ * depth, nChannels, dataOrder and align say, whatever widthStep says. channelSeq is compared in all its four bytes: "G",
+ * "GRAY", "BGR", "BGRA", "RGB", "RGBA", short ones padded with zero bytes. The picture stays upright between any biHeight
+ * and any origin. Sources and destinations must not overlap. */
+
+/* vekTranslateDIB: an image that shows a bitmap: on the bitmap's own pixels where they can serve, else on a converted copy.
+ *   dib        the bitmap; as long as the image shares its pixels, it must outlive the image
+ *   cloneData  out: 1 when the image has pixels of its own, 0 when it shares the bitmap's
+ *   returns    the image, to be released by vekDeallocate(image, VEK_IMAGE_HEADER | VEK_IMAGE_DATA); null on failure.
+ *              Shared, in pixel order: 1 bit gray ("G", 1U), 8 bits gray without compression ("G", 8U), 24 bits ("BGR", 8U),
+ *              32 bits without masks ("BGRA", 8U, alpha channel 4). Copied, in plane order: 4 and 8 bits gray ("G", 8U),
+ *              32 bits with masks ("BGRA"), and all else ("BGR"). origin is bottom-left for a biHeight of 0 or more. A copy
+ *              is made by vekConvertFromDIB; when that fails, or a negative status was stored before, it is black.
+ *   refuses    -5 "( dib == ((void *)0) )"; "( cloneData == ((void *)0) )";
+ *              "( dib->biSize != sizeof(BITMAPINFOHEADER) )"; then [D]; "dib->biBitCount is bad";
+ *              "(dib->biClrUsed > 65536)"; -4 "Not enough memory to allocate header for destination image" (also for a size
+ *              that vekCreateImageHeader refuses); -4 "Not enough memory to allocate data for destination image"
+ *
+ * [D] The tests of a bitmap's header, all -5: "(dib->biPlanes != 1)"; "(dib->biCompression != 0) && (dib->biCompression != 1)
+ *     && (dib->biCompression != 2) && (dib->biCompression != 3)"; "(dib->biBitCount != 8) && (dib->biCompression == 1)";
+ *     "(dib->biBitCount != 4) && (dib->biCompression == 2)"; "(dib->biHeight < 0) && ( (dib->biCompression == 1) ||
+ *     (dib->biCompression == 2) )". */
+VEK_API VekImage* vekTranslateDIB(struct tagBITMAPINFOHEADER* dib, int32_t* cloneData);
+
+/* vekConvertFromDIB, vekConvertFromDIBSep: a bitmap's pixels into an image, each through blue, green, red and alpha (the
+ * reserved byte of its entry; 0 for 16 and 24 bits).
+ *   dib        the bitmap; the second function has the header with its table, and the pixels or the stream apart
+ *   image      not smaller than the bitmap, which is placed at the first stored row and column; what lies beside it keeps
+ *              its value. When imageData is null, pixels are allocated, black. nChannels 1 (1U 8U 16U), 3, 4 (8U 16U);
+ *              bytes are stored as byte * 256 at 16U, as byte >= 128 at 1U
+ *   channels   "BGR(A)": blue, green, red, alpha; "RGB(A)": red, green, blue, alpha; "G", "GRAY": one channel is
+ *              (blue * 28 + green * 151 + red * 77) >> 8, of three and four the third is that, the others blue, green, alpha.
+ *              An image of one channel takes red of "BGR(A)", blue of "RGB(A)"
+ *   nothing is copied and nothing reported for a biHeight of 0, a biWidth below 1, and a biHeight of -2147483648
+ *   returns    (vekConvertFromDIBSep) 0 or a status, which is not always the one that was reported
+ *   refuses    -5 "dib==0", "image==0" (told before the image's absence ends the call). vekConvertFromDIB returns silently
+ *              when a negative status is stored. Then -5 "( image->alphaChannel < 0 )"; "( image->nChannels <
+ *              image->alphaChannel )"; "( (image->dataOrder != 0) && (image->dataOrder != 1) )"; "( (image->origin != 0 ) &&
+ *              (image->origin != 1 ) )"; "( (image->align != 4 ) && (image->align != 8 ) )"; "(image->height <= 0)";
+ *              "(image->width <= 0)"; "(image->imageSize <= 0)"; "(image->widthStep <= 0)";
+ *              "(dib->biSize != sizeof(BITMAPINFOHEADER))"; [D]; -10 "Image size is too small"; -5
+ *              "(dib->biClrUsed > 65536)"; -5 "(red == 0 || green == 0 || blue == 0)" for the masks; -14 "image->channelSeq
+ *              unsupport"; -4 "Not enough memory to allocate data for destination image"; -3 "Impossible to decompress RLE
+ *              DIB" after the decoder's own report; -3 "" for other bit counts, channels and depths.
+ *              vekConvertFromDIBSep has the same tests with these texts: "( ((void *)0) == dibHeader )", dibData, image;
+ *              "( (image->origin != 0) && (image->origin != 1) )", align likewise; dibHeader in place of dib; the third of
+ *              [D] as "( ( dibHeader->biCompression != 0 ) && ... )". It returns -9 for a null image, the status that
+ *              vekCheckImageHeader has for the fault of an image, -5 for one of the header, -4, and -3 for all others */
+VEK_API void vekConvertFromDIB(const struct tagBITMAPINFOHEADER* dib, VekImage* image);
+VEK_API VekStatus vekConvertFromDIBSep(const struct tagBITMAPINFOHEADER* dibHeader, const void* dibData,
+                                       VekImage* image);
+
+/* vekConvertToDIB: an image into a bitmap of the same size that the caller has laid out.
+ *   image              nChannels 1 (1U 8U 16U), 3, or 4 with alphaChannel 4 (8U 16U), with pixels, without tiles
+ *   dib                header, table and pixels, with room for 2, 16 or 256 entries at 1, 4, 8 bits when paletteConversion is
+ *                      2, and for the plain pixels in any case; where the table ends, the pixels begin, and vekConvertToDIB
+ *                      moves that place when it changes biClrUsed
+ *   dither             for 16U: 1 takes the high bytes; 8 reduces the image by error diffusion (vekReduceBits) first, and
+ *                      ends silently when a status other than 0 is stored then
+ *   paletteConversion  for 1, 4, 8 bits: 0 uses the table that is there; 1 writes a fixed table of 2, 16 or 256 entries (for
+ *                      other counts the table stays), gray for one channel; 2 chooses the table by median cut of the image,
+ *                      and sets biClrUsed
+ *   channels           "G", "GRAY": red, green and blue are the third of blue, green, red, and alpha is 0; "BGR(A)", "RGB(A)"
+ *                      as they say
+ *   indices            the entry with the smallest sum of squared differences of blue, green, red, the first of equals; its
+ *                      low bits are stored, at 1 bit whether the low 8 bits are not 0
+ *   biCompression      1, 2: the plain rows are replaced by a stream when that is shorter, and biSizeImage is set; else
+ *                      biCompression becomes 0
+ *   refuses            the header's status, "Incorrect Image"; -5 "dib==0"; "(image->nChannels <= 0 || image->nChannels >
+ *                      4)"; "(image->depth & 0x80000000)"; "(image->alphaChannel != 0 && image->alphaChannel != 4)";
+ *                      "(image->nChannels != 4)"; "(image->nChannels != 3 && image->nChannels != 1)"; "(image->width !=
+ *                      dib->biWidth || image->height != abs(dib->biHeight))"; "(dib->biSize != sizeof(BITMAPINFOHEADER))";
+ *                      [D]; "(dither != 8 && dither != 1 )"; "(paletteConversion != 0 && paletteConversion != 1 &&
+ *                      paletteConversion != 2 )"; -3 "" for an image with tiles; -5 "(dib->biClrUsed > 65536)"; -3 "Error of
+ *                      creating medcut palette", also when memory is short; -4 "Not enough memory to allocate header for
+ *                      temporal image"; -3 "" for other depths; -14 "image->channelSeq unsupport"; -5 "dib->biBitCount is
+ *                      bad"; -5 "(red == 0 || green == 0 || blue == 0)" */
+VEK_API void vekConvertToDIB(const VekImage* image, struct tagBITMAPINFOHEADER* dib, int32_t dither,
+                             int32_t paletteConversion);
+
 /* ---- Tone ---------------------------------------------------------------------------------------- */
 
 /* vekThreshold: dst = src >= threshold ? the highest value of dst's depth : the lowest; for 1U a bit that is set or cleared.
