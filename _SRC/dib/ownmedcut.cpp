@@ -14,12 +14,12 @@ struct OwnCube {
 static const OwnCube ownGrayCube = {nullptr, {1, 256, 256}, 256, true};
 static const OwnCube ownColourCube = {nullptr, {1, 64, 4096}, 1 << 18, false};
 
-struct OwnBox {
+struct OwnCutBox {
     uint32_t lo[OWN_AXES], hi[OWN_AXES]; /* both within the box */
     uint32_t count;                      /* of pixels */
     uint32_t isClosed;                   /* not to be cut any more */
 };
-static_assert(sizeof(OwnBox) == 32);
+static_assert(sizeof(OwnCutBox) == 32);
 
 /* ---- Counting ---------------------------------------------------------------------------------------------------- */
 
@@ -56,7 +56,7 @@ struct OwnSlices {
     uint32_t of[OWN_AXES][OWN_AXIS_MOST];
 };
 
-static void ownSliceSums(const OwnCube& cube, const OwnBox& box, OwnSlices* sums)
+static void ownSliceSums(const OwnCube& cube, const OwnCutBox& box, OwnSlices* sums)
 {
     for (int axis = 0; axis < OWN_AXES; ++axis)
         std::fill(sums->of[axis] + box.lo[axis], sums->of[axis] + box.hi[axis] + 1, 0u);
@@ -75,7 +75,7 @@ static void ownSliceSums(const OwnCube& cube, const OwnBox& box, OwnSlices* sums
 }
 
 /* Draws the bounds in to the outermost slices with pixels. */
-static void ownShrink(const OwnCube& cube, OwnBox* box, OwnSlices* sums)
+static void ownShrink(const OwnCube& cube, OwnCutBox* box, OwnSlices* sums)
 {
     ownSliceSums(cube, *box, sums);
     for (int axis = 0; axis < OWN_AXES; ++axis) {
@@ -85,12 +85,12 @@ static void ownShrink(const OwnCube& cube, OwnBox* box, OwnSlices* sums)
     }
 }
 
-static bool ownIsCell(const OwnBox& box)
+static bool ownIsCell(const OwnCutBox& box)
 {
     return box.lo[0] == box.hi[0] && box.lo[1] == box.hi[1] && box.lo[2] == box.hi[2];
 }
 
-static int ownLongestAxis(const OwnBox& box)
+static int ownLongestAxis(const OwnCutBox& box)
 {
     const uint32_t x = box.hi[0] - box.lo[0], y = box.hi[1] - box.lo[1], z = box.hi[2] - box.lo[2];
     return x >= y && x >= z ? 0 : y >= z ? 1 : 2;
@@ -98,7 +98,7 @@ static int ownLongestAxis(const OwnBox& box)
 
 /* Cuts a box whose outermost slices have pixels, on at least one axis two different ones, after the slice at which the sum
  * comes nearest to the half; each part gets pixels. */
-static void ownCut(const OwnCube& cube, OwnBox* box, OwnBox* upper, OwnSlices* sums)
+static void ownCut(const OwnCube& cube, OwnCutBox* box, OwnCutBox* upper, OwnSlices* sums)
 {
     const int axis = ownLongestAxis(*box);
     const uint32_t* slices = sums->of[axis];
@@ -121,10 +121,10 @@ static void ownCut(const OwnCube& cube, OwnBox* box, OwnBox* upper, OwnSlices* s
 }
 
 /* Cuts until there are `wanted` boxes, or none is left to be cut; returns how many there are. */
-static uint32_t ownCutAll(const OwnCube& cube, OwnBox* boxes, uint32_t wanted, uint32_t nPixels)
+static uint32_t ownCutAll(const OwnCube& cube, OwnCutBox* boxes, uint32_t wanted, uint32_t nPixels)
 {
     OwnSlices sums;
-    OwnBox& first = boxes[0];
+    OwnCutBox& first = boxes[0];
     first = {};
     for (int axis = 0; axis < OWN_AXES; ++axis)
         first.hi[axis] = (axis + 1 < OWN_AXES ? cube.step[axis + 1] : cube.nCells) / cube.step[axis] - 1;
@@ -148,7 +148,7 @@ static void ownSetEntry(const OwnCube& cube, uint8_t* entry, const uint32_t plac
 }
 
 /* The mean of a box: sum of count * value, over the box's count, chopped. A colour's value is that of its cell's low end. */
-static void ownMeanEntry(const OwnCube& cube, const OwnBox& box, OwnSlices* sums, uint8_t* entry)
+static void ownMeanEntry(const OwnCube& cube, const OwnCutBox& box, OwnSlices* sums, uint8_t* entry)
 {
     ownSliceSums(cube, box, sums);
     uint32_t mean[OWN_AXES] = {};
@@ -181,7 +181,7 @@ static uint32_t ownCubeTable(const OwnCube& cube, uint32_t wanted, uint8_t* tabl
         nPixels += cube.cells[i];
     }
     if (nFilled <= wanted) return ownCellTable(cube, table), nFilled;
-    OwnBox* boxes = (OwnBox*)vekMalloc((int32_t)(sizeof(OwnBox) * wanted));
+    OwnCutBox* boxes = (OwnCutBox*)vekMalloc((int32_t)(sizeof(OwnCutBox) * wanted));
     if (!boxes) return 0;
     const uint32_t count = ownCutAll(cube, boxes, wanted, nPixels);
     OwnSlices sums;
