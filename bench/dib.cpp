@@ -58,8 +58,8 @@ void drawPicture(VekImage* image)
             for (int c = 0; c < image->nChannels; ++c) {
                 const double grain = (double)(random() >> 8 & 15) - 8;
                 const size_t row = (size_t)image->widthStep * (size_t)(y + (isPlanes ? c * HEIGHT : 0));
-                image->imageData[row + (size_t)(isPlanes ? x : x * image->nChannels + c)] =
-                    (uint8_t)std::clamp(colours[isGray ? 1 : c] + grain, 0.0, 255.0);
+                image->imageData[row + (size_t)(isPlanes ? x : x * image->nChannels + c)] = (uint8_t)std::clamp(
+                    colours[isGray ? 1 : c] + grain, 0.0, 255.0);
             }
         }
 }
@@ -85,14 +85,12 @@ struct DibBench {
     int palette; /* paletteConversion that fills the bitmap, and that is measured on the way out */
 };
 const DibBench benches[] = {
-    {"1bit/3ch", 1, 0, 3, false, 1},         {"4bit/3ch", 4, 0, 3, false, 1},
-    {"8bit/3ch", 8, 0, 3, false, 1},         {"8bit/planes", 8, 0, 3, true, 1},
-    {"8bit-gray/1ch", 8, 0, 1, false, 1},    {"555/3ch", 16, 0, 3, false, 0},
-    {"565/3ch", 16, 3, 3, false, 0},         {"565/planes", 16, 3, 3, true, 0},
-    {"24bit/3ch", 24, 0, 3, false, 0},       {"24bit/planes", 24, 0, 3, true, 0},
-    {"24bit/gray", 24, 0, 1, false, 0},      {"24bit/4ch", 24, 0, 4, false, 0},
-    {"32bit/3ch", 32, 0, 3, false, 0},       {"32bit/4ch", 32, 0, 4, false, 0},
-    {"32bit-fields/3ch", 32, 3, 3, false, 0}, {"8bit-rle/3ch", 8, 1, 3, false, 1},
+    {"1bit/3ch", 1, 0, 3, false, 1},     {"4bit/3ch", 4, 0, 3, false, 1},      {"8bit/3ch", 8, 0, 3, false, 1},
+    {"8bit/planes", 8, 0, 3, true, 1},   {"8bit-gray/1ch", 8, 0, 1, false, 1}, {"555/3ch", 16, 0, 3, false, 0},
+    {"565/3ch", 16, 3, 3, false, 0},     {"565/planes", 16, 3, 3, true, 0},    {"24bit/3ch", 24, 0, 3, false, 0},
+    {"24bit/planes", 24, 0, 3, true, 0}, {"24bit/gray", 24, 0, 1, false, 0},   {"24bit/4ch", 24, 0, 4, false, 0},
+    {"32bit/3ch", 32, 0, 3, false, 0},   {"32bit/4ch", 32, 0, 4, false, 0},    {"32bit-fields/3ch", 32, 3, 3, false, 0},
+    {"8bit-rle/3ch", 8, 1, 3, false, 1},
 };
 
 size_t imageBytes(const VekImage* image) { return (size_t)image->imageSize; }
@@ -100,10 +98,12 @@ size_t imageBytes(const VekImage* image) { return (size_t)image->imageSize; }
 void runFrom(benchmark::State& state, const DibBench& bench)
 {
     BenchDib dib = makeDib(bench.bitCount, bench.compression);
-    const BenchImage image = makePicture(bench.nChannels, bench.isPlanes), copy = makePicture(bench.nChannels, bench.isPlanes);
+    const BenchImage image = makePicture(bench.nChannels, bench.isPlanes),
+                     copy = makePicture(bench.nChannels, bench.isPlanes);
     vekConvertToDIB(image.get(), dib.header(), 1, bench.palette);
-    benchMeasure(state, [&] { vekConvertFromDIB(dib.header(), image.get()); }, image->imageData, copy->imageData,
-                 imageBytes(image.get()), (double)WIDTH * HEIGHT);
+    benchMeasure(
+        state, [&] { vekConvertFromDIB(dib.header(), image.get()); }, image->imageData, copy->imageData,
+        imageBytes(image.get()), (double)WIDTH * HEIGHT);
 }
 
 /* What the picture becomes in the bitmap; with palette 2 the table is part of the work. */
@@ -112,8 +112,9 @@ void runTo(benchmark::State& state, const DibBench& bench, int palette)
     BenchDib dib = makeDib(bench.bitCount, bench.compression), copy = makeDib(bench.bitCount, bench.compression);
     const BenchImage image = makePicture(bench.nChannels, bench.isPlanes);
     vekConvertToDIB(image.get(), dib.header(), 1, bench.palette);
-    benchMeasure(state, [&] { vekConvertToDIB(image.get(), dib.header(), 1, palette); }, dib.pixels(), copy.pixels(),
-                 dib.pixelBytes, (double)WIDTH * HEIGHT);
+    benchMeasure(
+        state, [&] { vekConvertToDIB(image.get(), dib.header(), 1, palette); }, dib.pixels(), copy.pixels(),
+        dib.pixelBytes, (double)WIDTH * HEIGHT);
 }
 
 const bool areRegistered = [] {

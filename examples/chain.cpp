@@ -149,7 +149,7 @@ static std::string runOnTwo(const Operation& operation, VekImage* image, Frame* 
     } else {
         const std::string fault = bmpRead(path, &file);
         if (!fault.empty()) return path + " " + fault;
-        second.reset(bmpImage(&file));
+        second = bmpImage(&file);
     }
     if (!second) return "needs more memory than there is";
     VekROI roi = frame->roi;

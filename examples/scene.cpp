@@ -8,7 +8,7 @@
 Image makeImage(int32_t nChannels, uint32_t depth, int32_t width, int32_t height)
 {
     const bool isGrey = nChannels == 1;
-    Image image(vekCreateImageHeader(nChannels, 0, depth, isGrey ? "GRAY" : "RGB ", isGrey ? "G   " : "BGR ",
+    Image image(vekCreateImageHeader(nChannels, 0, depth, isGrey ? "GRAY" : "RGB", isGrey ? "G\0\0" : "BGR",
                                      VEK_DATA_ORDER_PIXEL, VEK_ORIGIN_TOP_LEFT, 4, width, height, nullptr, nullptr,
                                      nullptr, nullptr));
     if (!image) return image;

@@ -8,11 +8,12 @@
 #include <algorithm>
 
 static const char usage[] =
-    "usage: vekdemo IN.bmp OUT.bmp STEP,STEP,...   the steps, one after the other, on a picture\n"
+    "usage: vekdemo [--as KIND] IN.bmp OUT.bmp [STEP,STEP,...]   the steps, one after the other, on a picture\n"
+    "       vekdemo info FILE.bmp                  what the file's header says\n"
     "       vekdemo compare A.bmp B.bmp            the norms of the difference of two pictures\n"
     "       vekdemo --sheet FOLDER/                all operations on one sheet, FOLDER/contact-sheet.bmp\n"
     "\n"
-    "IN.bmp has 24 bits, or 8 bits and a grey palette. A step is a setting for the steps after it:\n"
+    "KIND is 24, 32, 565, 8, 8gray, rle8, 4, rle4 or 1. A step is a setting for the steps after it:\n"
     "  roi:x:y:w:h  roi:all               only this rectangle; rows are counted as they lie in the file\n"
     "  coi:n                              only channel n (1 blue, 2 green, 3 red), 0 for all\n"
     "  mask:circle mask:checker mask:none only these pixels of the rectangle\n"
@@ -64,19 +65,48 @@ static bool runSteps(VekImage* image, const std::string& steps, FILE* out, FILE*
     return true;
 }
 
-static int runFile(const std::string& inPath, const std::string& outPath, const std::string& steps, FILE* out,
-                   FILE* err)
+/* Reads a picture; without one, what is wrong has been told. */
+static Image readPicture(const std::string& path, BmpFile* file, FILE* err)
+{
+    const std::string fault = bmpRead(path, file);
+    if (!fault.empty()) return fprintf(err, "vekdemo: %s %s\n", path.c_str(), fault.c_str()), nullptr;
+    Image image = bmpImage(file);
+    if (!image) fprintf(err, "vekdemo: %s can't be decoded\n", path.c_str());
+    return image;
+}
+
+static void printHeader(const std::string& path, const BmpFile& file, FILE* out)
+{
+    fprintf(out, "%s: %d x %d, %d bits, %s\n", path.c_str(), (int)file.width, (int)file.height, file.bitCount,
+            file.isBottomUp ? "bottom row first" : "top row first");
+}
+
+static int runInfo(const std::string& path, FILE* out, FILE* err)
+{
+    static const char* const codings[] = {"none", "run lengths of bytes", "run lengths of 4-bit pixels", "masks"};
+    BmpFile file;
+    const Image image = readPicture(path, &file, err);
+    if (!image) return 1;
+    printHeader(path, file, out);
+    fprintf(out, "coding   %s\nentries  %u\nchannels %d\nbytes    %zu\n", codings[file.compression],
+            (unsigned)file.nEntries, (int)image->nChannels, file.dib.size());
+    return 0;
+}
+
+struct FileTask {
+    std::string inPath, outPath, kind;
+    const char* steps; /* or null */
+};
+
+static int runFile(const FileTask& task, FILE* out, FILE* err)
 {
     BmpFile file;
-    std::string fault = bmpRead(inPath, &file);
-    if (!fault.empty()) return fprintf(err, "vekdemo: %s %s\n", inPath.c_str(), fault.c_str()), 1;
-    const Image image(bmpImage(&file));
-    if (!image) return fprintf(err, "vekdemo: %s is too large\n", inPath.c_str()), 1;
-    fprintf(out, "%s: %d x %d, %d bits, %s\n", inPath.c_str(), (int)file.width, (int)file.height,
-            (int)(8 * file.nChannels), file.isBottomUp ? "bottom row first" : "top row first");
-    if (!runSteps(image.get(), steps, out, err)) return 1;
-    fault = bmpWrite(outPath, image.get());
-    if (!fault.empty()) return fprintf(err, "vekdemo: %s %s\n", outPath.c_str(), fault.c_str()), 1;
+    const Image image = readPicture(task.inPath, &file, err);
+    if (!image) return 1;
+    printHeader(task.inPath, file, out);
+    if (task.steps && !runSteps(image.get(), task.steps, out, err)) return 1;
+    const std::string fault = bmpWrite(task.outPath, image.get(), task.kind);
+    if (!fault.empty()) return fprintf(err, "vekdemo: %s %s\n", task.outPath.c_str(), fault.c_str()), 1;
     return 0;
 }
 
@@ -100,13 +130,11 @@ static int runCompare(const std::string& pathA, const std::string& pathB, FILE* 
     const std::string* const paths[2] = {&pathA, &pathB};
     Image images[2];
     for (int i = 0; i < 2; ++i) {
-        const std::string fault = bmpRead(*paths[i], &files[i]);
-        if (!fault.empty()) return fprintf(err, "vekdemo: %s %s\n", paths[i]->c_str(), fault.c_str()), 1;
-        images[i].reset(bmpImage(&files[i]));
-        if (!images[i]) return fprintf(err, "vekdemo: %s is too large\n", paths[i]->c_str()), 1;
+        images[i] = readPicture(*paths[i], &files[i], err);
+        if (!images[i]) return 1;
     }
     if (files[0].width != files[1].width || files[0].height != files[1].height ||
-        files[0].nChannels != files[1].nChannels || files[0].isBottomUp != files[1].isBottomUp)
+        images[0]->nChannels != images[1]->nChannels || files[0].isBottomUp != files[1].isBottomUp)
         return fprintf(err, "vekdemo: the pictures differ in size, channels or order of rows\n"), 1;
 
     /* A norm relative to a black picture is refused; it is not a fault of the command. */
@@ -181,7 +209,11 @@ int vekdemo(int argc, const char* const* argv, FILE* out, FILE* err)
 {
     if (argc == 3 && argv[1] == std::string("--sheet")) return runSheet(argv[2], out, err);
     if (argc == 2 && argv[1] == std::string("--help")) return printUsage(out), 0;
-    if (argc != 4) return printUsage(err), 2;
-    if (argv[1] == std::string("compare")) return runCompare(argv[2], argv[3], out, err);
-    return runFile(argv[1], argv[2], argv[3], out, err);
+    if (argc == 3 && argv[1] == std::string("info")) return runInfo(argv[2], out, err);
+    if (argc == 4 && argv[1] == std::string("compare")) return runCompare(argv[2], argv[3], out, err);
+    const bool hasKind = argc > 2 && argv[1] == std::string("--as");
+    const int nWords = argc - (hasKind ? 3 : 1);
+    const char* const* words = argv + argc - nWords;
+    if (nWords != 3 && !(nWords == 2 && hasKind)) return printUsage(err), 2;
+    return runFile({words[0], words[1], hasKind ? argv[2] : "", nWords == 3 ? words[2] : nullptr}, out, err);
 }

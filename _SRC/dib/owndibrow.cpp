@@ -9,6 +9,10 @@ static constexpr ptrdiff_t OWN_STEP = OwnVec<uint8_t>::lanes; /* pixels that a p
 typedef OwnVec<uint8_t> OwnBytes;
 typedef OwnQuad<uint8_t> OwnColours; /* blue, green, red, alpha of OWN_STEP pixels */
 
+/* The planes of a side of nPlanes: the first, and the one behind the last. */
+static inline int ownFirstPlane(const OwnPixels& k) { return k.nPlanes == 1 ? 2 : 0; }
+static inline int ownPlanesEnd(const OwnPixels& k) { return k.nPlanes == 1 ? 3 : 4; }
+
 /* ---- Loops ------------------------------------------------------------------------------------------------------- */
 
 /* planes[i] = f(pixels of `size` bytes from in[i] on), the first nPlanes of them, a vector at a time. The last vector
@@ -66,12 +70,12 @@ template <int bits>
 static void ownFetchIndexPlain(uint8_t* const plane[4], const uint8_t* in, ptrdiff_t n, const OwnPixels& k)
 {
     for (ptrdiff_t i = 0; i < n; ++i)
-        for (int c = 0; c < 4; ++c) plane[c][i] = k.look[c][ownIndexAt(in, i, bits)];
+        for (int c = ownFirstPlane(k); c < ownPlanesEnd(k); ++c) plane[c][i] = k.look[c][ownIndexAt(in, i, bits)];
 }
 
 static void ownFetchIndex1(uint8_t* const plane[4], const uint8_t* in, ptrdiff_t n, const OwnPixels& k)
 {
-    for (int c = 0; c < 4; ++c) {
+    for (int c = ownFirstPlane(k); c < ownPlanesEnd(k); ++c) {
         const OwnBytes zero = ownSet(k.look[c][0]), one = ownSet(k.look[c][1]);
         ownMapBits<uint8_t>(plane[c], in, n, [=](OwnBytes bit) { return ownSelect(bit, one, zero); });
     }
@@ -91,17 +95,22 @@ static void ownFetchIndex4(uint8_t* const plane[4], const uint8_t* in, ptrdiff_t
     ptrdiff_t i = 0;
     for (; i <= n - OWN_STEP; i += OWN_STEP) {
         const OwnBytes places = ownNibbles(in + i / 2);
-        for (int c = 0; c < 4; ++c) ownStore(plane[c] + i, ownPickBytes(look[c], places));
+        for (int c = ownFirstPlane(k); c < ownPlanesEnd(k); ++c) ownStore(plane[c] + i, ownPickBytes(look[c], places));
     }
     if (i == n) return;
     uint8_t part[OWN_STEP / 2] = {};
     memcpy(part, in + i / 2, (size_t)(n - i + 1) / 2);
-    for (int c = 0; c < 4; ++c) ownStorePart(plane[c] + i, ownPickBytes(look[c], ownNibbles(part)), n - i);
+    for (int c = ownFirstPlane(k); c < ownPlanesEnd(k); ++c)
+        ownStorePart(plane[c] + i, ownPickBytes(look[c], ownNibbles(part)), n - i);
 }
 
 /* Entries are brought together as pixels of four bytes, and those taken apart. */
 static void ownFetchIndex8(uint8_t* const plane[4], const uint8_t* in, ptrdiff_t n, const OwnPixels& k)
 {
+    if (k.nPlanes == 1) {
+        for (ptrdiff_t i = 0; i < n; ++i) plane[2][i] = k.look[2][in[i]];
+        return;
+    }
     ownFetchEach<1, 4>(plane, in, n, [&](const uint8_t* p) {
         uint8_t pixels[OWN_STEP][4];
         for (ptrdiff_t i = 0; i < OWN_STEP; ++i) memcpy(pixels[i], k.entries[p[i]], 4);
@@ -116,10 +125,12 @@ static void ownStoreIndex1(uint8_t* out, const uint8_t* const plane[4], ptrdiff_
     for (ptrdiff_t x = 0; x < n; x += 256) {
         const ptrdiff_t part = std::min<ptrdiff_t>(n - x, 256);
         ownNearestRun(k.nearest, indices, plane[0] + x, plane[1] + x, plane[2] + x, part);
-        for (ptrdiff_t i = 0; i < part; ++i) {
+        const ptrdiff_t whole = part & ~(ptrdiff_t)7;
+        uint8_t* bytes = out + (x >> 3);
+        ownMapToBits<uint8_t>(bytes, indices, whole, [](OwnBytes i) { return ~ownEqual(i, OwnBytes{}); });
+        for (ptrdiff_t i = whole; i < part; ++i) {
             const int bit = 0x80 >> (i & 7);
-            uint8_t& byte = out[(x + i) >> 3];
-            byte = (uint8_t)(indices[i] ? byte | bit : byte & ~bit);
+            bytes[i >> 3] = (uint8_t)(indices[i] ? bytes[i >> 3] | bit : bytes[i >> 3] & ~bit);
         }
     }
 }
@@ -202,15 +213,17 @@ static void ownStoreFieldsPlain(uint8_t* out, const uint8_t* const plane[4], ptr
     }
 }
 
+static inline OwnColours ownColours16(const uint8_t* p, const OwnPixels& k)
+{
+    const OwnVec<uint16_t> lo = ownLoad<uint16_t>(p), hi = ownLoad<uint16_t>(p + OWN_STEP);
+    const auto field = [&](int c) {
+        return ownNarrow<uint8_t>(ownFieldBytes(lo, k.field[c]), ownFieldBytes(hi, k.field[c]));
+    };
+    return OwnColours{field(0), field(1), field(2), {}};
+}
 static void ownFetchFields16(uint8_t* const plane[4], const uint8_t* in, ptrdiff_t n, const OwnPixels& k)
 {
-    ownFetchEach<2, 3>(plane, in, n, [&](const uint8_t* p) {
-        const OwnVec<uint16_t> lo = ownLoad<uint16_t>(p), hi = ownLoad<uint16_t>(p + OWN_STEP);
-        const auto field = [&](int c) {
-            return ownNarrow<uint8_t>(ownFieldBytes(lo, k.field[c]), ownFieldBytes(hi, k.field[c]));
-        };
-        return OwnColours{field(0), field(1), field(2), {}};
-    });
+    ownFetchEach<2, 3>(plane, in, n, [&](const uint8_t* p) { return ownColours16(p, k); });
 }
 
 static void ownFetchFields32(uint8_t* const plane[4], const uint8_t* in, ptrdiff_t n, const OwnPixels& k)
@@ -252,9 +265,6 @@ static inline OwnBytes ownHighBytes(const uint8_t* samples)
 {
     return ownHighBytes(ownLoad<uint16_t>(samples), ownLoad<uint16_t>(samples + OWN_STEP));
 }
-
-/* The plane with which a side of nPlanes begins. */
-static inline int ownFirstPlane(const OwnPixels& k) { return k.nPlanes == 1 ? 2 : 0; }
 
 template <class T>
 static void ownFetchPlanesPlain(uint8_t* const plane[4], const uint8_t* in, ptrdiff_t n, const OwnPixels& k)
@@ -432,12 +442,90 @@ const OwnStoreRow ownStoreRows[OWN_FORMS] = {
     /* SPARE8   */ {ownStoreFour8<3>, ownStorePixelsPlain<uint8_t, 4, 3>},
 };
 
+/* ---- Straight moves ---------------------------------------------------------------------------------------------- */
+
+static void ownCopyThree8(uint8_t* out, const uint8_t* in, ptrdiff_t n, const OwnPixels&)
+{
+    memcpy(out, in, (size_t)(3 * n));
+}
+
+/* Pixels of three bytes from pixels of `size` bytes, a vector at a time; the last vector overlaps the one before. */
+template <int size, class F>
+[[gnu::flatten]] static inline void ownToThree8(uint8_t* out, const uint8_t* in, ptrdiff_t n, F f)
+{
+    const auto move = [&](uint8_t* to, const uint8_t* from) {
+        const OwnColours x = f(from);
+        ownStore3<uint8_t>(to, x.a, x.b, x.c);
+    };
+    if (n < OWN_STEP) {
+        uint8_t part[OWN_STEP * size] = {}, made[3 * OWN_STEP];
+        memcpy(part, in, (size_t)(n * size));
+        move(made, part);
+        return (void)memcpy(out, made, (size_t)(3 * n));
+    }
+    for (ptrdiff_t i = 0;; i = std::min(i + OWN_STEP, n - OWN_STEP)) {
+        ownPrefetch<OWN_STEP * size>(in + i * size);
+        move(out + 3 * i, in + i * size);
+        if (i == n - OWN_STEP) return;
+    }
+}
+static void ownFour8ToThree8(uint8_t* out, const uint8_t* in, ptrdiff_t n, const OwnPixels&)
+{
+    ownToThree8<4>(out, in, n, [](const uint8_t* p) { return ownLoad4<uint8_t>(p); });
+}
+static void ownFields16ToThree8(uint8_t* out, const uint8_t* in, ptrdiff_t n, const OwnPixels& k)
+{
+    ownToThree8<2>(out, in, n, [&](const uint8_t* p) { return ownColours16(p, k); });
+}
+
+/* Entries are stored with their fourth byte, which the next one covers; the last one without. */
+static void ownIndex8ToThree8(uint8_t* out, const uint8_t* in, ptrdiff_t n, const OwnPixels& k)
+{
+    for (ptrdiff_t i = 0; i < n - 1; ++i) memcpy(out + 3 * i, k.entries[in[i]], 4);
+    memcpy(out + 3 * (n - 1), k.entries[in[n - 1]], 3);
+}
+
+static const struct OwnStraightMove {
+    OwnForm from, to;
+    void (*run)(uint8_t* out, const uint8_t* in, ptrdiff_t n, const OwnPixels& from);
+} ownStraightMoves[] = {
+    {OWN_FORM_THREE8, OWN_FORM_THREE8, ownCopyThree8},     {OWN_FORM_FOUR8, OWN_FORM_THREE8, ownFour8ToThree8},
+    {OWN_FORM_SPARE8, OWN_FORM_THREE8, ownFour8ToThree8},  {OWN_FORM_FIELDS16, OWN_FORM_THREE8, ownFields16ToThree8},
+    {OWN_FORM_INDEX8, OWN_FORM_THREE8, ownIndex8ToThree8},
+};
+
+/* Moves a row without planes where there is a run for that. */
+static bool ownMoveStraight(const OwnPixels& from, const OwnPixels& to, uint8_t* out, const uint8_t* in, ptrdiff_t n)
+{
+    for (const OwnStraightMove& move : ownStraightMoves)
+        if (move.from == from.form && move.to == to.form) return move.run(out, in, n, from), true;
+    return false;
+}
+
 /* ---- Colour ------------------------------------------------------------------------------------------------------ */
 
-/* out = (28 a + 151 b + 77 c) >> 8; out may be one of them. */
-static void ownGrayRun(uint8_t* out, const uint8_t* blue, const uint8_t* green, const uint8_t* red, ptrdiff_t n)
+/* (28 blue + 151 green + 77 red) >> 8: the weights make 256, so the sum fits 16 bits. */
+static inline OwnBytes ownGrayOf(OwnBytes blue, OwnBytes green, OwnBytes red)
 {
-    for (ptrdiff_t i = 0; i < n; ++i) out[i] = (uint8_t)((blue[i] * 28 + green[i] * 151 + red[i] * 77) >> 8);
+    const OwnPair<uint16_t> b = ownUnpack(blue), g = ownUnpack(green), r = ownUnpack(red);
+    const auto half = [](OwnVec<uint16_t> x, OwnVec<uint16_t> y, OwnVec<uint16_t> z) {
+        return ownAs<int16_t>(
+            ownShiftRight(x * ownSet<uint16_t>(28) + y * ownSet<uint16_t>(151) + z * ownSet<uint16_t>(77), 8));
+    };
+    return ownPack<uint8_t>(half(b.lo, g.lo, r.lo), half(b.hi, g.hi, r.hi));
+}
+
+/* red becomes the gray; the rest of the run is taken first, since a vector must not be done twice. */
+static void ownGrayRun(uint8_t* red, const uint8_t* blue, const uint8_t* green, ptrdiff_t n)
+{
+    const ptrdiff_t rest = n % OWN_STEP, whole = n - rest;
+    ownStorePart(red + whole,
+                 ownGrayOf(ownLoadPart<uint8_t>(blue + whole, rest), ownLoadPart<uint8_t>(green + whole, rest),
+                           ownLoadPart<uint8_t>(red + whole, rest)),
+                 rest);
+    for (ptrdiff_t i = 0; i < whole; i += OWN_STEP)
+        ownStore(red + i,
+                 ownGrayOf(ownLoad<uint8_t>(blue + i), ownLoad<uint8_t>(green + i), ownLoad<uint8_t>(red + i)));
 }
 
 /* The planes as the step leaves them. */
@@ -446,7 +534,7 @@ static void ownColourStep(uint8_t* plane[4], OwnColourStep step, uint8_t* zeros,
     switch (step) {
     case OWN_STEP_NONE: return;
     case OWN_STEP_SWAP: return std::swap(plane[0], plane[2]);
-    case OWN_STEP_GRAY: return ownGrayRun(plane[2], plane[0], plane[1], plane[2], n);
+    case OWN_STEP_GRAY: return ownGrayRun(plane[2], plane[0], plane[1], n);
     case OWN_STEP_LEVEL:
         plane[0] = plane[1] = plane[2];
         plane[3] = zeros;
@@ -482,20 +570,33 @@ struct OwnChunk {
     alignas(64) uint8_t planes[4][OWN_ROW_CHUNK], zeros[OWN_ROW_CHUNK];
 };
 
+/* Where a chunk's planes are: of an image of planes of bytes where they lie, else in the chunk. Those of a source are only
+ * read. True when there is nothing to fetch. */
+static bool ownBorrowPlanes(uint8_t* plane[4], const OwnPixels& side, uint8_t* at, bool isSwapped)
+{
+    if (side.form != OWN_FORM_PLANES8) return false;
+    for (int c = 0; c < side.nPlanes; ++c) plane[ownFirstPlane(side) + c] = at + c * side.view.channelStep;
+    if (isSwapped) std::swap(plane[0], plane[2]);
+    return true;
+}
+
 static void ownMoveRow(const OwnPixels& from, const OwnPixels& to, OwnColourStep step, OwnChunk* chunk, ptrdiff_t y,
                        int32_t width)
 {
-    const uint8_t* in = from.view.data + y * from.view.rowStep;
-    uint8_t* out = to.view.data + y * to.view.rowStep;
+    uint8_t *in = from.view.data + y * from.view.rowStep, *out = to.view.data + y * to.view.rowStep;
+    if (step == OWN_STEP_NONE && ownMoveStraight(from, to, out, in, width)) return;
     const int64_t inBits = (int64_t)from.view.sampleBits * from.view.pixelStep,
                   outBits = (int64_t)to.view.sampleBits * to.view.pixelStep;
+    const bool intoPlanes = to.nPlanes != 4; /* not every form tells alpha */
     for (int64_t x = 0; x < width; x += OWN_ROW_CHUNK) {
         const ptrdiff_t n = (ptrdiff_t)std::min<int64_t>(width - x, OWN_ROW_CHUNK);
+        uint8_t *part = in + (ptrdiff_t)(x * inBits >> 3), *made = out + (ptrdiff_t)(x * outBits >> 3);
         uint8_t* plane[4] = {chunk->planes[0], chunk->planes[1], chunk->planes[2], chunk->planes[3]};
-        ownFetchRows[from.form].run(plane, in + (ptrdiff_t)(x * inBits >> 3), n, from);
+        const bool isMade = intoPlanes && ownBorrowPlanes(plane, to, made, step == OWN_STEP_SWAP);
+        if (isMade || !ownBorrowPlanes(plane, from, part, false)) ownFetchRows[from.form].run(plane, part, n, from);
         if (ownIsGrayForm(from)) plane[0] = plane[1] = plane[2];
         ownColourStep(plane, step, chunk->zeros, n);
-        ownStoreRows[to.form].run(out + (ptrdiff_t)(x * outBits >> 3), plane, n, to);
+        if (!isMade) ownStoreRows[to.form].run(made, plane, n, to);
     }
 }
 

@@ -33,7 +33,7 @@ struct OwnField {
 struct OwnPixels {
     OwnForm form;
     OwnView view;
-    int nPlanes;             /* OWN_FORM_PLANES: 1 (then it is red that is stored), 3, 4 */
+    int nPlanes; /* OWN_FORM_PLANES: 1 (it is red), 3, 4; OWN_FORM_INDEX: 1 when blue and green aren't asked for */
     OwnField field[4];       /* OWN_FORM_FIELDS: blue, green, red, alpha */
     uint8_t look[4][256];    /* OWN_FORM_INDEX, fetched: blue, green, red, alpha of the entries */
     uint8_t entries[256][4]; /* the same, together */

@@ -66,6 +66,7 @@ static OwnSideEnd ownSetForm(const OwnDib& dib, OwnPixels* side)
 OwnSideEnd ownDibSide(const OwnDib& dib, uint8_t* pixels, OwnPixels* side)
 {
     const int bitCount = dib.info.biBitCount;
+    side->nPlanes = 0;
     side->view = {};
     side->view.data = pixels;
     side->view.sampleBits = bitCount;

@@ -1,9 +1,8 @@
 /* ownnearest: the nearest entry of a colour table, exactly, by looking at few entries.
  *
- * The cube of colours is cut into cells of 8 x 8 x 8. For a cell the largest distance that any of its colours has to an
- * entry bounds the distance to the nearest one; entries that are farther than the smallest such bound from all of the cell
- * can't be nearest to any of its colours. What is left of the table, a handful as a rule, is written down when the first
- * pixel falls into the cell; larger cells of 32 x 32 x 32 thin out the table for that.
+ * The cube of colours is cut into cells of 8 x 8 x 8. An entry is hidden from a cell by another one that is nearer to each
+ * of its colours. What is left of the table, a handful as a rule, is written down when the first pixel falls into the cell;
+ * larger cells of 32 x 32 x 32 thin out the table for that.
  *
  * Of |e - p|^2 = |e|^2 - 2 e p + |p|^2 the last term is the same for all entries. So each entry has the 32-bit key
  * (|e|^2 - 2 e p) * 4096 + index, and the lowest key names the first of the nearest. */
@@ -18,6 +17,7 @@ enum {
     OWN_NEAR_LANES = (int)OwnVec<int32_t>::lanes,
     OWN_NEAR_BLOCKS = 16384 * 8 / OWN_NEAR_LANES, /* room for the cells' entries */
     OWN_NEAR_BITS = 11,                           /* of a cell's count of blocks */
+    OWN_NEAR_HIDING = 32,                         /* entries of a cell that are tried for hiding others */
     OWN_NEAR_CHUNK = 256
 };
 static_assert(OWN_NEAR_MOST / OWN_NEAR_LANES < 1 << OWN_NEAR_BITS);
@@ -35,7 +35,10 @@ struct OwnNearestCells {
     uint32_t fine[OWN_NEAR_FINE * OWN_NEAR_FINE * OWN_NEAR_FINE]; /* first block and count of blocks; 0: not yet made */
     int coarse[OWN_NEAR_COARSE * OWN_NEAR_COARSE * OWN_NEAR_COARSE]; /* count of entries; 0: not yet made */
     int nBlocks;
+    bool hasGrays;
+    uint8_t grays[256];
     uint16_t* lists; /* `count` places for each coarse cell */
+    uint16_t all[OWN_NEAR_MOST];
     OwnNearBlock blocks[OWN_NEAR_BLOCKS];
 };
 
@@ -72,7 +75,9 @@ void ownNearestOpen(OwnNearest* nearest, const uint8_t* table, int64_t count)
     cells->table = table;
     cells->count = (int)count;
     cells->nBlocks = 0;
+    cells->hasGrays = false;
     cells->lists = (uint16_t*)(cells + 1);
+    for (int i = 0; i < cells->count; ++i) cells->all[i] = (uint16_t)i;
     memset(cells->fine, 0, sizeof(cells->fine));
     memset(cells->coarse, 0, sizeof(cells->coarse));
     nearest->cells = cells;
@@ -84,35 +89,51 @@ void ownNearestClose(OwnNearest* nearest)
     nearest->cells = nullptr;
 }
 
-/* The nearest and the farthest that the colours of a cell can be to an entry, squared. */
-struct OwnNearRange {
-    int least, most;
+/* Where the colours of a cell lie: from `low` on, `width` on each axis. */
+struct OwnNearCell {
+    int low[3], width;
 };
-static inline OwnNearRange ownNearRange(const uint8_t* entry, const int low[3], int width)
+
+/* Whether a colour of the cell is as near to entry e as to f: the largest |f - p|^2 - |e - p|^2, which is linear in p and so
+ * is largest in a corner. */
+static inline bool ownNearReaches(const uint8_t* e, const uint8_t* f, const OwnNearCell& cell)
 {
-    OwnNearRange range = {};
+    int most = 0;
     for (int i = 0; i < 3; ++i) {
-        const int above = entry[i] - low[i], below = low[i] + width - 1 - entry[i];
-        const int outside = std::max(0, std::max(-above, -below)), farthest = std::max(above, below);
-        range.least += outside * outside;
-        range.most += farthest * farthest;
+        const int step = e[i] - f[i], p = cell.low[i] + (step > 0 ? cell.width - 1 : 0);
+        most += step * (2 * p - e[i] - f[i]);
     }
-    return range;
+    return most >= 0;
 }
 
-/* The entries among n (null: the first n) that may be nearest to a colour of a cell. Order is kept. */
-static int ownNearFilter(const uint8_t* table, const uint16_t* among, int n, const int low[3], int width, uint16_t* out)
+/* The entries among `in` that reach into the cell in spite of entry f; order is kept, and out may be in. */
+static int ownNearKeep(const uint8_t* table, const uint16_t* in, int n, int f, const OwnNearCell& cell, uint16_t* out)
 {
-    int least[OWN_NEAR_MOST], bound = INT_MAX, nKept = 0;
+    int nKept = 0;
     for (int i = 0; i < n; ++i) {
-        const OwnNearRange range = ownNearRange(table + 4 * (among ? among[i] : i), low, width);
-        least[i] = range.least;
-        bound = std::min(bound, range.most);
+        const bool isKept = ownNearReaches(table + 4 * in[i], table + 4 * f, cell);
+        out[nKept] = in[i];
+        nKept += isKept;
     }
+    return nKept;
+}
+
+/* The entries among `in` that may be nearest to a colour of the cell: those that no other one hides. First the one nearest to
+ * the middle hides most of them, then each of the others some. */
+static int ownNearFilter(const uint8_t* table, const uint16_t* in, int n, const OwnNearCell& cell, uint16_t* out)
+{
+    int nearest = 0, least = INT_MAX;
     for (int i = 0; i < n; ++i) {
-        out[nKept] = (uint16_t)(among ? among[i] : i);
-        nKept += least[i] <= bound;
+        int distance = 0;
+        for (int c = 0; c < 3; ++c) {
+            const int step = 2 * (table[4 * in[i] + c] - cell.low[c]) - (cell.width - 1);
+            distance += step * step;
+        }
+        if (distance < least) least = distance, nearest = in[i];
     }
+    int nKept = ownNearKeep(table, in, n, nearest, cell, out);
+    for (int i = 0; i < std::min(nKept, (int)OWN_NEAR_HIDING) && nKept > OWN_NEAR_LANES; ++i)
+        nKept = ownNearKeep(table, out, nKept, out[i], cell, out);
     return nKept;
 }
 
@@ -132,13 +153,12 @@ static uint32_t ownNearMake(OwnNearestCells* cells, int cell)
     const int wide = place[0] >> 2 | place[1] >> 2 << 3 | place[2] >> 2 << 6;
     uint16_t* list = cells->lists + (ptrdiff_t)wide * cells->count;
     if (!cells->coarse[wide]) {
-        const int low[3] = {place[0] & ~3, place[1] & ~3, place[2] & ~3};
-        const int lowest[3] = {low[0] * 8, low[1] * 8, low[2] * 8};
-        cells->coarse[wide] = ownNearFilter(cells->table, nullptr, cells->count, lowest, 32, list);
+        const OwnNearCell around = {{place[0] / 4 * 32, place[1] / 4 * 32, place[2] / 4 * 32}, 32};
+        cells->coarse[wide] = ownNearFilter(cells->table, cells->all, cells->count, around, list);
     }
     uint16_t kept[OWN_NEAR_MOST];
-    const int low[3] = {place[0] * 8, place[1] * 8, place[2] * 8};
-    const int n = ownNearFilter(cells->table, list, cells->coarse[wide], low, 8, kept);
+    const OwnNearCell here = {{place[0] * 8, place[1] * 8, place[2] * 8}, 8};
+    const int n = ownNearFilter(cells->table, list, cells->coarse[wide], here, kept);
     const int nBlocks = (n + OWN_NEAR_LANES - 1) / OWN_NEAR_LANES;
     if (nBlocks > OWN_NEAR_BLOCKS - cells->nBlocks) {
         cells->nBlocks = 0;
@@ -184,10 +204,21 @@ static void ownNearChunk(OwnNearestCells* cells, uint8_t* out, const OwnNearPixe
     }
 }
 
+/* Pixels whose colours are one plane: there are only 256 of them. */
+static void ownNearGrays(const OwnNearest& nearest, uint8_t* out, const uint8_t* gray, ptrdiff_t n)
+{
+    OwnNearestCells* cells = nearest.cells;
+    if (!cells->hasGrays)
+        for (int i = 0; i < 256; ++i) cells->grays[i] = (uint8_t)ownNearestEntry(nearest.table, nearest.count, i, i, i);
+    cells->hasGrays = true;
+    for (ptrdiff_t i = 0; i < n; ++i) out[i] = cells->grays[gray[i]];
+}
+
 void ownNearestRun(const OwnNearest& nearest, uint8_t* out, const uint8_t* blue, const uint8_t* green,
                    const uint8_t* red, ptrdiff_t n)
 {
     if (!nearest.cells) return ownNearestPlain(nearest, out, blue, green, red, n);
+    if (blue == green && green == red) return ownNearGrays(nearest, out, red, n);
     OwnNearPixels pixels;
     for (ptrdiff_t x = 0; x < n; x += OWN_NEAR_CHUNK) {
         const ptrdiff_t part = std::min<ptrdiff_t>(n - x, OWN_NEAR_CHUNK);

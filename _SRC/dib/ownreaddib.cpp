@@ -16,7 +16,10 @@ static void ownReadPixels(const OwnDib& dib, OwnPixels* from, const OwnPixels& t
     const OwnColourStep step = sequence == OWN_SEQ_GRAY  ? OWN_STEP_GRAY
                                : sequence == OWN_SEQ_RGB ? OWN_STEP_SWAP
                                                          : OWN_STEP_NONE;
-    if (ownDibHasIndices(dib)) ownLookUp(from, dib.table, dib.count, step);
+    if (ownDibHasIndices(dib)) {
+        from->nPlanes = to.nPlanes;
+        ownLookUp(from, dib.table, dib.count, step);
+    }
     ownMovePixels(*from, to, ownDibHasIndices(dib) ? OWN_STEP_NONE : step);
 }
 

@@ -365,6 +365,7 @@ TEST(DibRefusals, ShortMemory)
     vekSetErrStatus(0);
     vekConvertFromDIB(scene.dib.header(), &image);
     ASSERT_TRUE(image.imageData);
+    memset(scene.image.block.data, 0, scene.image.block.bytes);
     vekConvertFromDIB(scene.dib.header(), &scene.image.image);
     EXPECT_EQ(scene.image.bytes(), std::vector<uint8_t>(image.imageData, image.imageData + image.imageSize));
     vekDeallocateImage(&image);

@@ -15,7 +15,8 @@ TEST(Nearest, IsThePlainWalk)
             std::vector<uint8_t> table((size_t)(4 * count)), colours[3];
             const int base = draw(random, 0, 256 - spread);
             for (uint8_t& byte : table) byte = (uint8_t)(base + draw(random, 0, spread - 1));
-            for (int i = 0; i < 3000; ++i) {
+            const int nColours = count > 300 ? 600 : 3000;
+            for (int i = 0; i < nColours; ++i) {
                 const size_t near = 4 * (random() % (uint32_t)count);
                 for (size_t c = 0; c < 3; ++c)
                     colours[c].push_back((uint8_t)(i & 1 ? random() : (uint32_t)table[near + c] + random() % 9 - 4));
@@ -23,9 +24,10 @@ TEST(Nearest, IsThePlainWalk)
             OwnNearest nearest;
             ownNearestOpen(&nearest, table.data(), count);
             EXPECT_EQ(nearest.cells != nullptr, count <= 4096);
-            std::vector<uint8_t> got(3000), expected(3000);
-            ownNearestRun(nearest, got.data(), colours[0].data(), colours[1].data(), colours[2].data(), 3000);
-            ownNearestPlain(nearest, expected.data(), colours[0].data(), colours[1].data(), colours[2].data(), 3000);
+            std::vector<uint8_t> got((size_t)nColours), expected((size_t)nColours);
+            ownNearestRun(nearest, got.data(), colours[0].data(), colours[1].data(), colours[2].data(), nColours);
+            ownNearestPlain(nearest, expected.data(), colours[0].data(), colours[1].data(), colours[2].data(),
+                            nColours);
             ownNearestClose(&nearest);
             ASSERT_EQ(got, expected) << count << " spread " << spread;
         }
