@@ -106,18 +106,40 @@ struct Quiet {
     bool hasFailed() const { return vekGetErrStatus() != VEK_StatusOk; }
 };
 
-Image bmpImage(BmpFile* file)
+static Image decode(BmpFile* file)
 {
     Quiet quiet;
     int32_t isClone = 0;
     Image image(vekTranslateDIB(file->header(), &isClone));
     if (!image || quiet.hasFailed()) return nullptr;
     if (!isClone && image->depth == VEK_DEPTH_8U && image->nChannels != 4) return image;
-    Image pixels = makeImage(image->nChannels == 1 ? 1 : 3, VEK_DEPTH_8U, file->width, file->height);
+    Image pixels = makeImage(image->nChannels == 1 ? 1 : 3, VEK_DEPTH_8U, image->width, image->height);
     if (!pixels) return nullptr;
     pixels->origin = image->origin;
     vekConvertFromDIB(file->header(), pixels.get());
     return quiet.hasFailed() ? nullptr : std::move(pixels);
+}
+
+/* Some programs code the padding of the rows, too: the picture is then the left part of a wider one. */
+static Image decodePadded(BmpFile* file)
+{
+    const int32_t unit = 32 / file->bitCount, width = (file->width + unit - 1) / unit * unit;
+    setBytes(&file->dib, 4, (uint32_t)width, 4);
+    const Image wide = decode(file);
+    setBytes(&file->dib, 4, (uint32_t)file->width, 4);
+    if (!wide) return nullptr;
+    Image image = makeImage(wide->nChannels, VEK_DEPTH_8U, file->width, file->height);
+    if (!image) return image;
+    image->origin = wide->origin;
+    vekCopy(wide.get(), image.get());
+    return image;
+}
+
+Image bmpImage(BmpFile* file)
+{
+    Image image = decode(file);
+    const bool isCoded = file->compression == 1 || file->compression == 2;
+    return image || !isCoded ? std::move(image) : decodePadded(file);
 }
 
 /* ---- Writing ------------------------------------------------------------------------------------------------- */

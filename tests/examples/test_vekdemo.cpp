@@ -342,6 +342,20 @@ TEST(Vekdemo, WritesAndReadsEveryKind)
     EXPECT_EQ(run({"--as", "7", in.c_str(), there.c_str()}).err, "vekdemo: " + there + " can't be written as \"7\"\n");
 }
 
+/* Streams that code 5 pixels a row, and those of other programs, that code the 8 of the padded row. */
+TEST(Vekdemo, ReadsStreamsWithPadding)
+{
+    for (const uint8_t coded : {5, 8}) {
+        Bytes bytes = makeFile(1);
+        bytes.resize(54 + 1024);
+        put(&bytes, COMPRESSION, 1, 4);
+        for (uint8_t y = 0; y < 4; ++y) bytes.insert(bytes.end(), {coded, (uint8_t)(10 * y), 0, (uint8_t)(y == 3)});
+        const std::string in = writeFile("in.bmp", bytes), out = pathOf("out.bmp");
+        ASSERT_EQ(run({"--as", "8gray", in.c_str(), out.c_str()}).exitCode, 0) << (int)coded;
+        EXPECT_EQ(samplesOf(out), expected(1, [](int v, int, int, int) { return v / 10 * 10; })) << (int)coded;
+    }
+}
+
 /* The last of some steps. */
 std::string lastStep(const std::string& steps) { return steps.substr(steps.rfind(',') + 1); }
 
