@@ -355,7 +355,7 @@ VEK_API int32_t vekGetPixelBordered(const VekImage* image, int32_t x, int32_t y,
 VEK_API void vekGetRowBordered(const VekImage* image, int32_t x, int32_t y, int32_t channel, void* buffer,
                                int32_t count);
 
-/* ---- Arithmetic and logic: an image and a constant ------------------------------------------------ */
+/* ---- Arithmetic and logic: an image and a constant ----------------------------------------------- */
 
 /* vekAddS: dst = src + value, clamped to the range of the depth.
  *   srcImage, dstImage  same depth and data order; may be the same image
@@ -414,7 +414,7 @@ VEK_API void vekAddSFP(const VekImage* srcImage, VekImage* dstImage, float value
 VEK_API void vekSubtractSFP(const VekImage* srcImage, VekImage* dstImage, float value, int32_t flip);
 VEK_API void vekMultiplySFP(const VekImage* srcImage, VekImage* dstImage, float value);
 
-/* ---- Arithmetic and logic: two images ------------------------------------------------------------- */
+/* ---- Arithmetic and logic: two images ------------------------------------------------------------ */
 
 /* vekAdd, vekSubtract, vekMultiply: dst = A + B, A - B, A * B, clamped to the range of the depth; 32F in single
  * precision, not clamped; 32S products in double, then clamped and chopped.
@@ -435,7 +435,7 @@ VEK_API void vekAnd(const VekImage* srcImageA, const VekImage* srcImageB, VekIma
 VEK_API void vekOr(const VekImage* srcImageA, const VekImage* srcImageB, VekImage* dstImage);
 VEK_API void vekXor(const VekImage* srcImageA, const VekImage* srcImageB, VekImage* dstImage);
 
-/* ---- Arithmetic and logic: one image -------------------------------------------------------------- */
+/* ---- Arithmetic and logic: one image ------------------------------------------------------------- */
 
 /* vekNot: dst = NOT src, every bit inverted. It is vekXorS(srcImage, dstImage, -1), and reports under that name.
  *   depths   1U 8U 8S 16U 16S 32S */
@@ -521,7 +521,7 @@ VEK_API void vekBitonalToGray(const VekImage* srcImage, VekImage* dstImage, int3
  *            the counts of channels differ; -4 "Out of memory", but none in place; tiles as vekConvert */
 VEK_API void vekMirror(const VekImage* srcImage, VekImage* dstImage, int32_t flipAxis);
 
-/* ---- Compositing ----------------------------------------------------------------------------------- */
+/* ---- Compositing --------------------------------------------------------------------------------- */
 
 /* Samples stand for fractions: the highest value of the depth is 1. m(a, b) is the product in that sense, without a
  * division: (x + (x >> n) + 1) >> n, where x = a * b and n is 8 or 16; m(highest, b) is b.
@@ -590,7 +590,7 @@ VEK_API void vekAlphaComposite(const VekImage* srcImageA, const VekImage* srcIma
                                int32_t compositeType, const VekImage* alphaImageA, const VekImage* alphaImageB,
                                VekImage* alphaImageDst, int32_t premulAlpha, int32_t divideMode);
 
-/* ---- Bitmaps -------------------------------------------------------------------------------------- */
+/* ---- Bitmaps ------------------------------------------------------------------------------------- */
 
 /* The header of a device-independent bitmap in memory, fields in the processor's order of bytes. On Windows it is the
  * system's own record, of <windows.h>; elsewhere it is this one. */
@@ -598,17 +598,17 @@ VEK_API void vekAlphaComposite(const VekImage* srcImageA, const VekImage* srcIma
 struct tagBITMAPINFOHEADER;
 #else
 typedef struct tagBITMAPINFOHEADER {
-    uint32_t biSize; /* 40: from here to the colour table */
-    int32_t biWidth;
-    int32_t biHeight; /* above 0: the first row in memory is the bottom row; below 0: the top row */
-    uint16_t biPlanes;
-    uint16_t biBitCount;    /* 1, 4, 8, 16, 24, 32 */
-    uint32_t biCompression; /* 0 none, 1 run lengths of bytes, 2 of 4-bit pixels, 3 masks of fields */
-    uint32_t biSizeImage;
-    int32_t biXPelsPerMeter;
-    int32_t biYPelsPerMeter;
-    uint32_t biClrUsed; /* entries of the colour table; 0: as many as biBitCount can tell apart */
-    uint32_t biClrImportant;
+    uint32_t biSize;         /* 40: from here to the colour table */
+    int32_t biWidth;         /* in pixels */
+    int32_t biHeight;        /* above 0: the first row in memory is the bottom row; below 0: the top row */
+    uint16_t biPlanes;       /* 1 */
+    uint16_t biBitCount;     /* 1, 4, 8, 16, 24, 32 */
+    uint32_t biCompression;  /* 0 none, 1 run lengths of bytes, 2 of 4-bit pixels, 3 masks of fields */
+    uint32_t biSizeImage;    /* bytes of the stream that vekConvertToDIB wrote; never read */
+    int32_t biXPelsPerMeter; /* never read */
+    int32_t biYPelsPerMeter; /* never read */
+    uint32_t biClrUsed;      /* entries of the colour table; 0: as many as biBitCount can tell apart */
+    uint32_t biClrImportant; /* never read */
 } BITMAPINFOHEADER;
 #endif
 
@@ -706,6 +706,151 @@ VEK_API VekStatus vekConvertFromDIBSep(const struct tagBITMAPINFOHEADER* dibHead
 VEK_API void vekConvertToDIB(const VekImage* image, struct tagBITMAPINFOHEADER* dib, int32_t dither,
                              int32_t paletteConversion);
 
+/* ---- Colour models ------------------------------------------------------------------------------- */
+
+/* What the conversions share. A header's colorModel tells the model by three letters, and channelSeq the order: "RGB" or
+ * "BGR". In pixel order the first letter tells whether red or blue comes first; in plane order the letters of channelSeq
+ * name the planes. Channels of the other models, in their stored order:
+ *   "HSV" hue, saturation, value      "YCr" luma, blue difference, red difference
+ *   "HLS" hue, lightness, saturation  "YCC" luma, two chromas
+ *   "XYZ" X, Y, Z                     "LUV" L, U, V
+ *   "YUV" luma, blue - luma, red - luma
+ * From RGB a conversion writes the model's name into colorModel and channelSeq of dst, before it tests the depth. To RGB it
+ * writes no header, and the channelSeq of dst tells the order.
+ *   srcImage  at least three channels; those from the fourth on are left out
+ *   dstImage  exactly three channels; depth, data order and origin of srcImage; may be srcImage. Its size may differ: the
+ *             common area at the top left is converted. No regions; masks and coi play no part
+ *   tiles     every tile of dst in turn; of a smaller src, border settings answer outside it. A tile that is not delivered
+ *             ends its row, the first of a row ends the call; nothing is reported
+ *   refuses   the headers, src first; then, -5, with the offending name in place of "...":
+ *             from RGB "colorModel must be RGB instead of ... ", "channelSeq must be RGB or BGR instead of ... ";
+ *             to RGB "src-> colorModel must be HSV instead of ..." (or the other model), "src-> channelSeq must be HSV
+ *             instead of ..."; "src & dst roi must be NULL"; "(src->nChannels < 3 ) || (dst->nChannels != 3 ) ||
+ *             (src->depth != dst->depth) || (src->dataOrder != dst->dataOrder) || (src->origin != dst->origin)"; the depth,
+ *             "Error input depth. ... are valid now". -4 "Out of memory" for a tile, and on to the next */
+
+/* vekRGB2HSV, vekHSV2RGB: V = max, S = M (max - min) / max with M the largest sample, H in degrees from 0 to 359; at 8U half
+ * of it. Gray has H = S = 0. Chopped. The inverse at 8U is in integers.
+ *   depths  8U 16U 32S */
+VEK_API void vekRGB2HSV(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekHSV2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekRGB2HLS, vekHLS2RGB: L = (max + min) / 2, S = M (max - min) / (max + min), above the middle M (max - min) / (2 M - max -
+ * min), H as in HSV. At 32S the sum wraps: L of two large samples is wrong.
+ *   depths  8U 16U 32S */
+VEK_API void vekRGB2HLS(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekHLS2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekRGB2XYZ, vekXYZ2RGB: CIE XYZ by matrix (X = 0.412453 R + 0.35758 G + 0.180423 B, ...). 32F is not clamped; 32S is
+ * computed in double, 8U and 16U with weights of 14 fractional bits, rounded; these are clamped to 0 and the largest sample.
+ *   depths  8U 16U 32S 32F */
+VEK_API void vekRGB2XYZ(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekXYZ2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekRGB2YUV, vekYUV2RGB: Y = 0.299 R + 0.587 G + 0.114 B, U = B - Y, V = R - Y. RGB is unsigned, YUV signed: 8U and 16U
+ * become 8S and 16S, clamped, so that Y above 127 (32767) is cut there.
+ *   depths   from RGB 8U 16U 32S 32F, to RGB 8S 16S 32S 32F; dst of as many bits
+ *   refuses  as above, the text of the shapes without the depths */
+VEK_API void vekRGB2YUV(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekYUV2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekRGB2YCrCb, vekYCrCb2RGB: luma, and differences scaled to the sample's range around its middle (32F: values from 0 to 1,
+ * middle 0.5). The blue difference comes before the red one. To RGB the result is clamped; 32F at 0 only.
+ *   depths  8U 16U 32S 32F */
+VEK_API void vekRGB2YCrCb(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekYCrCb2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekYCC2RGB: the photographic luma and chromas to RGB, through a curve of 362 entries. What lies above the curve is 0.
+ *   depths  8U */
+VEK_API void vekYCC2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekRGB2LUV, vekLUV2RGB: CIE LUV of RGB from 0 to 1; L from 0 to 100. L = U = V = 0 below a luminance of 0.00329. To RGB the
+ * result is raised to 0, with no upper limit.
+ *   depths  32F */
+VEK_API void vekRGB2LUV(const VekImage* srcImage, VekImage* dstImage);
+VEK_API void vekLUV2RGB(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekColorToGray: a weighted sum of red, green and blue (about 0.21, 0.71, 0.07), chopped; a 1-bit pixel is set above the
+ * middle of the range.
+ *   srcImage  "RGB", at least three channels; regions play no part
+ *   dstImage  "GRAY" or "Gray", channelSeq "G"; one channel in pixel order, in plane order the first plane is written
+ *   depths    8U 16U 32S, each to 1U 8U 16U, but 32S not to 32S. 16U to 8U in plane order may be smaller by one or two
+ *   refuses   the headers; -5: the tests of "RGB" above for src; "colorModel must be GRAY instead of ... ", "channelSeq must
+ *             be G instead of ... "; "(dst-> dataOrder == VEK_DATA_ORDER_PIXEL) && (dst-> nChannels != 1)"; "src->origin !=
+ *             dst->origin"; "src->nChannels < 3"; "Error in-out depth. 32S,16U,8U=> 16U,8U,1U are valid now" */
+VEK_API void vekColorToGray(const VekImage* srcImage, VekImage* dstImage);
+
+/* vekGrayToColor: red = src * FractR, green = src * FractG, blue = src * FractB, with fractions of 15 bits (8U: 8 bits),
+ * chopped, not clamped. Three fractions of 0 stand for the weights of vekColorToGray.
+ *   srcImage  "GRAY" or "Gray", channelSeq "G"; one channel in pixel order, in plane order the first plane is read
+ *   dstImage  "RGB", at least three channels, of which three are written
+ *   depths    8U 16U 32S to the same; 1U to 8U
+ *   refuses   the headers; -5: the tests of "RGB" for dst and of "GRAY" for src; "src-> depth != dst-> depth && src-> depth !=
+ *             1U"; "src-> depth == dst-> depth && dst-> depth != 8U"; "(src-> dataOrder == VEK_DATA_ORDER_PIXEL) && (src->
+ *             nChannels != 1)"; "(src->origin != dst->origin)"; "dst->nChannels < 3"; "Error input depth. 32S,16U,8U are valid
+ *             now" */
+VEK_API void vekGrayToColor(const VekImage* srcImage, VekImage* dstImage, float FractR, float FractG, float FractB);
+
+/* ---- Fewer bits ---------------------------------------------------------------------------------- */
+
+/* vekReduceBits: an image of lower depth, with noise against visible steps, and with fewer levels. First samples are
+ * converted: to 1U, a sample above the middle of its range gives 1; else the high bits are kept. Then each sample of dst
+ * becomes the nearer of the two values about it that have `levels` high bits and, below these, all zeros or all ones: the
+ * error goes to samples not yet visited, or a matrix of thresholds decides.
+ *   srcImage    at least one image has a lower depth: 8U to 1U; 16U to 8U, 1U; 32S to 16U, 8U, 1U
+ *   dstImage    as many channels, the same dataOrder and origin; the smaller of the two sizes is converted, or, where
+ *               there is noise or a dither or a tile, all of dst, srcImage being continued by its border
+ *   jitterType  0 to 8: amplitude of the noise, 0 none. Each call with noise moves the thread's generator on, so the next
+ *               has other noise
+ *   ditherType  1 none; error diffusion after 2 Floyd and Steinberg, 4 Jarvis, Judice and Ninke, 8 Stucki; 16 ordered, with
+ *               a 4 by 4 matrix. Of "GRAY" the first channel, of "RGB" three channels, each for itself
+ *   levels      0 to the bits of dst: 0 gives black and white; below 0 is 0, above the bits is half of them
+ *   writes      all channels, also alpha; regions are refused, masks and channels of interest play no part
+ *   refuses     -5 "(jitterType<0)||( jitterType >= 9)"; the headers; -5: "null_image_pointer"; "null_data_pointer"; "src & dst
+ *               roi must be NULL"; "(src->nChannels != dst->nChannels)||(src->dataOrder != dst->dataOrder)||(src->origin !=
+ *               dst->origin)"; "colorModel, (channelSeq)  must be RGB,(RGB,BGR) or GRAY,(G) when dithering mode is set on";
+ *               then, tile by tile, "Error input depth. 32S,16U,8U input is valid now"; "Error out depth. ... conversion is
+ *               valid now"; "errDepthForDithering" for a dst of 1U under a dither; "errDitherOption"; -4 "Out of memory" */
+VEK_API void vekReduceBits(const VekImage* srcImage, VekImage* dstImage, int32_t jitterType, int32_t ditherType,
+                           int32_t levels);
+
+/* ---- Colour twist -------------------------------------------------------------------------------- */
+
+/* A linear map of three channels with an offset, in integers. Row r is data[4 r] to data[4 r + 2], the factors of the source's
+ * channels, and data[4 r + 3], the offset; rows 0 to 2 give the destination's channels, row 3 is not used. A value stands for
+ * data[i] / 2^scalingValue. */
+typedef struct VekColorTwist {
+    int32_t data[16];     /* four rows of four */
+    int32_t scalingValue; /* 0 to 31 */
+} VekColorTwist;
+
+/* vekCreateColorTwist: a new twist, to be released by vekDeleteColorTwist; vekSetColorTwist: other values for one.
+ *   data     16 integers, copied
+ *   returns  null on failure
+ *   refuses  -5 "cTwist==0" (vekSetColorTwist), "(data == 0)", "(scalingValue < 0)", "(scalingValue > 31)"; -4 "Out of memory" */
+VEK_API VekColorTwist* vekCreateColorTwist(const int32_t* data, int32_t scalingValue);
+VEK_API void vekSetColorTwist(VekColorTwist* cTwist, const int32_t* data, int32_t scalingValue);
+
+/* vekDeleteColorTwist: releases a twist; null is ignored. */
+VEK_API void vekDeleteColorTwist(VekColorTwist* cTwist);
+
+/* vekApplyColorTwist: dst = map(src) + offset, for the first three channels of each pixel, clamped. Small maps (coefficients
+ * of 16 bits, scalingValue up to 15, an offset within half the range, equal channel counts up to 4) are computed in integers
+ * and rounded down: at 8U the sum is then held to 16 bits, offset added, and the result clamped. All others are computed in
+ * double, clamped to the range, chopped, and offset added with a clamp.
+ *   srcImage, dstImage  same depth, data order and origin; at least three channels; may be the same image
+ *   depths   8U 16U
+ *   writes   [W], always the first three channels: coi plays no part
+ *   refuses  the headers; -5: "cTwist==0"; "(srcImage->nChannels < 3)";
+ *            "((srcImage->alphaChannel != 0) && (srcImage->nChannels < 4))",
+ *            "((srcImage->alphaChannel != 0) && (srcImage->alphaChannel < srcImage->nChannels))"; the same three of dstImage;
+ *            "(srcImage->depth != dstImage->depth)"; "((srcImage->depth != 8) && (srcImage->depth != 16))"; "(srcImage->dataOrder
+ *            != dstImage->dataOrder)"; "(srcImage->origin != dstImage->origin)"; "(srcImage->origin !=
+ *            srcImage->maskROI->origin)", the same of dstImage; "(msk == ((void *)0))" when masks cannot be merged;
+ *            "(srcImage->tileInfo->tileData == ((void *)0))" or dstImage */
+VEK_API void vekApplyColorTwist(const VekImage* srcImage, VekImage* dstImage, const VekColorTwist* cTwist,
+                                int32_t offset);
+
 /* ---- Tone ---------------------------------------------------------------------------------------- */
 
 /* vekThreshold: dst = src >= threshold ? the highest value of dst's depth : the lowest; for 1U a bit that is set or cleared.
@@ -759,93 +904,7 @@ VEK_API void vekContrastStretch(const VekImage* srcImage, VekImage* dstImage, Ve
  *            -3 "All values in histogram are zeroes" */
 VEK_API void vekHistoEqualize(const VekImage* srcImage, VekImage* dstImage, VekLUT** lut);
 
-/* ---- Statistics ---------------------------------------------------------------------------------- */
-
-/* Norms: of the samples' absolute values, or of the differences of two images. */
-enum {
-    NORM_MAX = 1,          /* the largest */
-    NORM_SUM = 2,          /* the sum */
-    NORM_ROOT_SQUARES = 4, /* the square root of the sum of squares */
-    NORM_REL_MAX = 9,      /* the same of A - B, divided by that of B */
-    NORM_REL_SUM = 10,
-    NORM_REL_ROOT_SQUARES = 12
-};
-
-/* vekNorm: one norm over all samples of A, or of A - B, that take part.
- *   srcImageA, srcImageB  same depth and data order; srcImageB may be null, then the relative norms are refused
- *   depths   1U (differing bits count 1), 8U 8S 16U 16S 32S
- *   reads    the rectangle, channels and pixels that [W] names; of masked pixels neither A nor B counts
- *   returns  the norm; 0.0 where no pixel is left, and after a refusal
- *   refuses  the header of A; -17 "srcImageA->depth=32F"; -19 "srcImageA->dataOrder!=srcImageB->dataOrder"; the header of B;
- *            -5 "(srcImageA->depth!=srcImageB->depth)"; -5 "normType unknown"; -15 "" where the counts of channels differ;
- *            -9 "Null pointer for mask" when masks can't be merged; -9 or -12 " " when a tiled image can't be read;
- *            -5 "Zero divided" when the norm of B is 0 */
-VEK_API double vekNorm(const VekImage* srcImageA, const VekImage* srcImageB, int32_t normType);
-
-/* ---- Spectra -------------------------------------------------------------------------------------- */
-
-/* A packed spectrum (RCPack2D) is a W by H image that holds the spectrum X of a real W by H image, half of which says
- * all, since X[W - u, H - v] is the conjugate of X[u, v].
- *   A real sequence of n samples is packed as Re 0, Re 1, Im 1, Re 2, Im 2, ..., and for an even n at the end Re n/2.
- *   An image is packed along its rows; then column 0 and, for an even W, column W - 1, which hold real numbers, are
- *   packed along the column, and each pair of columns (2k - 1, 2k) between them is a complex sequence, real parts in
- *   the odd column. So X[u, v] for 0 < u < W/2 stands in row v, columns 2u - 1 and 2u; X[0, v] for 0 < v < H/2 in
- *   column 0, rows 2v - 1 and 2v; X[0, 0] at (0, 0). Zero frequency is at the corner, not in the centre. */
-enum {
-    VEK_FFT_FORWARD = 1,  /* the kernel exp(-2 pi i (u x / W + v y / H)) */
-    VEK_FFT_INVERSE = 2,  /* the kernel exp(+2 pi i (u x / W + v y / H)), the result times 1 / (W H) */
-    VEK_FFT_UNSCALED = 4, /* leaves out that factor */
-    VEK_FFT_INTEGER = 16, /* in integers, 6 bits of fraction, 14-bit tables, where both images are integers that fit */
-    VEK_FFT_FLOAT = 32,   /* in floating point; without 16 and 32: integers up to 128 pixels, except from 32S */
-    VEK_FFT_RELEASE = 128 /* releases the calling thread's tables and does nothing else; images may be null */
-};
-
-/* vekRealFft2D: a real image to its packed spectrum. vekCcsFft2D: a packed spectrum to the real image, as the sum over
- * the whole spectrum. Forward through the first and inverse through the second gives the image back.
- *   srcImage, dstImage  any depths but 1U, any data orders; may be the same image. The regions (roi) are laid corner to
- *            corner, W and H are what they share; masks and tiles play no part. Any W and H: products of small primes
- *            are fastest. Single precision for powers of two, double for other lengths
- *   flags    a sum of VEK_FFT_...; exactly one of FORWARD and INVERSE, at most one of INTEGER and FLOAT
- *   writes   the channels but alpha, or that of the coi, which both images have or neither; integer results are held to
- *            the range of the depth and chopped, 32F takes them as they are
- *   refuses  -5 with the text of the test: flags, then each image (null, its header, 1U, tiles), then coi and channel
- *            counts; -4 "No working memory". Images with nothing but alpha to transform, and regions that share
- *            nothing, end the call silently
- *   memory   tables and scratch are kept for the thread until VEK_FFT_RELEASE or its end: about 4 bytes a pixel
- *            (8 in integers) and 20 to 80 a sample of each length */
-VEK_API void vekRealFft2D(const VekImage* srcImage, VekImage* dstImage, int32_t flags);
-VEK_API void vekCcsFft2D(const VekImage* srcImage, VekImage* dstImage, int32_t flags);
-
-/* vekMpyRCPack2D: dst = A * B, two packed spectra multiplied as complex numbers: the spectrum of a cyclic convolution.
- *   srcA, srcB, dst  same depth, data orders may differ, no tiles; dst may be A or B, A may be B
- *   depths   8S 16S 32S, rounded to nearest and held to the range, 32F; computed in double
- *   writes   what the regions share, whose size says where the parts of an element lie; channels as above
- *   refuses  the headers; -5 "srcA->imageData == ((void*)(0))" (srcB, dst) for tiles; -5 "srcA->depth || srcB->depth ==
- *            8U||16U||1U"; -5 "(srcA->depth != srcB->depth)"; -5 "(srcA->depth != dst->depth)"; -5 and an empty text
- *            when channel counts differ */
-VEK_API void vekMpyRCPack2D(const VekImage* srcA, const VekImage* srcB, VekImage* dst);
-
-enum {
-    VEK_DCT_FORWARD = 1,
-    VEK_DCT_INVERSE = 2,
-    VEK_DCT_RELEASE = 8, /* releases the calling thread's tables and does nothing else; images may be null */
-    VEK_DCT_FAST = 16    /* for two whole 16S images in plane order; changes no result */
-};
-
-/* vekDCT2D: the orthonormal cosine transform of a whole region, and its inverse:
- *   X[u, v] = f(u, W) f(v, H) * sum of s[x, y] cos((2x + 1) u pi / 2W) cos((2y + 1) v pi / 2H),
- * with f(0, n) = sqrt(1 / n) and f(k, n) = sqrt(2 / n) beyond. There is no blocking: for a codec's blocks call it with
- * regions of 8 by 8, which have code of their own.
- *   src, dst  two images without tiles, any depths but 1U and 32F, same data order; regions (roi) of one size, and as
- *             many channels on both sides. Masks play no part
- *   flags     a sum of VEK_DCT_...; neither or both of FORWARD and INVERSE: nothing is done
- *   writes    the channels but alpha, or that of the coi; held to the range of the depth, then chopped toward zero
- *   refuses   -5 "src==0"; -5 "dst==0"; the headers; -5 and a text of its own for one image as both, 1U, 32F, alpha,
- *             "Images are not compatible"; -4 "No working memory"
- *   memory    tables and scratch are kept for the thread until VEK_DCT_RELEASE or its end, about 4 bytes a pixel */
-VEK_API void vekDCT2D(const VekImage* src, VekImage* dst, int32_t flags);
-
-/* ---- Filters: convolution ------------------------------------------------------------------------- */
+/* ---- Filters: convolution ------------------------------------------------------------------------ */
 
 /* A convolution kernel. The coefficients are stored rotated by 180 degrees, index i holding the given index
  * nCols nRows - 1 - i, and the anchor with them: anchorX is nCols - 1 - the given column, anchorY alike. */
@@ -952,7 +1011,7 @@ VEK_API void vekConvolve2DFP(const VekImage* srcImage, VekImage* dstImage, VekCo
 VEK_API void vekConvolveSep2D(const VekImage* srcImage, VekImage* dstImage, const VekConvKernel* Xkernel,
                               const VekConvKernel* Ykernel);
 
-/* ---- Filters: blur and fixed filters --------------------------------------------------------------- */
+/* ---- Filters: blur and fixed filters ------------------------------------------------------------- */
 
 /* vekBlur: the mean of a window of nCols by nRows pixels, rounded to the nearest integer, ties to even; 32F not rounded.
  * The window of a pixel begins anchorX columns to its left and anchorY rows above it.
@@ -990,7 +1049,8 @@ VEK_API void vekBlur(const VekImage* srcImage, VekImage* dstImage, int32_t nCols
  *            equal."; then a negative stored status ends the call, whatever left it there; -5 "Unknow filter.";
  *            -4 "Allocation failure"; -2 "Error get tile to write" */
 VEK_API int32_t vekFixedFilter(const VekImage* srcImage, VekImage* dstImage, int32_t filter);
-/* ---- Filters: ranks -------------------------------------------------------------------------------- */
+
+/* ---- Filters: ranks ------------------------------------------------------------------------------ */
 
 /* vekMaxFilter, vekMinFilter, vekMedianFilter: dst = the largest, smallest, middle sample of the window of nCols by nRows
  * pixels that begins anchorX columns left of the pixel and anchorY rows above it (it is not rotated). The median is the
@@ -1014,7 +1074,7 @@ VEK_API void vekMinFilter(const VekImage* srcImage, VekImage* dstImage, int32_t 
 VEK_API void vekMedianFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows,
                              int32_t anchorX, int32_t anchorY);
 
-/* ---- Filters: morphology -------------------------------------------------------------------------- */
+/* ---- Filters: morphology ------------------------------------------------------------------------- */
 
 /* vekErode, vekDilate: dst = the smallest, the largest sample of the square of 2 nIterations + 1 pixels a side around each
  * pixel. vekOpen erodes, then dilates; vekClose dilates, then erodes; their second pass sees the result of the first inside
@@ -1034,150 +1094,28 @@ VEK_API void vekDilate(const VekImage* srcImage, VekImage* dstImage, int32_t nIt
 VEK_API void vekOpen(const VekImage* srcImage, VekImage* dstImage, int32_t nIterations);
 VEK_API void vekClose(const VekImage* srcImage, VekImage* dstImage, int32_t nIterations);
 
-/* ---- Colour models --------------------------------------------------------------------------------- */
+/* ---- Statistics ---------------------------------------------------------------------------------- */
 
-/* What the conversions share. A header's colorModel tells the model by three letters, and channelSeq the order: "RGB" or
- * "BGR". In pixel order the first letter tells whether red or blue comes first; in plane order the letters of channelSeq
- * name the planes. Channels of the other models, in their stored order:
- *   "HSV" hue, saturation, value      "YCr" luma, blue difference, red difference
- *   "HLS" hue, lightness, saturation  "YCC" luma, two chromas
- *   "XYZ" X, Y, Z                     "LUV" L, U, V
- *   "YUV" luma, blue - luma, red - luma
- * From RGB a conversion writes the model's name into colorModel and channelSeq of dst, before it tests the depth. To RGB it
- * writes no header, and the channelSeq of dst tells the order.
- *   srcImage  at least three channels; those from the fourth on are left out
- *   dstImage  exactly three channels; depth, data order and origin of srcImage; may be srcImage. Its size may differ: the
- *             common area at the top left is converted. No regions; masks and coi play no part
- *   tiles     every tile of dst in turn; of a smaller src, border settings answer outside it. A tile that is not delivered
- *             ends its row, the first of a row ends the call; nothing is reported
- *   refuses   the headers, src first; then, -5, with the offending name in place of "...":
- *             from RGB "colorModel must be RGB instead of ... ", "channelSeq must be RGB or BGR instead of ... ";
- *             to RGB "src-> colorModel must be HSV instead of ..." (or the other model), "src-> channelSeq must be HSV
- *             instead of ..."; "src & dst roi must be NULL"; "(src->nChannels < 3 ) || (dst->nChannels != 3 ) ||
- *             (src->depth != dst->depth) || (src->dataOrder != dst->dataOrder) || (src->origin != dst->origin)"; the depth,
- *             "Error input depth. ... are valid now". -4 "Out of memory" for a tile, and on to the next */
+/* Norms: of the samples' absolute values, or of the differences of two images. */
+enum {
+    NORM_MAX = 1,          /* the largest */
+    NORM_SUM = 2,          /* the sum */
+    NORM_ROOT_SQUARES = 4, /* the square root of the sum of squares */
+    NORM_REL_MAX = 9,      /* the same of A - B, divided by that of B */
+    NORM_REL_SUM = 10,
+    NORM_REL_ROOT_SQUARES = 12
+};
 
-/* vekRGB2HSV, vekHSV2RGB: V = max, S = M (max - min) / max with M the largest sample, H in degrees from 0 to 359; at 8U half
- * of it. Gray has H = S = 0. Chopped. The inverse at 8U is in integers.
- *   depths  8U 16U 32S */
-VEK_API void vekRGB2HSV(const VekImage* srcImage, VekImage* dstImage);
-VEK_API void vekHSV2RGB(const VekImage* srcImage, VekImage* dstImage);
-
-/* vekRGB2HLS, vekHLS2RGB: L = (max + min) / 2, S = M (max - min) / (max + min), above the middle M (max - min) / (2 M - max -
- * min), H as in HSV. At 32S the sum wraps: L of two large samples is wrong.
- *   depths  8U 16U 32S */
-VEK_API void vekRGB2HLS(const VekImage* srcImage, VekImage* dstImage);
-VEK_API void vekHLS2RGB(const VekImage* srcImage, VekImage* dstImage);
-
-/* vekRGB2XYZ, vekXYZ2RGB: CIE XYZ by matrix (X = 0.412453 R + 0.35758 G + 0.180423 B, ...). 32F is not clamped; 32S is
- * computed in double, 8U and 16U with weights of 14 fractional bits, rounded; these are clamped to 0 and the largest sample.
- *   depths  8U 16U 32S 32F */
-VEK_API void vekRGB2XYZ(const VekImage* srcImage, VekImage* dstImage);
-VEK_API void vekXYZ2RGB(const VekImage* srcImage, VekImage* dstImage);
-
-/* vekRGB2YUV, vekYUV2RGB: Y = 0.299 R + 0.587 G + 0.114 B, U = B - Y, V = R - Y. RGB is unsigned, YUV signed: 8U and 16U
- * become 8S and 16S, clamped, so that Y above 127 (32767) is cut there.
- *   depths   from RGB 8U 16U 32S 32F, to RGB 8S 16S 32S 32F; dst of as many bits
- *   refuses  as above, the text of the shapes without the depths */
-VEK_API void vekRGB2YUV(const VekImage* srcImage, VekImage* dstImage);
-VEK_API void vekYUV2RGB(const VekImage* srcImage, VekImage* dstImage);
-
-/* vekRGB2YCrCb, vekYCrCb2RGB: luma, and differences scaled to the sample's range around its middle (32F: values from 0 to 1,
- * middle 0.5). The blue difference comes before the red one. To RGB the result is clamped; 32F at 0 only.
- *   depths  8U 16U 32S 32F */
-VEK_API void vekRGB2YCrCb(const VekImage* srcImage, VekImage* dstImage);
-VEK_API void vekYCrCb2RGB(const VekImage* srcImage, VekImage* dstImage);
-
-/* vekYCC2RGB: the photographic luma and chromas to RGB, through a curve of 362 entries. What lies above the curve is 0.
- *   depths  8U */
-VEK_API void vekYCC2RGB(const VekImage* srcImage, VekImage* dstImage);
-
-/* vekRGB2LUV, vekLUV2RGB: CIE LUV of RGB from 0 to 1; L from 0 to 100. L = U = V = 0 below a luminance of 0.00329. To RGB the
- * result is raised to 0, with no upper limit.
- *   depths  32F */
-VEK_API void vekRGB2LUV(const VekImage* srcImage, VekImage* dstImage);
-VEK_API void vekLUV2RGB(const VekImage* srcImage, VekImage* dstImage);
-
-/* vekColorToGray: a weighted sum of red, green and blue (about 0.21, 0.71, 0.07), chopped; a 1-bit pixel is set above the
- * middle of the range.
- *   srcImage  "RGB", at least three channels; regions play no part
- *   dstImage  "GRAY" or "Gray", channelSeq "G"; one channel in pixel order, in plane order the first plane is written
- *   depths    8U 16U 32S, each to 1U 8U 16U, but 32S not to 32S. 16U to 8U in plane order may be smaller by one or two
- *   refuses   the headers; -5: the tests of "RGB" above for src; "colorModel must be GRAY instead of ... ", "channelSeq must
- *             be G instead of ... "; "(dst-> dataOrder == VEK_DATA_ORDER_PIXEL) && (dst-> nChannels != 1)"; "src->origin !=
- *             dst->origin"; "src->nChannels < 3"; "Error in-out depth. 32S,16U,8U=> 16U,8U,1U are valid now" */
-VEK_API void vekColorToGray(const VekImage* srcImage, VekImage* dstImage);
-
-/* vekGrayToColor: red = src * FractR, green = src * FractG, blue = src * FractB, with fractions of 15 bits (8U: 8 bits),
- * chopped, not clamped. Three fractions of 0 stand for the weights of vekColorToGray.
- *   srcImage  "GRAY" or "Gray", channelSeq "G"; one channel in pixel order, in plane order the first plane is read
- *   dstImage  "RGB", at least three channels, of which three are written
- *   depths    8U 16U 32S to the same; 1U to 8U
- *   refuses   the headers; -5: the tests of "RGB" for dst and of "GRAY" for src; "src-> depth != dst-> depth && src-> depth !=
- *             1U"; "src-> depth == dst-> depth && dst-> depth != 8U"; "(src-> dataOrder == VEK_DATA_ORDER_PIXEL) && (src->
- *             nChannels != 1)"; "(src->origin != dst->origin)"; "dst->nChannels < 3"; "Error input depth. 32S,16U,8U are valid
- *             now" */
-VEK_API void vekGrayToColor(const VekImage* srcImage, VekImage* dstImage, float FractR, float FractG, float FractB);
-
-/* ---- Fewer bits ----------------------------------------------------------------------------------- */
-
-/* vekReduceBits: an image of lower depth, with noise against visible steps, and with fewer levels. First samples are
- * converted: to 1U, a sample above the middle of its range gives 1; else the high bits are kept. Then each sample of dst
- * becomes the nearer of the two values about it that have `levels` high bits and, below these, all zeros or all ones: the
- * error goes to samples not yet visited, or a matrix of thresholds decides.
- *   srcImage    at least one image has a lower depth: 8U to 1U; 16U to 8U, 1U; 32S to 16U, 8U, 1U
- *   dstImage    as many channels, the same dataOrder and origin; the smaller of the two sizes is converted, or, where
- *               there is noise or a dither or a tile, all of dst, srcImage being continued by its border
- *   jitterType  0 to 8: amplitude of the noise, 0 none. Each call with noise moves the thread's generator on, so the next
- *               has other noise
- *   ditherType  1 none; error diffusion after 2 Floyd and Steinberg, 4 Jarvis, Judice and Ninke, 8 Stucki; 16 ordered, with
- *               a 4 by 4 matrix. Of "GRAY" the first channel, of "RGB" three channels, each for itself
- *   levels      0 to the bits of dst: 0 gives black and white; below 0 is 0, above the bits is half of them
- *   writes      all channels, also alpha; regions are refused, masks and channels of interest play no part
- *   refuses     -5 "(jitterType<0)||( jitterType >= 9)"; the headers; -5: "null_image_pointer"; "null_data_pointer"; "src & dst
- *               roi must be NULL"; "(src->nChannels != dst->nChannels)||(src->dataOrder != dst->dataOrder)||(src->origin !=
- *               dst->origin)"; "colorModel, (channelSeq)  must be RGB,(RGB,BGR) or GRAY,(G) when dithering mode is set on";
- *               then, tile by tile, "Error input depth. 32S,16U,8U input is valid now"; "Error out depth. ... conversion is
- *               valid now"; "errDepthForDithering" for a dst of 1U under a dither; "errDitherOption"; -4 "Out of memory" */
-VEK_API void vekReduceBits(const VekImage* srcImage, VekImage* dstImage, int32_t jitterType, int32_t ditherType,
-                           int32_t levels);
-
-/* ---- Colour twist ----------------------------------------------------------------------------------- */
-
-/* A linear map of three channels with an offset, in integers. Row r is data[4 r] to data[4 r + 2], the factors of the source's
- * channels, and data[4 r + 3], the offset; rows 0 to 2 give the destination's channels, row 3 is not used. A value stands for
- * data[i] / 2^scalingValue. */
-typedef struct VekColorTwist {
-    int32_t data[16];     /* four rows of four */
-    int32_t scalingValue; /* 0 to 31 */
-} VekColorTwist;
-
-/* vekCreateColorTwist: a new twist, to be released by vekDeleteColorTwist; vekSetColorTwist: other values for one.
- *   data     16 integers, copied
- *   returns  null on failure
- *   refuses  -5 "cTwist==0" (vekSetColorTwist), "(data == 0)", "(scalingValue < 0)", "(scalingValue > 31)"; -4 "Out of memory" */
-VEK_API VekColorTwist* vekCreateColorTwist(const int32_t* data, int32_t scalingValue);
-VEK_API void vekSetColorTwist(VekColorTwist* cTwist, const int32_t* data, int32_t scalingValue);
-
-/* vekDeleteColorTwist: releases a twist; null is ignored. */
-VEK_API void vekDeleteColorTwist(VekColorTwist* cTwist);
-
-/* vekApplyColorTwist: dst = map(src) + offset, for the first three channels of each pixel, clamped. Small maps (coefficients
- * of 16 bits, scalingValue up to 15, an offset within half the range, equal channel counts up to 4) are computed in integers
- * and rounded down: at 8U the sum is then held to 16 bits, offset added, and the result clamped. All others are computed in
- * double, clamped to the range, chopped, and offset added with a clamp.
- *   srcImage, dstImage  same depth, data order and origin; at least three channels; may be the same image
- *   depths   8U 16U
- *   writes   [W], always the first three channels: coi plays no part
- *   refuses  the headers; -5: "cTwist==0"; "(srcImage->nChannels < 3)";
- *            "((srcImage->alphaChannel != 0) && (srcImage->nChannels < 4))",
- *            "((srcImage->alphaChannel != 0) && (srcImage->alphaChannel < srcImage->nChannels))"; the same three of dstImage;
- *            "(srcImage->depth != dstImage->depth)"; "((srcImage->depth != 8) && (srcImage->depth != 16))"; "(srcImage->dataOrder
- *            != dstImage->dataOrder)"; "(srcImage->origin != dstImage->origin)"; "(srcImage->origin !=
- *            srcImage->maskROI->origin)", the same of dstImage; "(msk == ((void *)0))" when masks cannot be merged;
- *            "(srcImage->tileInfo->tileData == ((void *)0))" or dstImage */
-VEK_API void vekApplyColorTwist(const VekImage* srcImage, VekImage* dstImage, const VekColorTwist* cTwist,
-                                int32_t offset);
+/* vekNorm: one norm over all samples of A, or of A - B, that take part.
+ *   srcImageA, srcImageB  same depth and data order; srcImageB may be null, then the relative norms are refused
+ *   depths   1U (differing bits count 1), 8U 8S 16U 16S 32S
+ *   reads    the rectangle, channels and pixels that [W] names; of masked pixels neither A nor B counts
+ *   returns  the norm; 0.0 where no pixel is left, and after a refusal
+ *   refuses  the header of A; -17 "srcImageA->depth=32F"; -19 "srcImageA->dataOrder!=srcImageB->dataOrder"; the header of B;
+ *            -5 "(srcImageA->depth!=srcImageB->depth)"; -5 "normType unknown"; -15 "" where the counts of channels differ;
+ *            -9 "Null pointer for mask" when masks can't be merged; -9 or -12 " " when a tiled image can't be read;
+ *            -5 "Zero divided" when the norm of B is 0 */
+VEK_API double vekNorm(const VekImage* srcImageA, const VekImage* srcImageB, int32_t normType);
 
 /* One spatial moment, and what normalizes it: 1 / (width^m height^n) of the working rectangle. */
 typedef struct VekMoment {
@@ -1216,7 +1154,7 @@ VEK_API double vekNormalizedSpatialMoment(const VekImage* image, int32_t m, int3
 VEK_API double vekCentralMoment(const VekImage* image, int32_t m, int32_t n);
 VEK_API double vekNormalizedCentralMoment(const VekImage* image, int32_t m, int32_t n);
 
-/* ---- Geometry: plane mappings --------------------------------------------------------------------- */
+/* ---- Geometry: plane mappings -------------------------------------------------------------------- */
 
 /* A mapping carries a source point (x, y) to a result point (x', y'). It is described by a matrix of coefficients, row by
  * row, or by the quadrangle onto which it carries the image's region:
@@ -1258,7 +1196,7 @@ VEK_API void vekGetPerspectiveTransform(const VekImage* image, double coeffs[9],
  * caller sets them to 0 first for that alone. Cannot fail. */
 VEK_API void vekGetRotateShift(double xCenter, double yCenter, double angle, double* xShift, double* yShift);
 
-/* ---- Geometry: warps ------------------------------------------------------------------------------ */
+/* ---- Geometry: warps ----------------------------------------------------------------------------- */
 
 /* How a sample between samples is found. */
 enum {
@@ -1317,7 +1255,7 @@ VEK_API void vekRotate(const VekImage* srcImage, VekImage* dstImage, double angl
 VEK_API void vekShear(const VekImage* srcImage, VekImage* dstImage, double xShear, double yShear, double xShift,
                       double yShift, int32_t interpolate);
 
-/* ---- Geometry: other sizes ------------------------------------------------------------------------ */
+/* ---- Geometry: other sizes ----------------------------------------------------------------------- */
 
 /* vekZoom, vekResize: the source's region scaled by xDst / xSrc and yDst / ySrc into the destination's region, from their
  * top-left pixels on. Destination pixel j lies at source position j * xSrc / xDst. vekZoom enlarges; vekResize does both,
@@ -1364,7 +1302,70 @@ VEK_API void vekResize(const VekImage* srcImage, VekImage* dstImage, int32_t xDs
 VEK_API void vekDecimate(const VekImage* srcImage, VekImage* dstImage, int32_t xDst, int32_t xSrc, int32_t yDst,
                          int32_t ySrc, int32_t interpolate);
 
-/* ---- Test images ---------------------------------------------------------------------------------- */
+/* ---- Spectra ------------------------------------------------------------------------------------- */
+
+/* A packed spectrum (RCPack2D) is a W by H image that holds the spectrum X of a real W by H image, half of which says
+ * all, since X[W - u, H - v] is the conjugate of X[u, v].
+ *   A real sequence of n samples is packed as Re 0, Re 1, Im 1, Re 2, Im 2, ..., and for an even n at the end Re n/2.
+ *   An image is packed along its rows; then column 0 and, for an even W, column W - 1, which hold real numbers, are
+ *   packed along the column, and each pair of columns (2k - 1, 2k) between them is a complex sequence, real parts in
+ *   the odd column. So X[u, v] for 0 < u < W/2 stands in row v, columns 2u - 1 and 2u; X[0, v] for 0 < v < H/2 in
+ *   column 0, rows 2v - 1 and 2v; X[0, 0] at (0, 0). Zero frequency is at the corner, not in the centre. */
+enum {
+    VEK_FFT_FORWARD = 1,  /* the kernel exp(-2 pi i (u x / W + v y / H)) */
+    VEK_FFT_INVERSE = 2,  /* the kernel exp(+2 pi i (u x / W + v y / H)), the result times 1 / (W H) */
+    VEK_FFT_UNSCALED = 4, /* leaves out that factor */
+    VEK_FFT_INTEGER = 16, /* in integers, 6 bits of fraction, 14-bit tables, where both images are integers that fit */
+    VEK_FFT_FLOAT = 32,   /* in floating point; without 16 and 32: integers up to 128 pixels, except from 32S */
+    VEK_FFT_RELEASE = 128 /* releases the calling thread's tables and does nothing else; images may be null */
+};
+
+/* vekRealFft2D: a real image to its packed spectrum. vekCcsFft2D: a packed spectrum to the real image, as the sum over
+ * the whole spectrum. Forward through the first and inverse through the second gives the image back.
+ *   srcImage, dstImage  any depths but 1U, any data orders; may be the same image. The regions (roi) are laid corner to
+ *            corner, W and H are what they share; masks and tiles play no part. Any W and H: products of small primes
+ *            are fastest. Single precision for powers of two, double for other lengths
+ *   flags    a sum of VEK_FFT_...; exactly one of FORWARD and INVERSE, at most one of INTEGER and FLOAT
+ *   writes   the channels but alpha, or that of the coi, which both images have or neither; integer results are held to
+ *            the range of the depth and chopped, 32F takes them as they are
+ *   refuses  -5 with the text of the test: flags, then each image (null, its header, 1U, tiles), then coi and channel
+ *            counts; -4 "No working memory". Images with nothing but alpha to transform, and regions that share
+ *            nothing, end the call silently
+ *   memory   tables and scratch are kept for the thread until VEK_FFT_RELEASE or its end: about 4 bytes a pixel
+ *            (8 in integers) and 20 to 80 a sample of each length */
+VEK_API void vekRealFft2D(const VekImage* srcImage, VekImage* dstImage, int32_t flags);
+VEK_API void vekCcsFft2D(const VekImage* srcImage, VekImage* dstImage, int32_t flags);
+
+/* vekMpyRCPack2D: dst = A * B, two packed spectra multiplied as complex numbers: the spectrum of a cyclic convolution.
+ *   srcA, srcB, dst  same depth, data orders may differ, no tiles; dst may be A or B, A may be B
+ *   depths   8S 16S 32S, rounded to nearest and held to the range, 32F; computed in double
+ *   writes   what the regions share, whose size says where the parts of an element lie; channels as above
+ *   refuses  the headers; -5 "srcA->imageData == ((void*)(0))" (srcB, dst) for tiles; -5 "srcA->depth || srcB->depth ==
+ *            8U||16U||1U"; -5 "(srcA->depth != srcB->depth)"; -5 "(srcA->depth != dst->depth)"; -5 and an empty text
+ *            when channel counts differ */
+VEK_API void vekMpyRCPack2D(const VekImage* srcA, const VekImage* srcB, VekImage* dst);
+
+enum {
+    VEK_DCT_FORWARD = 1,
+    VEK_DCT_INVERSE = 2,
+    VEK_DCT_RELEASE = 8, /* releases the calling thread's tables and does nothing else; images may be null */
+    VEK_DCT_FAST = 16    /* for two whole 16S images in plane order; changes no result */
+};
+
+/* vekDCT2D: the orthonormal cosine transform of a whole region, and its inverse:
+ *   X[u, v] = f(u, W) f(v, H) * sum of s[x, y] cos((2x + 1) u pi / 2W) cos((2y + 1) v pi / 2H),
+ * with f(0, n) = sqrt(1 / n) and f(k, n) = sqrt(2 / n) beyond. There is no blocking: for a codec's blocks call it with
+ * regions of 8 by 8, which have code of their own.
+ *   src, dst  two images without tiles, any depths but 1U and 32F, same data order; regions (roi) of one size, and as
+ *             many channels on both sides. Masks play no part
+ *   flags     a sum of VEK_DCT_...; neither or both of FORWARD and INVERSE: nothing is done
+ *   writes    the channels but alpha, or that of the coi; held to the range of the depth, then chopped toward zero
+ *   refuses   -5 "src==0"; -5 "dst==0"; the headers; -5 and a text of its own for one image as both, 1U, 32F, alpha,
+ *             "Images are not compatible"; -4 "No working memory"
+ *   memory    tables and scratch are kept for the thread until VEK_DCT_RELEASE or its end, about 4 bytes a pixel */
+VEK_API void vekDCT2D(const VekImage* src, VekImage* dst, int32_t flags);
+
+/* ---- Test images --------------------------------------------------------------------------------- */
 
 /* vekCreateImageJaehne: a new one-channel image of rings, sin(r^2 * 2 pi / (4 height)) around its centre, whose
  * frequency rises with the radius; filters and resamplers show on it what they do to every frequency.
