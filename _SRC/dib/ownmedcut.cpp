@@ -212,6 +212,7 @@ bool ownMedianCut(BITMAPINFOHEADER* dib, const VekImage* image)
 {
     OwnDib parts = ownOpenDib(dib);
     if (parts.info.biBitCount > 8) return false;
+    if (!ownDibHasIndices(parts)) return true; /* has room for no table; its count of bits is refused with the pixels */
     uint32_t count = 2;
     if (image->depth == VEK_DEPTH_1U) memcpy(parts.table, "\0\0\0\0\377\377\377", 8);
     else count = ownImageTable(image, 1u << parts.info.biBitCount, parts.table);

@@ -262,7 +262,8 @@ void ownPutBitRows(const OwnBitRun& run, ptrdiff_t height)
     const OwnBitLanes lanes = ownBitLanes(ownBitRow(run, edge));
     const OwnBitPlace at = {(uint8_t*)run.dst.byte + edge * run.step, lanes.source[0].first, lanes.source[1].first,
                             lanes.mask.first};
-    const OwnBitSteps steps = {run.step, run.sourceStep[0], run.sourceStep[1], run.maskStep};
+    const OwnBitSteps steps = {run.step, run.sourceStep[0], run.nSources > 1 ? run.sourceStep[1] : 0,
+                               run.mask.byte ? run.maskStep : 0};
     ownJoinLanes(lanes, [=](auto f) {
         if (ends.nBytes < OWN_BIT_VEC) ownPutNarrow(at, steps, ends, nInner, f);
         else ownPutWide(at, steps, ends, nInner, f);
