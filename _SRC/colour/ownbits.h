@@ -41,9 +41,10 @@ int ownDitheredChannels(const VekImage* image);
 /* The bits that a dither clears or sets: the lowest of `bits`, below the `levels` high ones; one at least. */
 static inline uint32_t ownDroppedBits(int bits, int32_t levels) { return std::max(((1u << bits) - 1) >> levels, 1u); }
 
-/* The first nChannels channels by a matrix of thresholds; x and y are the matrix' place at the view's corner. */
-void ownDitherOrdered(const OwnView& view, int nChannels, int32_t levels, int64_t x, int64_t y);
-extern const OwnPlaneRow ownOrderedRows[OWN_DEPTHS];
+/* The first nChannels channels by a matrix of thresholds; x and y are the matrix' place at the view's corner. False when
+ * memory is short. */
+bool ownDitherOrdered(const OwnView& view, int nChannels, int32_t levels, int64_t x, int64_t y);
+extern const OwnRow ownOrderedRows[OWN_DEPTHS];
 
 /* Where errors go: shares of 16 fractional bits, by where the error comes from: two rows above and one row above, from two
  * columns to the left to two columns to the right; the same row, two columns and one column to the left. */

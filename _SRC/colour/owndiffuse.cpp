@@ -95,11 +95,17 @@ static OwnStepRange ownStepsOf(const OwnBand& band, ptrdiff_t t, ptrdiff_t nStep
     return {std::max<ptrdiff_t>(-x, 0), std::min(nSteps, band.n - x)};
 }
 
+/* Sample i of a chunk's lane, or where it would be. */
+static inline uint8_t* ownLaneAt(const OwnBand& band, ptrdiff_t t, ptrdiff_t i, int lane)
+{
+    return band.samples + lane * band.rowStep + (t + i - OWN_LAG * lane) * band.stepBytes;
+}
+
 template <class T> static void ownTakeLanes(OwnWave& wave, const OwnBand& band, ptrdiff_t t, ptrdiff_t nSteps)
 {
     for (int lane = 0; lane < band.nRows; ++lane) {
         const OwnStepRange steps = ownStepsOf(band, t, nSteps, lane);
-        const uint8_t* p = band.samples + lane * band.rowStep + (t + steps.first - OWN_LAG * lane) * band.stepBytes;
+        const uint8_t* p = ownLaneAt(band, t, steps.first, lane);
         for (ptrdiff_t i = steps.first; i < steps.end; ++i, p += band.stepBytes) {
             T sample;
             memcpy(&sample, p, sizeof(T));
@@ -111,11 +117,50 @@ template <class T> static void ownPutLanes(const OwnWave& wave, const OwnBand& b
 {
     for (int lane = 0; lane < band.nRows; ++lane) {
         const OwnStepRange steps = ownStepsOf(band, t, nSteps, lane);
-        uint8_t* p = band.samples + lane * band.rowStep + (t + steps.first - OWN_LAG * lane) * band.stepBytes;
+        uint8_t* p = ownLaneAt(band, t, steps.first, lane);
         for (ptrdiff_t i = steps.first; i < steps.end; ++i, p += band.stepBytes) {
             const T sample = (T)wave.samples[i][lane];
             memcpy(p, &sample, sizeof(T));
         }
+    }
+}
+
+/* Chunks of all lanes and steps whose samples lie side by side go eight steps at a time: of eight vectors, each with eight
+ * steps of every eighth lane, the squares are transposed. Three zips do that. */
+static void ownTransposeSquares(OwnVec<uint16_t> v[8])
+{
+    for (int stage = 0; stage < 3; ++stage) {
+        OwnPair<uint16_t> pair[4];
+        for (int i = 0; i < 4; ++i) pair[i] = {ownZipLow(v[i], v[i + 4]), ownZipHigh(v[i], v[i + 4])};
+        for (int i = 0; i < 4; ++i) v[2 * i] = pair[i].lo, v[2 * i + 1] = pair[i].hi;
+    }
+}
+template <class T> static void ownTakeSquares(OwnWave& wave, const OwnBand& band, ptrdiff_t t)
+{
+    for (ptrdiff_t i = 0; i < OWN_STEPS; i += 8) {
+        T lines[8][OwnWave::LANES];
+        for (int lane = 0; lane < OwnWave::LANES; ++lane)
+            memcpy(&lines[lane % 8][lane & ~7], ownLaneAt(band, t, i, lane), 8 * sizeof(T));
+        OwnVec<uint16_t> v[8];
+        for (int j = 0; j < 8; ++j)
+            if constexpr (sizeof(T) == 2) v[j] = ownLoad<uint16_t>(lines[j]);
+            else v[j] = ownLoadWide<uint16_t, uint8_t>(lines[j]);
+        ownTransposeSquares(v);
+        for (int j = 0; j < 8; ++j) ownStore(wave.samples[i + j], v[j]);
+    }
+}
+template <class T> static void ownPutSquares(const OwnWave& wave, const OwnBand& band, ptrdiff_t t)
+{
+    for (ptrdiff_t i = 0; i < OWN_STEPS; i += 8) {
+        T lines[8][OwnWave::LANES];
+        OwnVec<uint16_t> v[8];
+        for (int j = 0; j < 8; ++j) v[j] = ownLoad<uint16_t>(wave.samples[i + j]);
+        ownTransposeSquares(v);
+        for (int j = 0; j < 8; j += sizeof(T) == 2 ? 1 : 2)
+            if constexpr (sizeof(T) == 2) ownStore(lines[j], v[j]);
+            else ownStore(lines[j], ownNarrow<uint8_t>(v[j], v[j + 1]));
+        for (int lane = 0; lane < OwnWave::LANES; ++lane)
+            memcpy(ownLaneAt(band, t, i, lane), &lines[lane % 8][lane & ~7], 8 * sizeof(T));
     }
 }
 
@@ -206,11 +251,15 @@ template <class T, bool wide> static void ownDiffuseLanes(OwnBand& band)
     ownTakeErrors(wave, band, 0, -OWN_PAST, 0);
     for (ptrdiff_t t = 0; t < nSteps; t += OWN_STEPS) {
         const ptrdiff_t n = std::min<ptrdiff_t>(OWN_STEPS, nSteps - t);
-        ownTakeLanes<T>(wave, band, t, n);
+        const bool isInside = t >= OWN_LAST_BEGINS && t + OWN_STEPS <= band.n;
+        const bool inSquares = isInside && band.nRows == OwnWave::LANES && band.stepBytes == (ptrdiff_t)sizeof(T);
+        if (inSquares) ownTakeSquares<T>(wave, band, t);
+        else ownTakeLanes<T>(wave, band, t, n);
         ownTakeErrors(wave, band, t, 0, n);
-        if (t >= OWN_LAST_BEGINS && t + n <= band.n) ownStepLanes<T, wide, false>(wave, band, t, n);
+        if (isInside) ownStepLanes<T, wide, false>(wave, band, t, n);
         else ownStepLanes<T, wide, true>(wave, band, t, n);
-        ownPutLanes<T>(wave, band, t, n);
+        if (inSquares) ownPutSquares<T>(wave, band, t);
+        else ownPutLanes<T>(wave, band, t, n);
         ownPutErrors(wave, band, t, n);
         memmove(wave.errors, wave.errors + n, sizeof(wave.errors[0]) * OWN_PAST);
     }

@@ -20,65 +20,62 @@ static const uint16_t ownThresholds[4][4] = {{0, 0x788, 0x1E2, 0x96A},
                                              {0x2D3, 0xA5B, 0xF1, 0x879},
                                              {0xE1F, 0x697, 0xC3D, 0x4B5}};
 
-/* A row's thresholds, again and again from its first pixel on, and the bits that are dropped. */
-struct OwnOrdered {
-    int nPlanes;
-    uint32_t dropped;
-    uint16_t threshold[4];
-};
-
-/* out = (a & dropped) > threshold ? a | dropped : a & ~dropped. */
-template <class T> static void ownOrderedPlain(void* const out[], const void* const in[], ptrdiff_t n, const void* k)
+/* out = (a & dropped) > b ? a | dropped : a & ~dropped, b being the sample's threshold. */
+template <class T> static void ownOrderedPlain(void* out, const void* a, const void* b, ptrdiff_t n, const void* k)
 {
-    const OwnOrdered& ordered = *(const OwnOrdered*)k;
-    const T dropped = (T)ordered.dropped;
-    for (int c = 0; c < ordered.nPlanes; ++c) {
-        ptrdiff_t i = 0;
-        ownEach<T, T>(out[c], in[c], n, [&](T a) {
-            return (T)((a & dropped) > ordered.threshold[i++ & 3] ? a | dropped : a & ~dropped);
-        });
-    }
+    const T dropped = (T) * (const uint32_t*)k;
+    ownEach2<T, T>(out, a, b, n, [=](T x, T t) { return (T)((x & dropped) > t ? x | dropped : x & ~dropped); });
 }
-template <class T> static void ownOrderedRun(void* const out[], const void* const in[], ptrdiff_t n, const void* k)
+template <class T> static void ownOrderedRun(void* out, const void* a, const void* b, ptrdiff_t n, const void* k)
 {
-    const OwnOrdered& ordered = *(const OwnOrdered*)k;
-    constexpr ptrdiff_t lanes = OwnVec<T>::lanes, size = (ptrdiff_t)sizeof(T);
-    T pattern[lanes];
-    for (ptrdiff_t i = 0; i < lanes; ++i) pattern[i] = (T)ordered.threshold[i & 3];
-    const OwnVec<T> threshold = ownLoad<T>(pattern), dropped = ownSet((T)ordered.dropped);
-    for (int c = 0; c < ordered.nPlanes; ++c)
-        for (ptrdiff_t i = 0; i < n; i += lanes) {
-            const OwnVec<T> a = ownLoad<T>((const char*)in[c] + i * size);
-            ownStore((char*)out[c] + i * size, (a & ~dropped) | (ownGreater(a & dropped, threshold) & dropped));
-        }
+    const OwnVec<T> dropped = ownSet((T) * (const uint32_t*)k);
+    ownMap2<T>(out, a, b, n,
+               [=](OwnVec<T> x, OwnVec<T> t) { return (x & ~dropped) | (ownGreater(x & dropped, t) & dropped); });
 }
 
-template <class T> static constexpr OwnPlaneRow ownOrderedRow = {ownOrderedRun<T>, ownOrderedPlain<T>};
+template <class T> static constexpr OwnRow ownOrderedRow = {ownOrderedRun<T>, ownOrderedPlain<T>};
 
-OWN_PLANE_TABLE(ownOrderedRows) = {
+OWN_TABLE(ownOrderedRows) = {
     /*  1U */ {},
     /*  8U */ ownOrderedRow<uint8_t>,
     /*  8S */ {},
     /* 16U */ ownOrderedRow<uint16_t>,
 };
 
-/* Every fourth row has the same thresholds. */
-void ownDitherOrdered(const OwnView& view, int nChannels, int32_t levels, int64_t x, int64_t y)
+/* A row of thresholds in samples of the view's size, from the matrix' column x on. */
+static void ownPutThresholds(uint8_t* line, const OwnView& view, const uint16_t column[4][4], int64_t x, int64_t y,
+                             int shift)
 {
-    const int bits = view.sampleBits;
-    for (int32_t row = 0; row < 4 && row < view.height; ++row) {
-        OwnOrdered ordered = {nChannels, ownDroppedBits(bits, levels), {}};
-        for (int i = 0; i < 4; ++i)
-            ordered.threshold[i] = (uint16_t)((ownThresholds[(x + i) & 3][(y + row) & 3] << (bits - levels)) >> 12);
-        OwnPlanePass pass = {};
-        pass.src = {ownCrop(view, 0, row, view.width, 1), nChannels, {0, 1, 2}};
-        pass.src.view.height = (view.height - row + 3) / 4;
-        pass.src.view.rowStep *= 4;
-        pass.dst = pass.src;
-        pass.width = view.width;
-        pass.height = pass.src.view.height;
-        pass.run = ownOrderedRows[bits == 8 ? OWN_8U : OWN_16U].run;
-        pass.k = &ordered;
-        ownPlanePass(pass);
+    const int bytes = view.sampleBits >> 3;
+    for (int64_t i = 0; i < (int64_t)view.width * view.pixelStep; ++i) {
+        const uint32_t threshold = ((uint32_t)column[(x + i / view.pixelStep) & 3][y & 3] << shift) >> 12;
+        if (bytes == 1) line[i] = (uint8_t)threshold;
+        else ((uint16_t*)line)[i] = (uint16_t)threshold;
     }
+}
+
+/* The thresholds go with the samples as a second image, all rows of which are one: that of every fourth row of the view. */
+bool ownDitherOrdered(const OwnView& view, int nChannels, int32_t levels, int64_t x, int64_t y)
+{
+    const int64_t nBytes = (int64_t)view.width * view.pixelStep * (view.sampleBits >> 3);
+    uint8_t* line = nBytes > PTRDIFF_MAX ? nullptr : (uint8_t*)ownAlloc((size_t)nBytes);
+    if (!line) return false;
+    const uint32_t dropped = ownDroppedBits(view.sampleBits, levels);
+    OwnPoint point = {};
+    point.nImages = 3;
+    for (OwnChannels& channels : point.channels) channels = {0, nChannels, false};
+    point.run = ownOrderedRows[view.sampleBits == 8 ? OWN_8U : OWN_16U].run;
+    point.k = &dropped;
+    for (int32_t row = 0; row < 4 && row < view.height; ++row) {
+        ownPutThresholds(line, view, ownThresholds, x, y + row, view.sampleBits - levels);
+        OwnView rows = ownCrop(view, 0, row, view.width, 1), thresholds = view;
+        rows.height = (view.height - row + 3) / 4;
+        rows.rowStep *= 4;
+        thresholds.data = line;
+        thresholds.rowStep = thresholds.channelStep = 0;
+        const OwnView views[3] = {rows, thresholds, rows};
+        ownTraverseViews(point, views, nullptr);
+    }
+    ownFree(line);
+    return true;
 }

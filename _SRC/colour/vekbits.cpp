@@ -97,21 +97,23 @@ static OwnDiffusion* ownBeginDiffusion(const OwnReducing& reducing)
 {
     const VekImage& dst = *reducing.dstImage;
     const uint32_t dropped = ownDroppedBits(ownSampleBits(dst.depth), reducing.levels);
-    OwnDiffusion* diffusion = ownOpenDiffusion(reducing.ditherType, reducing.nDithered, dst.width, dropped);
-    const OwnFace& face = *reducing.face;
-    OWN_FAIL_IF(!diffusion, VEK_StatusNoMemory, "Out of memory", nullptr);
-    return diffusion;
+    return ownOpenDiffusion(reducing.ditherType, reducing.nDithered, dst.width, dropped);
 }
 
 /* One tile of the destination, or all of it, by itself. An image of other channels than gray or colour stays. */
 static void ownDitherTile(const OwnReducing& reducing, const OwnView& view, int64_t xThreshold, int64_t yThreshold)
 {
-    const OwnFace face = {"own_dither_rect", reducing.face->file};
+    OwnFace face = {"own_dither_rect", reducing.face->file};
     if (ownRefuseDither(face, reducing) || reducing.nDithered == 0) return;
-    if (reducing.ditherType == 16)
-        return ownDitherOrdered(view, reducing.nDithered, reducing.levels, xThreshold, yThreshold);
+    face = *reducing.face;
+    if (reducing.ditherType == 16) {
+        const bool done = ownDitherOrdered(view, reducing.nDithered, reducing.levels, xThreshold, yThreshold);
+        OWN_FAIL_IF(!done, VEK_StatusNoMemory, "Out of memory");
+        return;
+    }
     OwnDiffusion* diffusion = ownBeginDiffusion(reducing);
-    if (diffusion) ownDiffuse(diffusion, view);
+    OWN_FAIL_IF(!diffusion, VEK_StatusNoMemory, "Out of memory");
+    ownDiffuse(diffusion, view);
     ownFree(diffusion);
 }
 
@@ -198,10 +200,9 @@ static void ownReduceDiffused(const OwnReducing& reducing)
     band.widthStep = (int32_t)rowBytes;
     const bool fits = rowBytes <= INT32_MAX && bytes <= PTRDIFF_MAX;
     band.imageData = fits ? (uint8_t*)ownAlloc((size_t)bytes) : nullptr;
-    const OwnFace& face = *reducing.face;
-    OWN_FAIL_IF(!band.imageData, VEK_StatusNoMemory, "Out of memory");
-    OwnDiffusion* diffusion = ownBeginDiffusion(reducing);
+    OwnDiffusion* diffusion = band.imageData ? ownBeginDiffusion(reducing) : nullptr;
     if (diffusion) ownDiffuseTileRows(reducing, diffusion, band);
+    else ownFail(*reducing.face, VEK_StatusNoMemory, "Out of memory", __LINE__);
     ownFree(diffusion);
     ownFree(band.imageData);
 }

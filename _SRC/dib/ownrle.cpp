@@ -184,6 +184,15 @@ static inline uint8_t* ownPutCommand(uint8_t* out, ptrdiff_t n, int v)
     return out + 2;
 }
 
+/* n bytes of `most`; up to OWN_COPIED bytes are copied at once, where there are so many. */
+enum { OWN_COPIED = 32 };
+static inline void ownCopyWide(uint8_t* out, const uint8_t* p, ptrdiff_t n, ptrdiff_t most)
+{
+    if (most < OWN_COPIED) return (void)memcpy(out, p, (size_t)n);
+    memcpy(out, p, OWN_COPIED);
+    if (n > OWN_COPIED) memcpy(out + OWN_COPIED, p + OWN_COPIED, (size_t)(n - OWN_COPIED));
+}
+
 /* The first i from x on where holds(row + i), or end; holdsAll tells it of a vector of places at once, and both read up to
  * `ahead` bytes more than the place itself, all of them before `end`. */
 template <class H, class A>
@@ -191,10 +200,10 @@ static inline ptrdiff_t ownSeek(const uint8_t* row, ptrdiff_t x, ptrdiff_t end, 
 {
     ptrdiff_t i = x;
     for (; i + ahead + OWN_VEC_BYTES <= end; i += OWN_VEC_BYTES) {
-        uint8_t signs[8] = {};
+        uint8_t signs[OWN_VEC_BYTES / 8];
+        uint64_t word = 0;
         ownStoreSigns(signs, holdsAll(row + i));
-        uint64_t word;
-        memcpy(&word, signs, 8);
+        memcpy(&word, signs, sizeof(signs));
         if (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
         if (word) return i + __builtin_clzll(word);
     }
@@ -244,7 +253,7 @@ static uint8_t* ownPackBytes(uint8_t* out, const uint8_t* row, ptrdiff_t width)
             const ptrdiff_t n = std::min<ptrdiff_t>(
                 ownTripleFrom(row, x + 3, std::min<ptrdiff_t>(width, x + OWN_RLE_MOST + 2)) - x, OWN_RLE_MOST);
             out = ownPutCommand(out, 0, (int)n);
-            memcpy(out, row + x, (size_t)n);
+            ownCopyWide(out, row + x, n, width - x);
             out += n;
             if (n & 1) *out++ = 0;
             x += n;
@@ -319,7 +328,7 @@ static int64_t ownPack(uint8_t* stream, const uint8_t* rows, int64_t width, int6
 template <int bits> static bool ownCompress(const OwnFace& face, BITMAPINFOHEADER* dib)
 {
     const int64_t width = dib->biWidth, rowBytes = ownDibRowBytes(width, bits), plain = rowBytes * dib->biHeight;
-    uint8_t* pixels = ownBlockOf(width + 2 + plain + 2 * width + 4);
+    uint8_t* pixels = ownBlockOf(width + 2 + plain + 2 * width + 4 + OWN_COPIED);
     OWN_FAIL_IF(!pixels, VEK_StatusNoMemory, OwnRleKind<bits>::texts.noMemoryToPack, false);
     uint8_t *rows = ownStreamOf(dib), *stream = pixels + width + 2;
     const int64_t bytes = ownPack<bits>(stream, rows, width, dib->biHeight, rowBytes, pixels);
