@@ -639,6 +639,7 @@ struct OwnWindowRow {
     ptrdiff_t step;        /* samples from a pixel to its right neighbour: so far apart lie the taps of a sample */
     ptrdiff_t lineSamples; /* n + (left + right) * step, and at least OWN_LINE_SPARE more; a multiple of 64 */
     bool first;            /* the call before was not for the row above: running sums begin anew */
+    bool isFull;           /* all lines of the window have come: out is wanted */
     uint8_t* scratch;      /* the stage's own, aligned to 64 bytes, kept from row to row */
     const void* k;         /* the window's */
 };
@@ -661,7 +662,9 @@ struct OwnWindow {
     int64_t
         goesOverPerSample; /* bytes that the stage goes over for each sample, in its lines and scratch: rows are worked
                                   in strips for which these stay near; 0: in one */
-    bool asBits;           /* 1-bit lines and results stay bits, from the top bit of the first byte on */
+    bool oneByOne; /* the stage is called for every line as it comes, with rows[0] alone; it may write `out` for those
+                              that don't fill the window yet */
+    bool asBits;   /* 1-bit lines and results stay bits, from the top bit of the first byte on */
 };
 
 enum OwnWindowEnd { OWN_WINDOW_DONE, OWN_WINDOW_NO_MEMORY, OWN_WINDOW_NO_TILE };

@@ -1102,6 +1102,20 @@ template <int n, class T> static inline OwnVec<T> ownRepeatOn(OwnVec<T> a)
 template <int n, class T> static inline OwnVec<T> ownRunningSum(OwnVec<T> a, OwnVec<T>& before)
 {
     constexpr int lanes = (int)OwnVec<T>::lanes;
+#if OWN_VEC_BYTES == 32
+    if constexpr (lanes / 2 % n == 0) { /* each half by itself, which needs fewer steps across them */
+        constexpr int bytes = n * (int)sizeof(T);
+        static constexpr OwnHalfOrder<T> last([](int i) { return lanes / 2 - n + i % n; });
+        if constexpr (bytes < 16) a = a + ownFromX86<T>(_mm256_slli_si256(ownX86(a), bytes));
+        if constexpr (2 * bytes < 16) a = a + ownFromX86<T>(_mm256_slli_si256(ownX86(a), 2 * bytes));
+        if constexpr (4 * bytes < 16) a = a + ownFromX86<T>(_mm256_slli_si256(ownX86(a), 4 * bytes));
+        if constexpr (8 * bytes < 16) a = a + ownFromX86<T>(_mm256_slli_si256(ownX86(a), 8 * bytes));
+        const OwnVec<T> halves = last.pick(ownX86(a));
+        const OwnVec<T> r = a + ownFromX86<T>(_mm256_permute2x128_si256(ownX86(halves), ownX86(halves), 0x08)) + before;
+        before = before + (halves + ownFromX86<T>(_mm256_permute4x64_epi64(ownX86(halves), 0x4E)));
+        return r;
+    }
+#endif
     a = a + ownLanesUp<n>(a);
     if constexpr (2 * n < lanes) a = a + ownLanesUp<2 * n>(a);
     if constexpr (4 * n < lanes) a = a + ownLanesUp<4 * n>(a);

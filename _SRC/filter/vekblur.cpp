@@ -124,12 +124,11 @@ static void ownBlurStage(void* out, const uint8_t* const* rows, const OwnWindowR
         memset(columns, 0, (size_t)row.lineSamples * sizeof(C));
         memset(ring, 0, (size_t)(ringRows * row.lineSamples) * sizeof(S));
     }
-    for (int32_t i = row.first ? 0 : plan.nRows - 1; i < plan.nRows; ++i) {
-        S *entering = ring + place * row.lineSamples, *leaving = ring + (place + 1) % ringRows * row.lineSamples;
-        ownBoxRow(entering, (const T*)rows[i], plan.nCols, row, levels);
-        turn(out, columns, entering, leaving, row.n, plan);
-        place = (place + 1) % ringRows;
-    }
+    const int64_t next = place + 1 < ringRows ? place + 1 : 0;
+    S *entering = ring + place * row.lineSamples, *leaving = ring + next * row.lineSamples;
+    ownBoxRow(entering, (const T*)rows[0], plan.nCols, row, levels);
+    turn(out, columns, entering, leaving, row.n, plan);
+    place = next;
 }
 
 /* ---- The row stage of floats ------------------------------------------------------------------------------------- */
@@ -169,8 +168,8 @@ static void ownBlurFloatStage(void* out, const uint8_t* const* rows, const OwnWi
     blur.levels = blur.begin + row.lineSamples;
     blur.ends = blur.levels + ownBoxLevels(plan.nCols) * row.lineSamples;
     if (row.first) *blur.place = 0;
-    for (int32_t i = row.first ? 0 : plan.nRows - 1; i < plan.nRows; ++i)
-        ownEnterRow(blur, (const float*)rows[i], row, plan);
+    ownEnterRow(blur, (const float*)rows[0], row, plan);
+    if (!row.isFull) return;
 
     /* The window is a whole block, or begins at the place that is filled next. */
     const double* begin = blur.begin;
@@ -276,6 +275,7 @@ void vekBlur(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_
     window.stage = ownPlanBlur(&plan, srcImage->depth, nCols, nRows, &window.scratchPerSample);
     window.k = &plan;
     window.scratchBytes = 64;
+    window.oneByOne = true;
     const int rounding = fegetround();
     fesetround(FE_TONEAREST);
     const OwnWindowEnd end = ownWindow(window);

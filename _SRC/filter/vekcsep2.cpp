@@ -93,7 +93,7 @@ static bool ownPlanSep(OwnSepPlan* plan, uint32_t depth, const VekConvKernel& x,
 
 /* The ring in the stage's scratch. Its rows stand twice in the table, so that any turn is a run of pointers. */
 struct OwnSepRing {
-    int64_t* turn; /* the place of the window's top row */
+    int64_t* turn; /* the place of the newest row */
     const uint8_t** rows;
     uint8_t *pointers, *sums, *lines;
     ptrdiff_t lineBytes;
@@ -111,10 +111,10 @@ static OwnSepRing ownSepRingOf(const OwnSepPlan& plan, const OwnWindowRow& row)
     return ring;
 }
 
-/* One row of the ring further, or its start. */
+/* One row further, or the ring's start. The row behind the newest is the oldest. */
 static void ownTurnRing(OwnSepRing& ring, int64_t nRows, bool first)
 {
-    *ring.turn = first ? 0 : (*ring.turn + 1) % nRows;
+    *ring.turn = first || *ring.turn + 1 == nRows ? 0 : *ring.turn + 1;
     for (int64_t i = 0; first && i < 2 * nRows; ++i) ring.rows[i] = ring.lines + i % nRows * ring.lineBytes;
 }
 
@@ -163,20 +163,16 @@ static void ownSepPairsStage(void* out, const uint8_t* const* rows, const OwnWin
     const OwnWindowRow row = ownWholeBlocks(asked);
     const OwnSepPlan& plan = *(const OwnSepPlan*)row.k;
     OwnSepRing ring = ownSepRingOf(plan, row);
-    const int32_t nRows = plan.nRows;
     ownTurnRing(ring, plan.ringRows, row.first);
     int64_t& odd = ring.turn[1]; /* in which of the two the newest row is */
-    for (int32_t i = row.first ? 0 : nRows - 1; i < nRows; ++i) {
-        odd = !odd;
-        int16_t *newest = (int16_t*)ring.sums + odd * row.lineSamples,
-                *above = (int16_t*)ring.sums + !odd * row.lineSamples;
-        ownSumRow(plan.alongRow, rows + i, row, newest, ring.pointers);
-        if (nRows == 1) above = newest;
-        if (nRows == 1 || i > 0)
-            ownPairRows((uint8_t*)ring.rows[*ring.turn + std::max(i - 1, 0)], above, newest, row.n);
-    }
+    odd = row.first || !odd;
+    int16_t *newest = (int16_t*)ring.sums + odd * row.lineSamples,
+            *above = (int16_t*)ring.sums + (plan.nRows > 1 ? !odd : odd) * row.lineSamples;
+    ownSumRow(plan.alongRow, rows, row, newest, ring.pointers);
+    if (!row.first || plan.nRows == 1) ownPairRows((uint8_t*)ring.rows[*ring.turn], above, newest, row.n);
+    if (!row.isFull) return;
     const auto column = plan.depth == VEK_DEPTH_8S ? ownColumnOfPairs<int8_t> : ownColumnOfPairs<uint8_t>;
-    column(out, ring.rows + *ring.turn, plan, asked.n);
+    column(out, ring.rows + *ring.turn + 1, plan, asked.n);
 }
 
 static void ownSepStage(void* out, const uint8_t* const* rows, const OwnWindowRow& asked)
@@ -184,13 +180,10 @@ static void ownSepStage(void* out, const uint8_t* const* rows, const OwnWindowRo
     const OwnWindowRow row = ownWholeBlocks(asked);
     const OwnSepPlan& plan = *(const OwnSepPlan*)row.k;
     OwnSepRing ring = ownSepRingOf(plan, row);
-    const int32_t nRows = plan.nRows;
-    ownTurnRing(ring, nRows, row.first);
-    for (int32_t i = row.first ? 0 : nRows - 1; i < nRows; ++i) {
-        uint8_t* line = (uint8_t*)ring.rows[*ring.turn + i];
-        ownSumRow(plan.alongRow, rows + i, row, line, ring.pointers);
-    }
-    ownSumRow(plan.alongColumn, ring.rows + *ring.turn, row, ring.sums, ring.pointers);
+    ownTurnRing(ring, plan.ringRows, row.first);
+    ownSumRow(plan.alongRow, rows, row, (uint8_t*)ring.rows[*ring.turn], ring.pointers);
+    if (!row.isFull) return;
+    ownSumRow(plan.alongColumn, ring.rows + *ring.turn + 1, row, ring.sums, ring.pointers);
     ownSumsToSamples(out, ring.sums, OWN_SUM_32, plan.shift, plan.depth, asked.n);
 }
 
@@ -219,6 +212,7 @@ static void ownConvolveSep(const OwnFace& face, const VekImage* srcImage, const 
     window.borderConst = srcImage->borderConst;
     window.stage = plan.hasPairs ? ownSepPairsStage : ownSepStage;
     window.k = &plan;
+    window.oneByOne = true;
     window.scratchBytes = plan.turnBytes + plan.pointerBytes;
     window.scratchPerSample = window.goesOverPerSample = OWN_SUM_BYTES * (1 + plan.ringRows);
     const OwnWindowEnd end = ownWindow(window);

@@ -23,7 +23,8 @@ static OwnView ownViewOf(const VekImage* image, const VekROI* roi)
     view.height = ownClip(y, roi ? roi->height : image->height, image->height);
 
     const int64_t pixelBits = (int64_t)view.sampleBits * view.pixelStep;
-    const int32_t rowPixels = (int32_t)std::min<int64_t>(image->width, (int64_t)image->widthStep * 8 / pixelBits);
+    const int64_t rowBits = (int64_t)image->widthStep * 8;
+    const int32_t rowPixels = image->width * pixelBits <= rowBits ? image->width : (int32_t)(rowBits / pixelBits);
     view.width = ownClip(x, roi ? roi->width : image->width, rowPixels);
     if (view.width < 1 || view.height < 1) view.width = view.height = 0;
 

@@ -43,6 +43,7 @@ struct OwnWork {
     bool inPlace;          /* lines must be read before rows are written */
 
     int64_t nLines, nBelow;
+    int64_t nKept; /* lines of the ring: all, or the newest alone */
     ptrdiff_t lineBytes, lineSamples, outBytes;
     uint8_t *lines, *below, *bits, *out, *scratch;
     const uint8_t** rows; /* the ring's lines twice over, so that any turn of it is a run of pointers */
@@ -126,11 +127,11 @@ static void ownDealScratch(OwnWork& work, OwnCarver& carver, int64_t mostPixels)
     work.lineBytes = (ptrdiff_t)lineBytes;
     work.outBytes = (ptrdiff_t)outBytes;
     work.lineSamples = (ptrdiff_t)((samples + OWN_LINE_SPARE + 63) / 64 * 64);
-    work.lines = ownCarve(carver, work.nLines * lineBytes);
+    work.lines = ownCarve(carver, work.nKept * lineBytes);
     work.below = ownCarve(carver, work.nBelow * lineBytes);
     work.bits = ownCarve(carver, linePixels / 8 + 64);
     work.out = ownCarve(carver, OWN_ROWS_TOGETHER * outBytes);
-    work.rows = (const uint8_t**)ownCarve(carver, 2 * work.nLines * (int64_t)sizeof(uint8_t*));
+    work.rows = (const uint8_t**)ownCarve(carver, 2 * work.nKept * (int64_t)sizeof(uint8_t*));
     work.scratch = ownCarve(carver, window.scratchBytes + window.scratchPerSample * work.lineSamples);
 }
 
@@ -140,12 +141,13 @@ static bool ownTakeScratch(OwnWork& work)
     const int64_t mostPixels = window.dstImage->tileInfo ? std::min(work.width, window.dstImage->tileInfo->width)
                                                          : work.strip;
     work.nLines = (int64_t)window.top + window.bottom + 1;
+    work.nKept = window.oneByOne ? 1 : work.nLines;
     const int64_t end = work.y + work.height + window.bottom;
     work.nBelow = work.inPlace ? std::max<int64_t>(end - work.source->height, 0) : 0;
 
     /* Far beyond any memory the products below would overflow. */
     const double bytes = (double)(mostPixels + window.left + window.right + OWN_LINE_SPARE) * work.step *
-                         (4.0 * (double)(work.nLines + work.nBelow + 10) + (double)window.scratchPerSample);
+                         (4.0 * (double)(work.nKept + work.nBelow + 10) + (double)window.scratchPerSample);
     if (bytes > (double)(PTRDIFF_MAX / 4)) return false;
 
     OwnCarver carver = {nullptr, 0};
@@ -155,8 +157,8 @@ static bool ownTakeScratch(OwnWork& work)
     if (!work.ring) return false;
     carver = {(uint8_t*)work.ring, 0};
     ownDealScratch(work, carver, mostPixels);
-    memset(work.lines, 0, (size_t)(work.nLines * work.lineBytes));
-    for (int64_t i = 0; i < 2 * work.nLines; ++i) work.rows[i] = work.lines + i % work.nLines * work.lineBytes;
+    memset(work.lines, 0, (size_t)(work.nKept * work.lineBytes));
+    for (int64_t i = 0; i < 2 * work.nKept; ++i) work.rows[i] = work.lines + i % work.nKept * work.lineBytes;
     return true;
 }
 
@@ -293,20 +295,26 @@ static void ownRunPass(const OwnWork& work, const OwnPatch& patch, int32_t pass)
     for (int64_t i = 0; i < work.nBelow; ++i)
         ownFetchLine(work, patch, pass, above + belowFrom + i, work.below + i * work.lineBytes);
     const auto fetch = [&](int64_t i) {
-        uint8_t* line = work.lines + i % work.nLines * work.lineBytes;
+        uint8_t* line = work.lines + i % work.nKept * work.lineBytes;
         if (work.nBelow && i >= belowFrom)
             memcpy(line, work.below + (i - belowFrom) * work.lineBytes, (size_t)work.lineBytes);
         else ownFetchLine(work, patch, pass, above + i, line);
     };
-    for (int64_t i = 0; i < work.nLines - 1; ++i) fetch(i);
+    OwnWindowRow row = {n, work.step, work.lineSamples, true, false, work.scratch, window.k};
+    for (int64_t i = 0; i < work.nLines - 1; ++i) {
+        fetch(i);
+        if (!window.oneByOne) continue;
+        window.stage(work.out, work.rows, row);
+        row.first = false;
+    }
 
+    row.isFull = true;
     uint8_t* straight = ownStraight(work, patch, pass);
-    OwnWindowRow row = {n, work.step, work.lineSamples, true, work.scratch, window.k};
     for (int32_t y = 0; y < patch.height; ++y, row.first = false) {
         fetch(y + work.nLines - 1);
         const int32_t place = y % OWN_ROWS_TOGETHER;
         uint8_t* out = straight ? straight + y * (ptrdiff_t)patch.dst.widthStep : work.out + place * work.outBytes;
-        window.stage(out, work.rows + y % work.nLines, row);
+        window.stage(out, work.rows + y % work.nKept, row);
         if (straight) continue;
         if (work.sampleBits == 1 && work.lineSampleBytes) ownBytesToBits(out, n);
         if (place == OWN_ROWS_TOGETHER - 1 || y == patch.height - 1)
