@@ -64,7 +64,7 @@ static const struct {
     const std::vector<uint32_t>& depths;
     void (*call)(In, Out, int32_t);
 } operations[] = {
-    {"vekConvolve2D", {3, 5, 7, 15}, numbers, convolve},
+    {"vekConvolve2D", {3, 5, 7, 15, 31}, numbers, convolve},
     {"vekConvolve2D-gradient", {3}, integers, gradient},
     {"vekConvolveSep2D", {3, 5, 7, 15, 31}, integers, separable},
     {"vekBlur", {3, 5, 7, 15, 31}, numbers, blur},
