@@ -13,13 +13,16 @@ enum { OWN_BINS = 16 };
 /* From the first of these on counts of columns leave a byte, counts of windows the sixteen bits of a signed number. */
 static bool ownCountsFit(const OwnRank& rank) { return rank.nRows <= 255 && rank.nCols * rank.nRows <= 32767; }
 
-/* Row v: the change of the sums when a sample comes into bin v. */
+/* Row v: the change of the sums when a sample comes into bin v; and when one comes into bin v and one leaves bin w. */
 struct OwnSteps {
-    alignas(16) uint8_t row[OWN_BINS][OWN_BINS];
-    constexpr OwnSteps() : row()
+    alignas(16) uint8_t row[OWN_BINS][OWN_BINS], move[OWN_BINS][OWN_BINS][OWN_BINS];
+    constexpr OwnSteps() : row(), move()
     {
         for (int v = 0; v < OWN_BINS; ++v)
             for (int bin = v; bin < OWN_BINS; ++bin) row[v][bin] = 1;
+        for (int v = 0; v < OWN_BINS; ++v)
+            for (int w = 0; w < OWN_BINS; ++w)
+                for (int bin = 0; bin < OWN_BINS; ++bin) move[v][w][bin] = (uint8_t)(row[v][bin] - row[w][bin]);
     }
 };
 static constexpr OwnSteps ownSteps;
@@ -36,14 +39,16 @@ struct OwnColumns {
 /* A line comes, and one goes (null: none). */
 static void ownMoveLines(const OwnColumns& columns, const uint8_t* come, const uint8_t* gone, ptrdiff_t n, uint8_t flip)
 {
-    for (ptrdiff_t i = 0; i < n; ++i) {
+    const ptrdiff_t plane = columns.lineSamples * OWN_BINS;
+    uint8_t *high = columns.high, *low = columns.low;
+    for (ptrdiff_t i = 0; i < n; ++i, high += OWN_BINS, low += OWN_BINS) {
         const int in = come[i] ^ flip;
-        ownBinsStep(columns.lowOf(in >> 4, i), ownSteps.row[in & 15], nullptr);
-        if (!gone) ownBinsStep(columns.highOf(i), ownSteps.row[in >> 4], nullptr);
+        ownBinsStep(low + (in >> 4) * plane, ownSteps.row[in & 15], nullptr);
+        if (!gone) ownBinsStep(high, ownSteps.row[in >> 4], nullptr);
         else {
             const int out = gone[i] ^ flip;
-            ownBinsStep(columns.lowOf(out >> 4, i), nullptr, ownSteps.row[out & 15]);
-            ownBinsStep(columns.highOf(i), ownSteps.row[in >> 4], ownSteps.row[out >> 4]);
+            ownBinsStep(low + (out >> 4) * plane, nullptr, ownSteps.row[out & 15]);
+            ownBinsStep(high, ownSteps.move[in >> 4][out >> 4], nullptr);
         }
     }
 }
