@@ -152,6 +152,24 @@ static void ownDown(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows,
     ownDownHighs<E>(out, outStep, rows, side, nRows, n);
 }
 
+template <class E> static void ownPile(void* out, const uint8_t* const* rows, ptrdiff_t side, ptrdiff_t n)
+{
+    typedef typename E::Sample T;
+    constexpr ptrdiff_t step = OWN_VEC_BYTES;
+    const ptrdiff_t bytes = n * (ptrdiff_t)sizeof(T);
+    if (bytes < 2 * step) return ownDownPlain<E>((uint8_t*)out, 0, rows, side, 1, n);
+    for (ptrdiff_t i = 0;; i = std::min(i + 2 * step, bytes - 2 * step)) {
+        OwnVec<T> x = ownLoad<T>(rows[0] + i), y = ownLoad<T>(rows[0] + i + step);
+        for (ptrdiff_t r = 1; r < side; ++r) {
+            x = E::of(x, ownLoad<T>(rows[r] + i));
+            y = E::of(y, ownLoad<T>(rows[r] + i + step));
+        }
+        ownStore((char*)out + i, x);
+        ownStore((char*)out + i + step, y);
+        if (i == bytes - 2 * step) return;
+    }
+}
+
 /* ---- Across -------------------------------------------------------------------------------------------------- */
 
 /* out[i] = f(i) for n samples, i in bytes; the last vector is computed before the loop and stored after it. */
@@ -432,11 +450,11 @@ OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, bool bits)
 /* ---- Tables -------------------------------------------------------------------------------------------------- */
 
 template <class E>
-static constexpr OwnBox ownBox = {ownDown<E>,        ownAcross<E>, ownJoin<E>,          ownDownPlain<E>,
-                                  ownAcrossPlain<E>, ownThree<E>,  (uint32_t)E::neutral};
+static constexpr OwnBox ownBox = {ownDown<E>,      ownAcross<E>,      ownJoin<E>,  ownPile<E>,
+                                  ownDownPlain<E>, ownAcrossPlain<E>, ownThree<E>, (uint32_t)E::neutral};
 template <class E>
-static constexpr OwnBox ownBitBox = {ownDown<E>, ownAcrossBits<E>, ownJoin<E>, ownDownPlain<E>, ownAcrossBitsPlain<E>,
-                                     nullptr,    E::neutral};
+static constexpr OwnBox ownBitBox = {ownDown<E>,      ownAcrossBits<E>,      ownJoin<E>, ownPile<E>,
+                                     ownDownPlain<E>, ownAcrossBitsPlain<E>, nullptr,    E::neutral};
 
 const OwnBox ownBoxMin[OWN_DEPTHS] = {
     /*  1U */ ownBitBox<OwnAllBits>,

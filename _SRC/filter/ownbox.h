@@ -41,11 +41,15 @@ struct OwnBoxEnds {
 typedef bool OwnBoxThree(uint8_t* const* out, const uint8_t* const* rows, int nRows, ptrdiff_t n, ptrdiff_t unit,
                          const OwnBoxEnds* ends);
 
+/* One row of extrema down: of rows[0] to rows[side - 1]. */
+typedef void OwnBoxPile(void* out, const uint8_t* const* rows, ptrdiff_t side, ptrdiff_t n);
+
 struct OwnBox {
     OwnBoxDown* down;
     OwnBoxAcross* across;
     OwnBoxJoin* join;
-    OwnBoxDown* plainDown; /* what the first two must equal, sample by sample */
+    OwnBoxPile* pile;
+    OwnBoxDown* plainDown; /* what the others must equal, sample by sample */
     OwnBoxAcross* plainAcross;
     OwnBoxThree* three; /* null for bits */
     uint32_t neutral;   /* the sample that changes no extremum; a byte of bits of a 1-bit row */

@@ -21,7 +21,7 @@ struct OwnExtremeRows {
     uint8_t* end(int64_t i) const { return rows + (3 + i) * rowBytes; } /* the extrema of lines i to the last */
 };
 
-enum { OWN_GROUP_BYTES = 64, OWN_FEW_ROWS = 5 };
+enum { OWN_GROUP_BYTES = 64, OWN_FEW_ROWS = 6 };
 
 static const uint8_t* ownDownLines(const OwnBox& box, const OwnRank& rank, const OwnExtremeRows& s,
                                    const uint8_t* const* rows, bool first, ptrdiff_t n, ptrdiff_t lineBytes)
@@ -29,8 +29,7 @@ static const uint8_t* ownDownLines(const OwnBox& box, const OwnRank& rank, const
     const int64_t nRows = rank.nRows;
     if (nRows == 1) return rows[0];
     if (nRows <= OWN_FEW_ROWS) {
-        box.join(s.down(), rows[0], rows[1], n);
-        for (int64_t i = 2; i < nRows; ++i) box.join(s.down(), s.down(), rows[i], n);
+        box.pile(s.down(), rows, (ptrdiff_t)nRows, n);
         return s.down();
     }
     if (first || ++s.group->since == nRows) {

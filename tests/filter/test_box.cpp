@@ -27,6 +27,9 @@ static void checkDown(const OwnBox& box, int bytes, ptrdiff_t side, ptrdiff_t nR
     box.down(packed.data, (ptrdiff_t)rowBytes, rows.data(), side, nRows, n);
     box.plainDown(plain.data, (ptrdiff_t)rowBytes, rows.data(), side, nRows, n);
     ASSERT_EQ(memcmp(packed.data, plain.data, packed.bytes), 0) << "side " << side << " rows " << nRows << " n " << n;
+    GuardedBlock pile(rowBytes);
+    box.pile(pile.data, rows.data(), side, n);
+    ASSERT_EQ(memcmp(pile.data, plain.data, pile.bytes), 0) << "pile: side " << side << " n " << n;
 }
 
 TEST(Box, downEqualsPlain)
