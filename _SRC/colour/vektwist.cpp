@@ -58,40 +58,67 @@ static void ownTwistBytePlain(void* const out[], const void* const in[], ptrdiff
         return OwnPixel<uint8_t>{row(twist.data), row(twist.data + 4), row(twist.data + 8)};
     });
 }
-static void ownTwistByteRun(void* const out[], const void* const in[], ptrdiff_t n, const void* k)
-{
-    const OwnTwist& twist = *(const OwnTwist*)k;
-    const OwnVec<int16_t> offset = ownSet((int16_t)twist.offset);
-    OwnVec<int16_t> first[3], second[3];
-    for (int r = 0; r < 3; ++r) {
-        first[r] = ownTwoFactors(twist.data[4 * r], twist.data[4 * r + 1]);
-        second[r] = ownTwoFactors(twist.data[4 * r + 2], twist.data[4 * r + 3]);
-    }
-    const int shift = twist.shift;
-    ownMapBytes<uint8_t, uint8_t>(out, in, n, [&](OwnVec<int16_t> a, OwnVec<int16_t> b, OwnVec<int16_t> c) {
-        const OwnPair<int16_t> ab = ownZip(a, b), c1 = ownZip(c, ownSet<int16_t>(1));
-        const auto row = [&](int r) {
-            const auto lo = ownShiftRight(ownMulAdd(ab.lo, first[r]) + ownMulAdd(c1.lo, second[r]), shift);
-            const auto hi = ownShiftRight(ownMulAdd(ab.hi, first[r]) + ownMulAdd(c1.hi, second[r]), shift);
-            return ownAddSat(ownPack<int16_t>(lo, hi), offset);
-        };
-        return OwnTriple<int16_t>{row(0), row(1), row(2)};
-    });
-}
 
-/* The same where no sum passes 16 bits, offset's part of it included: then no sum is held, and offset may be added before the
- * shift. Factors are bytes. */
-static int32_t ownShortAddend(const OwnTwist& twist, int r)
+/* A row's offset with that of all samples before the shift, which is the same unless the sum is held; then the result is an
+ * end of the range both ways. */
+static int32_t ownWholeOffset(const OwnTwist& twist, int r)
 {
     return twist.data[4 * r + 3] + twist.offset * (1 << twist.shift);
 }
 
+/* Shifts by the lanes of n, which are alike. */
+static inline OwnVec<int32_t> ownShiftRightBy(OwnVec<int32_t> a, OwnVec<int32_t> n)
+{
+    return OWN_VEC_BYTES >= 32 ? OwnVec<int32_t>{a.v >> n.v} : ownShiftRight(a, n.v[0]);
+}
+
+/* With isLate, offset is added after the shift: where the two together pass 16 bits. */
+template <bool isLate>
+static void ownTwistBytes(void* const out[], const void* const in[], ptrdiff_t n, const OwnTwist& twist)
+{
+    typedef OwnVec<uint8_t> V;
+    const OwnVec<int16_t> offset = ownSet((int16_t)twist.offset);
+    const OwnVec<int32_t> shift = ownSet(twist.shift);
+    OwnVec<int16_t> first[3], second[3];
+    for (int r = 0; r < 3; ++r) {
+        const int32_t* m = twist.data + 4 * r;
+        first[r] = ownTwoFactors(m[0], m[1]);
+        second[r] = ownTwoFactors(m[2], isLate ? m[3] : ownWholeOffset(twist, r));
+    }
+    ownMapPixels<uint8_t>(out, in, n, [&](V a, V b, V c) {
+        const OwnPair<uint8_t> ab = ownZip(a, b), c1 = ownZip(c, ownSet<uint8_t>(1));
+        const OwnPair<uint16_t> x[2] = {ownUnpack(ab.lo), ownUnpack(ab.hi)},
+                                y[2] = {ownUnpack(c1.lo), ownUnpack(c1.hi)};
+        const auto row = [&](int r) {
+            const auto sum = [&](OwnVec<uint16_t> p, OwnVec<uint16_t> q) {
+                return ownShiftRightBy(ownMulAdd(ownAs<int16_t>(p), first[r]) + ownMulAdd(ownAs<int16_t>(q), second[r]),
+                                       shift);
+            };
+            const auto lo = ownPack<int16_t>(sum(x[0].lo, y[0].lo), sum(x[0].hi, y[0].hi));
+            const auto hi = ownPack<int16_t>(sum(x[1].lo, y[1].lo), sum(x[1].hi, y[1].hi));
+            return isLate ? ownPack<uint8_t>(ownAddSat(lo, offset), ownAddSat(hi, offset)) : ownPack<uint8_t>(lo, hi);
+        };
+        return OwnTriple<uint8_t>{row(0), row(1), row(2)};
+    });
+}
+static void ownTwistByteRun(void* const out[], const void* const in[], ptrdiff_t n, const void* k)
+{
+    const OwnTwist& twist = *(const OwnTwist*)k;
+    bool isLate = false;
+    for (int r = 0; r < 3; ++r) {
+        const int32_t offset = ownWholeOffset(twist, r);
+        isLate = isLate || offset != (int16_t)offset;
+    }
+    isLate ? ownTwistBytes<true>(out, in, n, twist) : ownTwistBytes<false>(out, in, n, twist);
+}
+
+/* The same where no sum passes 16 bits, offset's part of it included. Factors are bytes. */
 static bool ownHasByteFactors(const OwnTwist& twist)
 {
     for (int r = 0; r < 3; ++r) {
         const int32_t* m = twist.data + 4 * r;
         if (std::max({m[0], m[1], m[2]}) > INT8_MAX) return false;
-        if (255 * (abs(m[0]) + abs(m[1]) + abs(m[2])) + abs(ownShortAddend(twist, r)) > INT16_MAX) return false;
+        if (255 * (abs(m[0]) + abs(m[1]) + abs(m[2])) + abs(ownWholeOffset(twist, r)) > INT16_MAX) return false;
     }
     return true;
 }
@@ -104,7 +131,7 @@ static void ownTwistShortSumRun(void* const out[], const void* const in[], ptrdi
         const int32_t* m = twist.data + 4 * r;
         first[r] = ownTwoByteFactors(m[0], m[1]);
         second[r] = ownTwoByteFactors(m[2], 0);
-        more[r] = ownSet((int16_t)ownShortAddend(twist, r));
+        more[r] = ownSet((int16_t)ownWholeOffset(twist, r));
     }
     const int shift = twist.shift;
     ownMapPixels<uint8_t>(out, in, n, [&](OwnVec<uint8_t> a, OwnVec<uint8_t> b, OwnVec<uint8_t> c) {
