@@ -1,5 +1,5 @@
 #!/bin/sh
-# Sees to it that the tools of a job are there:  cmake/packages.sh build|docs|format|bench|windows ...
+# Sees to it that the tools of a job are there:  cmake/packages.sh build|docs|format|gallery|bench|windows ...
 #
 # Each tool is looked for first, and only what is missing is installed: with apt, as root. Without apt, or without
 # the right to use it, the missing tools are named and the script ends with status 1.
@@ -15,6 +15,7 @@ build    binutils                command nm
 build    libgtest-dev            header  gtest/gtest.h
 docs     doxygen                 command doxygen
 format   clang-format            command clang-format
+gallery  imagemagick             command convert
 bench    libbenchmark-dev        header  benchmark/benchmark.h
 bench    python3                 command python3
 windows  g++-mingw-w64-x86-64    command x86_64-w64-mingw32-g++

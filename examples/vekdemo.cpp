@@ -1,9 +1,10 @@
-/* vekdemo: a bitmap file through a chain of operations, or a sheet of pictures that shows all of them. */
+/* vekdemo: a bitmap file through a chain of operations. */
 #include "vekdemo.h"
 
 #include "bmp.h"
 #include "chain.h"
 #include "operations.h"
+#include "sheet.h"
 
 #include <algorithm>
 
@@ -12,6 +13,7 @@ static const char usage[] =
     "       vekdemo info FILE.bmp                  what the file's header says\n"
     "       vekdemo compare A.bmp B.bmp            the norms of the difference of two pictures\n"
     "       vekdemo --sheet FOLDER/                all operations on one sheet, FOLDER/contact-sheet.bmp\n"
+    "       vekdemo --gallery FOLDER/              a file for each of them, on a scene and on rings, and a list\n"
     "\n"
     "KIND is 24, 32, 565, 8, 8gray, rle8, 4, rle4 or 1. A step is a setting for the steps after it:\n"
     "  roi:x:y:w:h  roi:all               only this rectangle; rows are counted as they lie in the file\n"
@@ -34,7 +36,7 @@ static void printUsage(FILE* stream)
 
 static void printTime(FILE* out, const std::string& name, const StepTime& time)
 {
-    if (time.nSamples > 0)
+    if (out && time.nSamples > 0)
         fprintf(out, "%-24s %9.3f ms %9.1f Msamples/s\n", name.c_str(), time.seconds * 1e3,
                 time.nSamples / std::max(time.seconds, 1e-9) / 1e6);
 }
@@ -49,8 +51,7 @@ static std::vector<std::string> splitAtCommas(const std::string& steps)
     return parts;
 }
 
-/* Carries out all steps. The times of the operations are printed, or the name of the step that failed. */
-static bool runSteps(VekImage* image, const std::string& steps, FILE* out, FILE* err)
+bool runSteps(VekImage* image, const std::string& steps, FILE* out, FILE* err)
 {
     Chain chain = {image};
     for (const std::string& step : splitAtCommas(steps)) {
@@ -150,64 +151,10 @@ static int runCompare(const std::string& pathA, const std::string& pathB, FILE* 
     return 0;
 }
 
-/* ---- The contact sheet --------------------------------------------------------------------------------------- */
-
-enum { cellWidth = 256, cellHeight = 192, gap = 8, labelHeight = 24, nColumns = 6 };
-
-/* Each picture of the sheet by its steps: regions, channels and masks, then every row of the table. */
-static std::vector<std::string> sheetSteps()
-{
-    std::vector<std::string> all = {
-        "roi:64:48:128:96,invert",
-        "coi:3,invert",
-        "mask:circle,invert",
-        "mask:checker,subs:80",
-        "roi:64:48:128:96,mask:circle,xor",
-        "coi:1,mask:circle,adds:120",
-    };
-    for (int i = 0; i < nOperations; ++i) all.push_back(operations[i].sample);
-    return all;
-}
-
-static int runSheet(const std::string& folder, FILE* out, FILE* err)
-{
-    const std::vector<std::string> all = sheetSteps();
-    const int32_t nCells = (int32_t)all.size() + 2, nRows = (nCells + nColumns - 1) / nColumns;
-    const Image scene = drawScene(cellWidth, cellHeight), rings = drawRings(3, cellWidth, cellHeight);
-    const Image sheet = makeImage(3, VEK_DEPTH_8U, gap + nColumns * (cellWidth + gap),
-                                  gap + nRows * (cellHeight + labelHeight + gap));
-    if (!scene || !rings || !sheet) return fprintf(err, "vekdemo: needs more memory than there is\n"), 1;
-    vekAddS(sheet.get(), sheet.get(), 40);
-
-    int32_t nPlaced = 0;
-    const auto place = [&](const VekImage* picture, const std::string& label) {
-        const int32_t x = gap + nPlaced % nColumns * (cellWidth + gap);
-        const int32_t y = gap + nPlaced / nColumns * (cellHeight + labelHeight + gap);
-        pastePicture(picture, sheet.get(), x, y);
-        drawText(sheet.get(), label, x, y + cellHeight + 5, cellWidth);
-        ++nPlaced;
-    };
-    place(scene.get(), "picture");
-    place(rings.get(), "second picture");
-    for (const std::string& steps : all) {
-        const Image picture = drawScene(cellWidth, cellHeight);
-        if (!picture) return fprintf(err, "vekdemo: needs more memory than there is\n"), 1;
-        if (!runSteps(picture.get(), steps, out, err)) return 1;
-        place(picture.get(), steps);
-    }
-
-    std::string path = folder;
-    if (!path.empty() && path.back() != '/' && path.back() != '\\') path += '/';
-    path += "contact-sheet.bmp";
-    const std::string fault = bmpWrite(path, sheet.get());
-    if (!fault.empty()) return fprintf(err, "vekdemo: %s %s\n", path.c_str(), fault.c_str()), 1;
-    fprintf(out, "%s: %d pictures, %d x %d\n", path.c_str(), (int)nCells, (int)sheet->width, (int)sheet->height);
-    return 0;
-}
-
 int vekdemo(int argc, const char* const* argv, FILE* out, FILE* err)
 {
     if (argc == 3 && argv[1] == std::string("--sheet")) return runSheet(argv[2], out, err);
+    if (argc == 3 && argv[1] == std::string("--gallery")) return runGallery(argv[2], out, err);
     if (argc == 2 && argv[1] == std::string("--help")) return printUsage(out), 0;
     if (argc == 3 && argv[1] == std::string("info")) return runInfo(argv[2], out, err);
     if (argc == 4 && argv[1] == std::string("compare")) return runCompare(argv[2], argv[3], out, err);

@@ -18,11 +18,11 @@ bool ownThreadKeep(VekThreadContext* context);
 [[noreturn]] void ownFatalExit(const char* text);
 
 /* The message boxes, by their style value. */
-enum OwnBox { OWN_BOX_OK_CANCEL = 0x2011, OWN_BOX_YES_NO = 0x2014, OWN_BOX_NOTICE = 0x2040 };
+enum OwnBoxStyle { OWN_BOX_OK_CANCEL = 0x2011, OWN_BOX_YES_NO = 0x2014, OWN_BOX_NOTICE = 0x2040 };
 
 /* Shows a box and waits for its answer: true for OK and Yes. A box that can't be shown is answered so that the
  * application goes on: OK, and No. */
-bool ownAsk(OwnBox box, const char* text, const char* caption);
+bool ownAsk(OwnBoxStyle box, const char* text, const char* caption);
 
 /* ---- The processor ------------------------------------------------------------------------------------------- */
 

@@ -116,7 +116,7 @@ static void ownShow(int file, const char* text, const char* caption)
            ownWrite(file, "\n"));
 }
 
-bool ownAsk(OwnBox box, const char* text, const char* caption)
+bool ownAsk(OwnBoxStyle box, const char* text, const char* caption)
 {
     const int terminal = ownTerminal();
     bool answer = box != OWN_BOX_YES_NO;

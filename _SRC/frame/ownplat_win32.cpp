@@ -92,7 +92,7 @@ void ownFatalExit(const char* text)
 
 /* ---- Message boxes ------------------------------------------------------------------------------------------- */
 
-bool ownAsk(OwnBox box, const char* text, const char* caption)
+bool ownAsk(OwnBoxStyle box, const char* text, const char* caption)
 {
     const int answer = MessageBoxA(nullptr, text, caption, (UINT)box);
     return box == OWN_BOX_YES_NO ? answer == IDYES : answer != IDCANCEL;

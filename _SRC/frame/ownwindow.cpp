@@ -52,7 +52,7 @@ struct OwnWork {
 };
 
 /* A rectangle of results in one plain image: the destination or one of its tiles. x, y: its corner in the whole. */
-struct OwnPatch {
+struct OwnWindowPatch {
     VekImage dst;
     int32_t xDst, yDst;
     int32_t x, y, width, height;
@@ -219,7 +219,7 @@ static void ownBytesToBits(uint8_t* row, ptrdiff_t n)
 }
 
 /* The source's row under row y of the whole rectangle, which may be outside of it. */
-static void ownFetchLine(const OwnWork& work, const OwnPatch& patch, int32_t pass, int64_t y, uint8_t* line)
+static void ownFetchLine(const OwnWork& work, const OwnWindowPatch& patch, int32_t pass, int64_t y, uint8_t* line)
 {
     const OwnWindow& window = *work.window;
     const int64_t x = work.x + patch.x - window.left, count = (int64_t)patch.width + window.left + window.right;
@@ -238,7 +238,7 @@ static OwnRun* ownCopyOf(int sampleBits)
 }
 
 /* Rows y to y + n - 1 of the patch, from the rows of work.out. */
-static void ownStoreRows(const OwnWork& work, const OwnPatch& patch, int32_t pass, int32_t y, int32_t n)
+static void ownStoreRows(const OwnWork& work, const OwnWindowPatch& patch, int32_t pass, int32_t y, int32_t n)
 {
     const OwnWindow& window = *work.window;
     VekROI from = {0, 0, 0, patch.width, n}, to = {0, patch.xDst, patch.yDst + y, patch.width, n}, shade;
@@ -272,7 +272,7 @@ static void ownStoreRows(const OwnWork& work, const OwnPatch& patch, int32_t pas
 }
 
 /* Where the stage may write row 0 of the patch itself, null where something of the rows is spared. */
-static uint8_t* ownStraight(const OwnWork& work, const OwnPatch& patch, int32_t pass)
+static uint8_t* ownStraight(const OwnWork& work, const OwnWindowPatch& patch, int32_t pass)
 {
     VekImage dst = patch.dst;
     VekROI roi = {0, patch.xDst, patch.yDst, patch.width, patch.height};
@@ -287,7 +287,7 @@ static uint8_t* ownStraight(const OwnWork& work, const OwnPatch& patch, int32_t 
 /* ---- Passes and patches ---------------------------------------------------------------------------------------- */
 
 /* One pass over a patch. Line i of it is the source's row i - top. */
-static void ownRunPass(const OwnWork& work, const OwnPatch& patch, int32_t pass)
+static void ownRunPass(const OwnWork& work, const OwnWindowPatch& patch, int32_t pass)
 {
     const OwnWindow& window = *work.window;
     const int64_t above = (int64_t)patch.y - window.top, belowFrom = work.source->height - work.y - above;
@@ -322,7 +322,7 @@ static void ownRunPass(const OwnWork& work, const OwnPatch& patch, int32_t pass)
     }
 }
 
-static void ownRunPatch(const OwnWork& work, const OwnPatch& patch)
+static void ownRunPatch(const OwnWork& work, const OwnWindowPatch& patch)
 {
     for (int32_t pass = 0; pass < work.nPasses; ++pass) ownRunPass(work, patch, pass);
 }
@@ -330,7 +330,7 @@ static void ownRunPatch(const OwnWork& work, const OwnPatch& patch)
 /* ---- Tiles of the destination ---------------------------------------------------------------------------------- */
 
 /* The part of the tile at a column and row that lies in the rectangle, under a private header. */
-static OwnPatch ownTilePatch(const OwnWork& work, const VekROI& to, int64_t column, int64_t row)
+static OwnWindowPatch ownTilePatch(const OwnWork& work, const VekROI& to, int64_t column, int64_t row)
 {
     const VekImage& image = *work.window->dstImage;
     const VekTileInfo& info = *image.tileInfo;
@@ -338,7 +338,7 @@ static OwnPatch ownTilePatch(const OwnWork& work, const VekROI& to, int64_t colu
     const int64_t x0 = std::max<int64_t>(xTile, to.xOffset), y0 = std::max<int64_t>(yTile, to.yOffset);
     const int64_t x1 = std::min<int64_t>(xTile + info.width, (int64_t)to.xOffset + work.width),
                   y1 = std::min<int64_t>(yTile + info.height, (int64_t)to.yOffset + work.height);
-    OwnPatch patch = {};
+    OwnWindowPatch patch = {};
     patch.dst = image;
     patch.dst.tileInfo = nullptr;
     patch.dst.maskROI = nullptr;

@@ -60,7 +60,7 @@ bool ownSpectrumPrepare(const OwnSpectrum& spectrum, OwnSpectrumReals* reals)
 /* ---- One channel ----------------------------------------------------------------------------------------------- */
 
 /* The names that the steps below share. */
-struct OwnPass {
+struct OwnSpectrumPass {
     const OwnSpectrum& spectrum;
     const OwnSpectrumReals& reals;
     const OwnPlane &src, &dst;
@@ -78,7 +78,7 @@ struct OwnPass {
 /* ---- Rows to work and back ------------------------------------------------------------------------------------- */
 
 /* Rows y to y + nRows of the source as floats; those beyond the last are zero. */
-static void ownSourceRows(const OwnPass& pass, ptrdiff_t y, int nRows, const float** rows)
+static void ownSourceRows(const OwnSpectrumPass& pass, ptrdiff_t y, int nRows, const float** rows)
 {
     for (int i = 0; i < nRows; ++i) {
         if (y + i < pass.height) rows[i] = ownPlaneRow(pass.src, y + i, pass.line(i), pass.width);
@@ -88,7 +88,7 @@ static void ownSourceRows(const OwnPass& pass, ptrdiff_t y, int nRows, const flo
 
 /* Stores eight columns of a bundle's spectra, real and imaginary parts, as rows y and on of a group. */
 template <class K>
-static inline void ownStoreGroup(const OwnPass& pass, WorkCell* rows, OwnBlocks<K>& re, OwnBlocks<K>& im)
+static inline void ownStoreGroup(const OwnSpectrumPass& pass, WorkCell* rows, OwnBlocks<K>& re, OwnBlocks<K>& im)
 {
     re.transpose();
     im.transpose();
@@ -98,7 +98,7 @@ static inline void ownStoreGroup(const OwnPass& pass, WorkCell* rows, OwnBlocks<
     }
 }
 template <class K>
-static inline void ownLoadGroup(const OwnPass& pass, WorkCell* rows, OwnBlocks<K>& re, OwnBlocks<K>& im)
+static inline void ownLoadGroup(const OwnSpectrumPass& pass, WorkCell* rows, OwnBlocks<K>& re, OwnBlocks<K>& im)
 {
     for (int i = 0; i < re.rows; ++i) {
         re.v[i >> 3][i & 7] = pass.part(rows[i], pass.re);
@@ -109,7 +109,7 @@ static inline void ownLoadGroup(const OwnPass& pass, WorkCell* rows, OwnBlocks<K
 }
 
 /* Takes the spectra of the rows apart into the groups. The sign of the exponent is that of the imaginary parts. */
-template <class K> static void ownSplitRows(const OwnPass& pass, ptrdiff_t y, const OwnCell<K>* z)
+template <class K> static void ownSplitRows(const OwnSpectrumPass& pass, ptrdiff_t y, const OwnCell<K>* z)
 {
     typedef typename K::Real R;
     const R half = (R)(pass.scale / 2), halfIm = pass.spectrum.isForward ? half : -half;
@@ -132,7 +132,7 @@ template <class K> static void ownSplitRows(const OwnPass& pass, ptrdiff_t y, co
 
 /* The opposite: Z[k] = A[k] + i B[k], Z[n - k] = conj A[k] + i conj B[k]. For the exponent's plus sign they change
  * places. */
-template <class K> static void ownJoinRows(const OwnPass& pass, ptrdiff_t y, OwnCell<K>* z)
+template <class K> static void ownJoinRows(const OwnSpectrumPass& pass, ptrdiff_t y, OwnCell<K>* z)
 {
     typedef typename K::Real R;
     const R scale = (R)pass.scale;
@@ -154,7 +154,7 @@ template <class K> static void ownJoinRows(const OwnPass& pass, ptrdiff_t y, Own
     }
 }
 
-template <class K> static void ownRowsToWork(const OwnPass& pass)
+template <class K> static void ownRowsToWork(const OwnSpectrumPass& pass)
 {
     OwnCell<K>*cells = (OwnCell<K>*)pass.reals.cells, *spare = cells + pass.width;
     const float* rows[OWN_BUNDLE_ROWS];
@@ -166,7 +166,7 @@ template <class K> static void ownRowsToWork(const OwnPass& pass)
     }
 }
 
-template <class K> static void ownWorkToRows(const OwnPass& pass)
+template <class K> static void ownWorkToRows(const OwnSpectrumPass& pass)
 {
     OwnCell<K>*cells = (OwnCell<K>*)pass.reals.cells, *spare = cells + pass.width;
     const bool isDirect = pass.dst.isFloatRun();
@@ -185,7 +185,7 @@ template <class K> static void ownWorkToRows(const OwnPass& pass)
 /* ---- Columns --------------------------------------------------------------------------------------------------- */
 
 /* The columns of a group, where they stand. */
-static void ownColumns(const OwnPass& pass, WorkCell* group)
+static void ownColumns(const OwnSpectrumPass& pass, WorkCell* group)
 {
     const OwnFftPlan* plan = pass.reals.columnPlan;
     if (plan->kind == OWN_FFT_SINGLE) return ownFftRun(plan, group, group, (WorkCell*)pass.reals.cells);
@@ -203,7 +203,7 @@ static void ownColumns(const OwnPass& pass, WorkCell* group)
 
 /* The real columns, whose spectra are conjugate symmetrical: the first half in packed form, as columns of the
  * destination. */
-static void ownWriteRealColumns(const OwnPass& pass)
+static void ownWriteRealColumns(const OwnSpectrumPass& pass)
 {
     WorkCell* group = pass.group(0);
     float* column = pass.line(OWN_BUNDLE_ROWS + 1);
@@ -216,7 +216,7 @@ static void ownWriteRealColumns(const OwnPass& pass)
 }
 
 /* The opposite: the packed columns, which stand in the real parts of group 0, expanded into whole spectra. */
-static void ownExpandRealColumns(const OwnPass& pass)
+static void ownExpandRealColumns(const OwnSpectrumPass& pass)
 {
     WorkCell* group = pass.group(0);
     Eight* packed = (Eight*)pass.reals.cells;
@@ -233,7 +233,7 @@ static void ownExpandRealColumns(const OwnPass& pass)
 /* ---- Work to packed rows and back ------------------------------------------------------------------------------ */
 
 /* Pairs of columns of some groups, from 1 on, as rows of the destination. */
-static void ownWriteStrip(const OwnPass& pass, ptrdiff_t first, ptrdiff_t end)
+static void ownWriteStrip(const OwnSpectrumPass& pass, ptrdiff_t first, ptrdiff_t end)
 {
     const ptrdiff_t x = 16 * first - 15, n = std::min(2 * pass.pairs + 1, 16 * end - 15) - x;
     const bool isDirect = pass.dst.isFloatRun();
@@ -256,7 +256,7 @@ static void ownWriteStrip(const OwnPass& pass, ptrdiff_t first, ptrdiff_t end)
 }
 
 /* The packed source into the groups, real columns still packed. */
-static void ownPackedToWork(const OwnPass& pass)
+static void ownPackedToWork(const OwnSpectrumPass& pass)
 {
     const float* rows[OWN_BUNDLE_ROWS];
     for (ptrdiff_t y = 0; y < pass.height; y += OWN_BUNDLE_ROWS) {
@@ -283,7 +283,7 @@ static void ownPackedToWork(const OwnPass& pass)
 
 /* A single sequence, its samples stepBytes apart. */
 template <class R>
-static void ownLine(const OwnPass& pass, const OwnFftPlan* plan, ptrdiff_t srcStep, ptrdiff_t dstStep)
+static void ownLine(const OwnSpectrumPass& pass, const OwnFftPlan* plan, ptrdiff_t srcStep, ptrdiff_t dstStep)
 {
     typedef OwnCell<OwnLanes<R, 1>> Cell;
     const ptrdiff_t n = plan->n;
@@ -317,7 +317,7 @@ static void ownLine(const OwnPass& pass, const OwnFftPlan* plan, ptrdiff_t srcSt
 void ownSpectrumRun(const OwnSpectrum& spectrum, const OwnSpectrumReals& reals, const OwnPlane& src,
                     const OwnPlane& dst)
 {
-    const OwnPass pass = {spectrum, reals, src, dst};
+    const OwnSpectrumPass pass = {spectrum, reals, src, dst};
     if (ownIsLine(spectrum)) {
         const bool isRow = pass.height == 1;
         const OwnFftPlan* plan = isRow ? reals.rowPlan : reals.columnPlan;

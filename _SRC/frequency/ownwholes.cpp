@@ -24,7 +24,7 @@ bool ownSpectrumPrepare(const OwnSpectrum& spectrum, OwnSpectrumWholes* wholes)
 /* ---- One complex sequence -------------------------------------------------------------------------------------- */
 
 /* The table of a length, with the sign of the exponent. */
-struct OwnTurns {
+struct OwnWholeTurns {
     const int16_t* fixed;
     int64_t sign;
     int64_t c(ptrdiff_t k) const { return fixed[2 * k]; }
@@ -32,7 +32,7 @@ struct OwnTurns {
 };
 
 /* A power of two: samples in bit-reversed order, then butterflies of two over ever wider spans. */
-static void ownWholePower(const OwnTurns& turns, ptrdiff_t n, int64_t* re, int64_t* im)
+static void ownWholePower(const OwnWholeTurns& turns, ptrdiff_t n, int64_t* re, int64_t* im)
 {
     for (ptrdiff_t i = 1, j = 0; i < n; ++i) {
         ptrdiff_t bit = n >> 1;
@@ -56,7 +56,8 @@ static void ownWholePower(const OwnTurns& turns, ptrdiff_t n, int64_t* re, int64
 }
 
 /* Any length: the sums as they are stated. The index j k into the table is kept reduced by n. */
-static void ownWholeSums(const OwnTurns& turns, ptrdiff_t n, int64_t* re, int64_t* im, int64_t* outRe, int64_t* outIm)
+static void ownWholeSums(const OwnWholeTurns& turns, ptrdiff_t n, int64_t* re, int64_t* im, int64_t* outRe,
+                         int64_t* outIm)
 {
     for (ptrdiff_t k = 0; k < n; ++k) {
         int64_t x = 0, y = 0;
@@ -73,7 +74,7 @@ static void ownWholeSums(const OwnTurns& turns, ptrdiff_t n, int64_t* re, int64_
 
 static void ownWholeTransform(const OwnFftPlan* plan, bool isForward, int64_t* re, int64_t* im, int64_t* spare)
 {
-    const OwnTurns turns = {plan->fixed, isForward ? -1 : 1};
+    const OwnWholeTurns turns = {plan->fixed, isForward ? -1 : 1};
     if (std::has_single_bit((uint32_t)plan->n)) ownWholePower(turns, plan->n, re, im);
     else ownWholeSums(turns, plan->n, re, im, spare, spare + plan->n);
 }

@@ -48,12 +48,12 @@ template <class T>
 
 /* ---- Rows of pairs --------------------------------------------------------------------------------------------- */
 
-struct OwnSteps {
+struct OwnProductSteps {
     ptrdiff_t out, a, b; /* bytes from a sample to the next in its row */
 };
 
 template <class T>
-static void ownPairsPlain(uint8_t* out, const uint8_t* a, const uint8_t* b, const OwnSteps& step, ptrdiff_t n)
+static void ownPairsPlain(uint8_t* out, const uint8_t* a, const uint8_t* b, const OwnProductSteps& step, ptrdiff_t n)
 {
     for (ptrdiff_t i = 0; i < n; ++i)
         ownPairProduct<T>(out + 2 * i * step.out, a + 2 * i * step.a, b + 2 * i * step.b, step.out, step.a, step.b);
@@ -66,7 +66,7 @@ static inline OwnFour::Raw ownTwoProducts(OwnFour::Raw a, OwnFour::Raw b)
     const OwnFour::Raw y = __builtin_shufflevector(a, a, 1, 0, 3, 2) * __builtin_shufflevector(b, b, 1, 1, 3, 3);
     return __builtin_shufflevector(x - y, x + y, 0, 5, 2, 7);
 }
-static void ownPairsFloat(uint8_t* out, const uint8_t* a, const uint8_t* b, const OwnSteps& step, ptrdiff_t n)
+static void ownPairsFloat(uint8_t* out, const uint8_t* a, const uint8_t* b, const OwnProductSteps& step, ptrdiff_t n)
 {
     const ptrdiff_t size = sizeof(float);
     ptrdiff_t i = 0;
@@ -78,7 +78,7 @@ static void ownPairsFloat(uint8_t* out, const uint8_t* a, const uint8_t* b, cons
 
 /* ---- Depths ---------------------------------------------------------------------------------------------------- */
 
-typedef void OwnPairsRun(uint8_t* out, const uint8_t* a, const uint8_t* b, const OwnSteps& step, ptrdiff_t n);
+typedef void OwnPairsRun(uint8_t* out, const uint8_t* a, const uint8_t* b, const OwnProductSteps& step, ptrdiff_t n);
 
 /* The run of pairs along a row, the plain loop that it must equal, and a single real product. */
 struct OwnProductRow {
@@ -120,7 +120,7 @@ struct OwnProduct {
     /* n pairs along row y, from column 1 on. */
     void pairs(ptrdiff_t y, ptrdiff_t n) const
     {
-        const OwnSteps step = {out.pixelStep, a.pixelStep, b.pixelStep};
+        const OwnProductSteps step = {out.pixelStep, a.pixelStep, b.pixelStep};
         row.run(out.row(y) + step.out, a.row(y) + step.a, b.row(y) + step.b, step, n);
     }
 };

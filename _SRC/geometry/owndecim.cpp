@@ -60,7 +60,7 @@ static bool ownPlanSmall(OwnSmallCells* small, const OwnPartRun& run, const OwnC
 {
     small->nColumns = run.width - x.isCut(run.width - 1);
     if (small->nColumns == 0) return true;
-    OwnTap* taps = (OwnTap*)ownAlloc((size_t)small->nColumns * sizeof(OwnTap));
+    OwnAxisTap* taps = (OwnAxisTap*)ownAlloc((size_t)small->nColumns * sizeof(OwnAxisTap));
     if (!taps) return false;
     for (int32_t j = 0; j < small->nColumns; ++j) {
         const OwnCell box = x.at(j);

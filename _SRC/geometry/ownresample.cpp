@@ -48,7 +48,7 @@ void ownPutBits(const OwnPartRun& run, uint8_t* bits, int32_t y)
 /* ---- One part ------------------------------------------------------------------------------------------------ */
 
 /* What of the source the taps of n columns (or rows) need, in the region's columns. */
-static void ownReach(const OwnTap* taps, int32_t n, OwnMix blend, int32_t* low, int32_t* high)
+static void ownReach(const OwnAxisTap* taps, int32_t n, OwnMix blend, int32_t* low, int32_t* high)
 {
     *low = INT32_MAX;
     *high = INT32_MIN;
@@ -110,7 +110,7 @@ static void ownResamplePlane(const OwnPartRun& run, const OwnRowPlan& plan, cons
     uint8_t* aside = scratch + (blend == OWN_BLEND_NEAREST ? 0 : cache.nRows * laneBytes);
     int32_t heldRow = -1;
     for (int32_t y = 0; y < run.height; ++y) {
-        const OwnTap& tap = run.yTaps[y];
+        const OwnAxisTap& tap = run.yTaps[y];
         const int32_t first = tap.first - yFirst, second = tap.second - yFirst;
         uint8_t* out = target.direct ? target.data + y * target.rowStep : aside;
         if (blend == OWN_BLEND_NEAREST) {

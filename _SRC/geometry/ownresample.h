@@ -18,7 +18,7 @@ enum OwnMix {
 };
 
 /* Where a destination column (or row) takes its samples, in columns of the source region. */
-struct OwnTap {
+struct OwnAxisTap {
     int32_t first;  /* of cubic, the first of the four */
     int32_t second; /* linear: the other one */
     int32_t weight; /* linear: of the second */
@@ -34,9 +34,9 @@ struct OwnAxisSpan {
 };
 
 /* Positions j * ratio. */
-void ownTabulate(OwnTap* taps, OwnMix blend, const OwnAxisSpan& span, double ratio);
+void ownTabulate(OwnAxisTap* taps, OwnMix blend, const OwnAxisSpan& span, double ratio);
 /* Positions j * step in 1/256. */
-void ownTabulateFixed(OwnTap* taps, OwnMix blend, const OwnAxisSpan& span, int64_t step);
+void ownTabulateFixed(OwnAxisTap* taps, OwnMix blend, const OwnAxisSpan& span, int64_t step);
 
 /* ---- A resolved resampling ----------------------------------------------------------------------------------- */
 
@@ -47,7 +47,7 @@ struct OwnResampling {
     OwnRect dstRect; /* the pixels to write */
     const VekImage* mask;
     OwnMix blend;
-    const OwnTap *xTaps, *yTaps; /* for the columns and rows of dstRect */
+    const OwnAxisTap *xTaps, *yTaps; /* for the columns and rows of dstRect */
 };
 
 /* Runs it, tiles and all. False when a failure has been reported. */
@@ -71,7 +71,7 @@ struct OwnPartRun {
     const OwnResampling* job;
     const OwnFetched* window;
     const OwnGrid* grid;
-    const OwnTap *xTaps, *yTaps;
+    const OwnAxisTap *xTaps, *yTaps;
     int32_t width, height;
 };
 
@@ -113,7 +113,7 @@ struct OwnRowShape {
     ptrdiff_t rowStart, rowEnd;         /* bytes that may be read, from the window's first pixel */
 };
 OwnRowShape ownShapeOf(const OwnPartRun& run);
-bool ownMakeRowPlan(OwnRowPlan* plan, OwnMix blend, const OwnTap* taps, const OwnRowShape& shape);
+bool ownMakeRowPlan(OwnRowPlan* plan, OwnMix blend, const OwnAxisTap* taps, const OwnRowShape& shape);
 void ownFreeRowPlan(OwnRowPlan* plan);
 
 /* Bytes of a row of lanes between the passes. */
@@ -121,7 +121,7 @@ ptrdiff_t ownLaneRowBytes(const OwnRowPlan& plan);
 
 /* The passes. Nearest has only the first, which writes n bytes; the second writes n samples. */
 void ownRowAcross(void* out, const uint8_t* row, const OwnRowPlan& plan);
-void ownRowDown(void* out, const void* const rows[4], const OwnTap& tap, const OwnRowPlan& plan);
+void ownRowDown(void* out, const void* const rows[4], const OwnAxisTap& tap, const OwnRowPlan& plan);
 
 /* The mean of up to four rows with weights, whose sum times plan.one is `area`. */
 void ownRowMean(void* out, const void* const rows[4], const int32_t weights[4], int32_t area, const OwnRowPlan& plan);

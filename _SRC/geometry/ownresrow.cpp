@@ -38,11 +38,11 @@ static ptrdiff_t ownOutputOfChunk(ptrdiff_t chunk, int sampleBytes)
 
 /* Byte offset of an output's tap k in the source row. Outputs beyond the last one repeat it. */
 struct OwnPicker {
-    const OwnTap* taps;
+    const OwnAxisTap* taps;
     const OwnRowShape* shape;
     OwnMix blend;
 
-    const OwnTap& tap(ptrdiff_t output) const
+    const OwnAxisTap& tap(ptrdiff_t output) const
     {
         const ptrdiff_t n = (ptrdiff_t)shape->nColumns * shape->count;
         return taps[std::min(output, n - 1) / shape->count];
@@ -51,7 +51,7 @@ struct OwnPicker {
     {
         const ptrdiff_t n = (ptrdiff_t)shape->nColumns * shape->count;
         const ptrdiff_t c = std::min(output, n - 1) % shape->count;
-        const OwnTap& at = tap(output);
+        const OwnAxisTap& at = tap(output);
         const int32_t column = blend == OWN_BLEND_CUBIC ? at.first + k : k ? at.second : at.first;
         return (int32_t)((column - shape->xFirst) * shape->pixelBytes + c * shape->channelBytes);
     }
@@ -114,7 +114,7 @@ static void ownCubicFactors(float t, float* c1, float* c2, float* c3)
 static void ownPlanLane(OwnRowPlan* plan, const OwnPicker& pick, ptrdiff_t lane)
 {
     const ptrdiff_t output = ownOutputOfLane(lane, plan->sampleBytes);
-    const OwnTap& tap = pick.tap(output);
+    const OwnAxisTap& tap = pick.tap(output);
     plan->at[lane] = pick.offset(output, 0);
     if (plan->blend == OWN_BLEND_CUBIC) {
         ownCubicFactors(tap.t, &plan->c1[lane], &plan->c2[lane], &plan->c3[lane]);
@@ -126,7 +126,7 @@ static void ownPlanLane(OwnRowPlan* plan, const OwnPicker& pick, ptrdiff_t lane)
     plan->weights[2 * lane + 1] = (int16_t)tap.weight;
 }
 
-bool ownMakeRowPlan(OwnRowPlan* plan, OwnMix blend, const OwnTap* taps, const OwnRowShape& shape)
+bool ownMakeRowPlan(OwnRowPlan* plan, OwnMix blend, const OwnAxisTap* taps, const OwnRowShape& shape)
 {
     const OwnPicker pick = {taps, &shape, blend};
     const ptrdiff_t outputs = (ptrdiff_t)shape.nColumns * shape.count;
@@ -505,7 +505,7 @@ template <class T> [[gnu::flatten]] static void ownCubicDown(T* out, const void*
                 n - i);
 }
 
-void ownRowDown(void* out, const void* const rows[4], const OwnTap& tap, const OwnRowPlan& plan)
+void ownRowDown(void* out, const void* const rows[4], const OwnAxisTap& tap, const OwnRowPlan& plan)
 {
     const int16_t *a = (const int16_t*)rows[0], *b = (const int16_t*)rows[1];
     const ptrdiff_t n = plan.n;

@@ -7,7 +7,7 @@
 static double ownFloorAlmost(double v) { return rint(v + 1e-5 - 0.5); }
 
 /* Weights are of the second sample; the last sample is taken from the pair that ends there. */
-static OwnTap ownLinearTap(const OwnAxisSpan& span, int32_t i, int32_t weight, int32_t one)
+static OwnAxisTap ownLinearTap(const OwnAxisSpan& span, int32_t i, int32_t weight, int32_t one)
 {
     if (span.size == 1) return {0, 0, 0, 0};
     if (i == span.size - 1) return {i - 1, i, one, 0};
@@ -15,14 +15,14 @@ static OwnTap ownLinearTap(const OwnAxisSpan& span, int32_t i, int32_t weight, i
 }
 
 /* The window stays in the image: at its first and last samples the place t moves out of the middle instead. */
-static OwnTap ownCubicTap(const OwnAxisSpan& span, int32_t i, double p)
+static OwnAxisTap ownCubicTap(const OwnAxisSpan& span, int32_t i, double p)
 {
     const int32_t a = i + span.offset, last = span.imageSize - 1;
     const int32_t base = a == last ? i - 2 : a == 0 ? i + 1 : a == last - 1 ? i - 1 : i;
     return {base - 1, 0, 0, a == last ? 2.0f : (float)(p - base)};
 }
 
-void ownTabulate(OwnTap* taps, OwnMix blend, const OwnAxisSpan& span, double ratio)
+void ownTabulate(OwnAxisTap* taps, OwnMix blend, const OwnAxisSpan& span, double ratio)
 {
     for (int32_t j = 0; j < span.n; ++j) {
         const double p = j * ratio, whole = ownFloorAlmost(p);
@@ -33,7 +33,7 @@ void ownTabulate(OwnTap* taps, OwnMix blend, const OwnAxisSpan& span, double rat
     }
 }
 
-void ownTabulateFixed(OwnTap* taps, OwnMix blend, const OwnAxisSpan& span, int64_t step)
+void ownTabulateFixed(OwnAxisTap* taps, OwnMix blend, const OwnAxisSpan& span, int64_t step)
 {
     for (int32_t j = 0; j < span.n; ++j) {
         const int64_t p = j * step;

@@ -98,7 +98,7 @@ static bool ownTabulateAndRun(const OwnFace& face, OwnResampling& job, double xR
     const OwnRect &src = job.srcRect, &dst = job.dstRect;
     const OwnAxisSpan x = {dst.right - dst.left + 1, src.right - src.left + 1, src.left, job.srcImage->width};
     const OwnAxisSpan y = {dst.bottom - dst.top + 1, src.bottom - src.top + 1, src.top, job.srcImage->height};
-    OwnTap* taps = (OwnTap*)ownAlloc(((size_t)x.n + (size_t)y.n) * sizeof(OwnTap));
+    OwnAxisTap* taps = (OwnAxisTap*)ownAlloc(((size_t)x.n + (size_t)y.n) * sizeof(OwnAxisTap));
     OWN_FAIL_IF(!taps, VEK_StatusBacktrace, "", false);
     ownTabulate(taps, job.blend, x, xRatio);
     ownTabulate(taps + x.n, job.blend, y, yRatio);

@@ -24,7 +24,7 @@ static void ownDecimateByTaps(const OwnFace& face, OwnResampling& job, int64_t x
     const OwnRect &src = job.srcRect, &dst = job.dstRect;
     const OwnAxisSpan x = {dst.right - dst.left + 1, src.right - src.left + 1, src.left, job.srcImage->width};
     const OwnAxisSpan y = {dst.bottom - dst.top + 1, src.bottom - src.top + 1, src.top, job.srcImage->height};
-    OwnTap* taps = (OwnTap*)ownAlloc(((size_t)x.n + (size_t)y.n) * sizeof(OwnTap));
+    OwnAxisTap* taps = (OwnAxisTap*)ownAlloc(((size_t)x.n + (size_t)y.n) * sizeof(OwnAxisTap));
     OWN_FAIL_IF(!taps, VEK_StatusBacktrace, "");
     ownTabulateFixed(taps, job.blend, x, xStep);
     ownTabulateFixed(taps + x.n, job.blend, y, yStep);

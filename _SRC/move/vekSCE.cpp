@@ -47,12 +47,12 @@ void vekCopy(const VekImage* srcImage, VekImage* dstImage)
 enum { OWN_BAND_BYTES = 1 << 14 };
 
 /* Rows of A that are kept while those of B take their place: a band that stays in the first-level cache, laid out as A. */
-struct OwnBand {
+struct OwnMovedBand {
     VekImage header;
     VekROI roi;
 };
 
-static bool ownMakeBand(const OwnMove& move, OwnBand* band)
+static bool ownMakeBand(const OwnMove& move, OwnMovedBand* band)
 {
     const VekImage* image = move.image[0];
     band->header = *image;
@@ -68,7 +68,7 @@ static bool ownMakeBand(const OwnMove& move, OwnBand* band)
 }
 
 /* A to the band, B to A, the band to B, some rows at a time. */
-static void ownExchangeRows(const OwnMove& move, OwnBand& band)
+static void ownExchangeRows(const OwnMove& move, OwnMovedBand& band)
 {
     OwnPoint points[3] = {ownCopyPoint(move, 0, 0), ownCopyPoint(move, 1, 0), ownCopyPoint(move, 0, 1)};
     if (move.image[0]->nChannels <= 4)
@@ -102,7 +102,7 @@ void vekExchange(VekImage* imageA, VekImage* imageB)
     OwnMove move;
     const VekImage* image[2] = {imageA, imageB};
     if (!ownMoveTests(face, imageA, imageB) || !ownBeginMove(face, 2, image, &move)) return;
-    OwnBand band;
+    OwnMovedBand band;
     if (move.isTiled()) ownMovePieces(face, move, VEK_TILE_WRITE, "Error get tile to write", vekExchange);
     else if (!ownMakeBand(move, &band)) ownFail(face, VEK_StatusNoMemory, "Out of memory", __LINE__);
     else {

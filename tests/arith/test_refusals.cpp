@@ -6,6 +6,8 @@
 
 #include <functional>
 
+namespace {
+
 /* ---- The tables ------------------------------------------------------------------------------------------------------ */
 
 /* Four images of 3 channels at a depth, to be spoiled. */
@@ -380,3 +382,5 @@ TEST(Successes, ofNoChannelAreSilent)
     EXPECT_EQ(dst.bytes(), before);
     EXPECT_EQ(recorder.text(), "");
 }
+
+} // namespace

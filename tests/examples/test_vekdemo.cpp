@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -384,6 +385,22 @@ TEST(Vekdemo, DrawsTheSheet)
         }
         EXPECT_TRUE(cells.insert(cell).second) << "picture " << i;
     }
+}
+
+/* The gallery has a file for each picture of the sheet, with the scene and the rings side by side. */
+TEST(Vekdemo, DrawsTheGallery)
+{
+    const Result result = run({"--gallery", testing::TempDir().c_str()});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    std::istringstream lines(result.out);
+    std::set<Bytes> pictures;
+    for (std::string line; std::getline(lines, line);) {
+        BmpFile file;
+        ASSERT_EQ(bmpRead(testing::TempDir() + line.substr(0, line.find('\t')) + ".bmp", &file), "") << line;
+        EXPECT_EQ(file.width, 2 * 256 + 8);
+        EXPECT_TRUE(pictures.insert(Bytes(file.dib.begin(), file.dib.end())).second) << line;
+    }
+    EXPECT_EQ((int)pictures.size(), nOperations + 6);
 }
 
 } // namespace

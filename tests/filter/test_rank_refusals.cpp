@@ -6,6 +6,8 @@
 
 #include <functional>
 
+namespace {
+
 /* A call with everything that may be wrong about it. */
 struct Args {
     Args() : random(1), src(spec(), random), other(spec(), random) {}
@@ -180,3 +182,5 @@ TEST(NeighbourRefusals, missingTile)
         EXPECT_EQ(tiles.logText(), "W 0,0; release 0,0; W 1,0; release 1,0; W 0,1");
     }
 }
+
+} // namespace

@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+namespace {
+
 /* ---- Texts --------------------------------------------------------------------------------------------------- */
 
 static const std::map<VekStatus, const char*> knownTexts = {
@@ -437,3 +439,5 @@ TEST(Processor, variantIsNamedAndThere)
 #endif
 }
 #endif
+
+} // namespace

@@ -7,6 +7,8 @@
 #include <functional>
 #include <math.h>
 
+namespace {
+
 typedef void Transform(const VekImage*, VekImage*, int32_t);
 
 static const std::vector<uint32_t> depths = {VEK_DEPTH_8U,  VEK_DEPTH_8S,  VEK_DEPTH_16U,
@@ -334,3 +336,5 @@ TEST(Fft, releaseLooksAtNothing)
     vekCcsFft2D(nullptr, nullptr, 128 + 3 + 48);
     EXPECT_EQ(recorder.text(), "");
 }
+
+} // namespace

@@ -5,6 +5,8 @@
 
 #include <math.h>
 
+namespace {
+
 static const std::vector<uint32_t> depths = {VEK_DEPTH_8S, VEK_DEPTH_16S, VEK_DEPTH_32S, VEK_DEPTH_32F};
 
 /* What a depth makes of a product. */
@@ -155,3 +157,5 @@ TEST(Product, refusesInOrder)
         EXPECT_EQ(recorder.text(), "-5 vekMpyRCPack2D(srcA->depth || srcB->depth == 8U||16U||1U)");
     }
 }
+
+} // namespace

@@ -34,13 +34,13 @@ static std::vector<int32_t> channelsOf(const VekImage& image)
 
 /* ---- A piece: blocks of pixels and a region in each ------------------------------------------------------------- */
 
-struct Part {
+struct ModelPart {
     VekImage header; /* untiled; widthStep and imageSize are those of the block */
     uint8_t* block;
     Area area;
 };
 
-static bool isTakenWhole(const Part& part)
+static bool isTakenWhole(const ModelPart& part)
 {
     const VekImage& image = part.header;
     const int64_t rows = (int64_t)image.height * (image.dataOrder == VEK_DATA_ORDER_PIXEL ? 1 : image.nChannels);
@@ -51,10 +51,10 @@ static bool isTakenWhole(const Part& part)
 }
 
 /* The exception: all images are taken whole and agree in their sizes, so the blocks are computed, padding included. */
-static bool isOneBlock(const std::vector<Part>& parts)
+static bool isOneBlock(const std::vector<ModelPart>& parts)
 {
     const VekImage& dst = parts.back().header;
-    for (const Part& part : parts) {
+    for (const ModelPart& part : parts) {
         const VekImage& image = part.header;
         if (!isTakenWhole(part) || image.width != dst.width || image.height != dst.height ||
             image.imageSize != dst.imageSize || image.align != dst.align)
@@ -74,11 +74,11 @@ static VekImage asOneRow(const VekImage& image)
     return row;
 }
 
-static void modelBlock(const std::vector<Part>& parts, const SampleFunc& func)
+static void modelBlock(const std::vector<ModelPart>& parts, const SampleFunc& func)
 {
     std::vector<VekImage> rows;
-    for (const Part& part : parts) rows.push_back(asOneRow(part.header));
-    const Part& dst = parts.back();
+    for (const ModelPart& part : parts) rows.push_back(asOneRow(part.header));
+    const ModelPart& dst = parts.back();
     for (int32_t x = 0; x < rows.back().width; ++x) {
         const int64_t a = getSample(rows[0], parts[0].block, x, 0, 0);
         const int64_t b = parts.size() == 3 ? getSample(rows[1], parts[1].block, x, 0, 0) : 0;
@@ -87,13 +87,13 @@ static void modelBlock(const std::vector<Part>& parts, const SampleFunc& func)
 }
 
 /* All pixels of the piece that the masks let through; `through` is asked with places in the piece. */
-static void modelPiece(const std::vector<Part>& parts, const std::function<bool(int64_t, int64_t)>& through,
+static void modelPiece(const std::vector<ModelPart>& parts, const std::function<bool(int64_t, int64_t)>& through,
                        const SampleFunc& func)
 {
-    const Part& dst = parts.back();
+    const ModelPart& dst = parts.back();
     std::vector<std::vector<int32_t>> channels;
     size_t nChannels = INT32_MAX;
-    for (const Part& part : parts) {
+    for (const ModelPart& part : parts) {
         channels.push_back(channelsOf(part.header));
         nChannels = std::min(nChannels, channels.back().size());
     }
@@ -181,19 +181,19 @@ std::vector<uint8_t> modelPoint(const std::vector<ModelImage>& images, const Sam
     };
 
     if (!anyTiles) {
-        std::vector<Part> parts;
+        std::vector<ModelPart> parts;
         for (size_t i = 0; i < images.size(); ++i)
             parts.push_back({images[i].pixels->image, blocks[blockOf[i]].data(), areas[i]});
         /* Whether an image is taken whole is asked of its region, the rows' true length notwithstanding. */
-        std::vector<Part> whole = parts;
-        for (Part& part : whole) {
+        std::vector<ModelPart> whole = parts;
+        for (ModelPart& part : whole) {
             const VekImage& image = part.header;
             if (!image.roi) part.area = {0, 0, image.width, image.height};
             else part.area = {image.roi->xOffset, image.roi->yOffset, image.roi->width, image.roi->height};
         }
         if (masks.empty() && isOneBlock(whole)) modelBlock(whole, func);
         else {
-            for (Part& part : parts) part.area = {part.area.x, part.area.y, width, height};
+            for (ModelPart& part : parts) part.area = {part.area.x, part.area.y, width, height};
             modelPiece(parts, through, func);
         }
         return blocks[blockOf.back()];
@@ -204,7 +204,7 @@ std::vector<uint8_t> modelPoint(const std::vector<ModelImage>& images, const Sam
         for (auto x0 = xCuts.begin(); std::next(x0) != xCuts.end(); ++x0) {
             const int64_t x = *x0, y = *y0, pieceWidth = *std::next(x0) - x, pieceHeight = *std::next(y0) - y;
             std::vector<std::unique_ptr<ModelTile>> tiles(images.size());
-            std::vector<Part> parts;
+            std::vector<ModelPart> parts;
             for (size_t i = 0; i < images.size(); ++i) {
                 const Area area = {areas[i].x + x, areas[i].y + y, pieceWidth, pieceHeight};
                 const size_t own = blockOf[i];
