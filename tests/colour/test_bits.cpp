@@ -403,7 +403,7 @@ TEST(Bits, BandsEqualThePlainLoops)
             band[k].dropped = ownDroppedBits(bits, i % (bits + 1));
         }
         for (int part = 0; part < 3; ++part) {
-            const int nRows = draw(random, 1, OWN_BAND_ROWS);
+            const int nRows = draw(random, 0, 1) ? (int)OWN_BAND_ROWS : draw(random, 1, OWN_BAND_ROWS);
             GuardedBlock one((size_t)(nRows * rowBytes)), two((size_t)(nRows * rowBytes));
             for (size_t j = 0; j < one.bytes; ++j) one.data[j] = two.data[j] = (uint8_t)random();
             band[0].samples = one.data, band[1].samples = two.data;
