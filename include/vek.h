@@ -801,7 +801,7 @@ VEK_API void vekGrayToColor(const VekImage* srcImage, VekImage* dstImage, float 
  *   dstImage    as many channels, the same dataOrder and origin; the smaller of the two sizes is converted, or, where
  *               there is noise or a dither or a tile, all of dst, srcImage being continued by its border
  *   jitterType  0 to 8: amplitude of the noise, 0 none. Each call with noise moves the thread's generator on, so the next
- *               has other noise
+ *               has other noise. Samples near 0 that noise would bring below it come out bright
  *   ditherType  1 none; error diffusion after 2 Floyd and Steinberg, 4 Jarvis, Judice and Ninke, 8 Stucki; 16 ordered, with
  *               a 4 by 4 matrix. Of "GRAY" the first channel, of "RGB" three channels, each for itself
  *   levels      0 to the bits of dst: 0 gives black and white; below 0 is 0, above the bits is half of them
