@@ -14,7 +14,7 @@
 
 namespace {
 
-enum { WIDTH = 1920, HEIGHT = 1080 };
+constexpr int32_t WIDTH = 1920, HEIGHT = 1080;
 
 /* A bitmap in memory, with a table of `nEntries`. */
 struct BenchDib {

@@ -108,6 +108,7 @@ static void ownFetchIndex4(uint8_t* const plane[4], const uint8_t* in, ptrdiff_t
 static void ownFetchIndex8(uint8_t* const plane[4], const uint8_t* in, ptrdiff_t n, const OwnPixels& k)
 {
     if (k.nPlanes == 1) {
+        if (k.looksSelf) return (void)memcpy(plane[2], in, (size_t)n);
         for (ptrdiff_t i = 0; i < n; ++i) plane[2][i] = k.look[2][in[i]];
         return;
     }
@@ -549,6 +550,8 @@ void ownLookUp(OwnPixels* side, const uint8_t* table, int64_t count, OwnColourSt
         for (int c = 0; c < 4; ++c) bytes[c][i] = table[4 * i + c];
     uint8_t zeros[256] = {}, *plane[4] = {bytes[0], bytes[1], bytes[2], bytes[3]};
     ownColourStep(plane, step, zeros, 256);
+    side->looksSelf = true;
+    for (int i = 0; i < 256; ++i) side->looksSelf &= plane[2][i] == i;
     for (int c = 0; c < 4; ++c) {
         memcpy(side->look[c], plane[c], 256);
         for (int i = 0; i < 256; ++i) side->entries[i][c] = plane[c][i];

@@ -37,6 +37,7 @@ struct OwnPixels {
     OwnField field[4];       /* OWN_FORM_FIELDS: blue, green, red, alpha */
     uint8_t look[4][256];    /* OWN_FORM_INDEX, fetched: blue, green, red, alpha of the entries */
     uint8_t entries[256][4]; /* the same, together */
+    bool looksSelf;          /* red of each entry is its index */
     OwnNearest nearest;      /* OWN_FORM_INDEX, stored */
 };
 
