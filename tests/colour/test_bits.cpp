@@ -148,6 +148,9 @@ TEST(Bits, EveryStageOnAnyImage)
         spec.dataOrder = draw(random, 0, 1);
         spec.width = draw(random, 0, 3) ? draw(random, 1, 40) : draw(random, 60, 200);
         spec.height = draw(random, 1, 40);
+        if (draw(random, 0, 50) == 0)
+            spec.width = draw(random, 1, 4), spec.height = draw(random, 1, 1200); /* beyond the tables */
+        if (draw(random, 0, 50) == 0) spec.width = draw(random, 1, 1200), spec.height = draw(random, 1, 4);
         spec.align = draw(random, 0, 1) ? 4 : 8;
         spec.moreStep = draw(random, 0, 1) * 8;
         TestImage dst(spec, random);

@@ -88,6 +88,8 @@ TEST(Rle, StreamsByHand)
         {8, 5, 3, {0, 2, 4, 3, 0, 1}, nullptr, {0, 0, 0}},
         {8, 5, 3, {0, 2, 5, 3, 0, 0}, beyond, {}},
         {8, 5, 3, {0, 2, 5, 3, 0, 9}, beyond, {}},
+        {8, 5, 3, {0, 2, 0, 3, 0, 3}, beyond, {}}, /* there is room in the row, but no such row */
+        {8, 5, 3, {0, 2, 0, 3, 1, 9}, beyond, {}},
         {4, 3, 1, {3, 0x12, 0, 1}, nullptr, {0x12, 0x10}}, /* half of a pair is left */
         {4, 5, 1, {3, 0x12, 2, 0x34, 0, 1}, nullptr, {0x12, 0x13, 0x40}},
         {4, 5, 1, {1, 0x12, 4, 0x34, 0, 0, 0, 1}, nullptr, {0x13, 0x43, 0x40}},
