@@ -659,11 +659,7 @@ struct OwnWindow {
     OwnWindowStage* stage;
     const void* k;
     int64_t scratchBytes, scratchPerSample; /* the stage's scratch: so much, and so much for each of lineSamples */
-    int64_t
-        goesOverPerSample; /* bytes that the stage goes over for each sample, in its lines and scratch: rows are worked
-                                  in strips for which these stay near; 0: in one */
-    bool oneByOne; /* the stage is called for every line as it comes, with rows[0] alone; it may write `out` for those
-                              that don't fill the window yet */
+    bool oneByOne; /* each line comes as it is read, as rows[0] alone, even before the window is full */
     bool asBits;   /* 1-bit lines and results stay bits, from the top bit of the first byte on */
 };
 

@@ -112,7 +112,6 @@ static void ownConvolve(const OwnFace& face, const VekImage* srcImage, const Vek
     window.k = &plan;
     window.scratchBytes = plan.pointerBytes;
     window.scratchPerSample = 3 * OWN_SUM_BYTES;
-    window.goesOverPerSample = ((int64_t)plan.top + plan.bottom + 1) * std::max(ownSampleBits(plan.depth) >> 3, 1);
     const OwnWindowEnd end = ownWindow(window);
     ownFree(plan.room);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure");

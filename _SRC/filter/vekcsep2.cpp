@@ -214,7 +214,7 @@ static void ownConvolveSep(const OwnFace& face, const VekImage* srcImage, const 
     window.k = &plan;
     window.oneByOne = true;
     window.scratchBytes = plan.turnBytes + plan.pointerBytes;
-    window.scratchPerSample = window.goesOverPerSample = OWN_SUM_BYTES * (1 + plan.ringRows);
+    window.scratchPerSample = OWN_SUM_BYTES * (1 + plan.ringRows);
     const OwnWindowEnd end = ownWindow(window);
     ownFree(plan.room);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure");

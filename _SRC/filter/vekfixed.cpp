@@ -247,7 +247,6 @@ int32_t vekFixedFilter(const VekImage* srcImage, VekImage* dstImage, int32_t fil
     window.k = &plan;
     window.scratchBytes = plan.pointerBytes;
     window.scratchPerSample = sizeof(int64_t);
-    window.goesOverPerSample = ownFixedFilters[filter].size * (int64_t)std::max(ownSampleBits(plan.depth) >> 3, 1);
     const OwnWindowEnd end = ownWindow(window);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure", -1);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_TILE, VEK_StatusFailed, "Error get tile to write", -1);

@@ -11,10 +11,6 @@
 
 enum { OWN_ROWS_TOGETHER = 8 }; /* results that go through the traversal at once */
 
-/* Long rows are worked in strips, such that what a stage goes over for each row stays in the nearest cache; but not in
- * narrower ones than some pixels, nor where the margins that strips share would be much of them. */
-enum { OWN_STRIP_BYTES = 24 << 10, OWN_STRIP_UNIT = 64, OWN_STRIP_LEAST = 256 };
-
 /* ---- The work of a call ---------------------------------------------------------------------------------------- */
 
 /* One block of scratch, dealt out piece by piece. Without a block the pieces are only counted. */
@@ -36,7 +32,6 @@ struct OwnWork {
     const VekImage* source; /* what lines are fetched from: the source, or a copy of it */
     int64_t x, y;           /* its pixel under the rectangle's corner */
     int32_t width, height;
-    int32_t strip; /* pixels of a row that are worked at once */
     int sampleBits;
     int lineSampleBytes;   /* bytes of a sample in a line, 0 for bits */
     int32_t step, nPasses; /* whole pixels in one pass, or one channel in each */
@@ -57,31 +52,6 @@ struct OwnWindowPatch {
     int32_t xDst, yDst;
     int32_t x, y, width, height;
 };
-
-/* Whether the pixels of two plain images share memory, as far as their headers tell. */
-static bool ownOverlap(const VekImage& a, const VekImage& b)
-{
-    const uintptr_t atA = (uintptr_t)a.imageData, atB = (uintptr_t)b.imageData;
-    const int64_t bytesA = ownRowCount(&a, a.height) * a.widthStep, bytesB = ownRowCount(&b, b.height) * b.widthStep;
-    return atA < atB ? (int64_t)(atB - atA) < bytesA : (int64_t)(atA - atB) < bytesB;
-}
-
-/* All of the width, unless strips are narrower. The strips of an image that is written to would read each other's
- * results. */
-static int32_t ownStripOf(const OwnWork& work)
-{
-    const OwnWindow& window = *work.window;
-    const VekImage &src = *window.srcImage, &dst = *window.dstImage;
-    if (!window.goesOverPerSample || work.inPlace || src.tileInfo || dst.tileInfo || ownOverlap(src, dst))
-        return work.width;
-    const int64_t margins = (int64_t)window.left + window.right;
-    const int64_t most = OWN_STRIP_BYTES / (work.step * window.goesOverPerSample) / OWN_STRIP_UNIT * OWN_STRIP_UNIT;
-    const int64_t strip = std::max(std::max<int64_t>(most, OWN_STRIP_LEAST),
-                                   8 * margins / OWN_STRIP_UNIT * OWN_STRIP_UNIT);
-    if (strip + strip / 2 > work.width) return work.width;
-    const int64_t count = (work.width + strip - 1) / strip; /* all about as wide */
-    return (int32_t)((work.width + count - 1) / count + OWN_STRIP_UNIT - 1) / OWN_STRIP_UNIT * OWN_STRIP_UNIT;
-}
 
 static void ownMeasure(OwnWork& work)
 {
@@ -106,7 +76,6 @@ static void ownMeasure(OwnWork& work)
                              src.nChannels == dst.nChannels && !window.from.single && !window.to.single;
     work.step = wholePixels ? src.nChannels : 1;
     work.nPasses = wholePixels ? 1 : std::min(window.from.count, window.to.count);
-    work.strip = ownStripOf(work);
 }
 
 /* ---- Scratch --------------------------------------------------------------------------------------------------- */
@@ -139,7 +108,7 @@ static bool ownTakeScratch(OwnWork& work)
 {
     const OwnWindow& window = *work.window;
     const int64_t mostPixels = window.dstImage->tileInfo ? std::min(work.width, window.dstImage->tileInfo->width)
-                                                         : work.strip;
+                                                         : work.width;
     work.nLines = (int64_t)window.top + window.bottom + 1;
     work.nKept = window.oneByOne ? 1 : work.nLines;
     const int64_t end = work.y + work.height + window.bottom;
@@ -383,8 +352,7 @@ static OwnWindowEnd ownRunWork(OwnWork& work)
     if (dst->tileInfo) return ownRunTiles(work);
 
     const VekROI to = ownRegion(dst);
-    for (int32_t x = 0; x < work.width; x += work.strip)
-        ownRunPatch(work, {*dst, to.xOffset + x, to.yOffset, x, 0, std::min(work.strip, work.width - x), work.height});
+    ownRunPatch(work, {*dst, to.xOffset, to.yOffset, 0, 0, work.width, work.height});
     return OWN_WINDOW_DONE;
 }
 

@@ -91,7 +91,7 @@ struct Pair {
 
 enum CoiRule { COI_BOTH, COI_ANY };
 
-/* Every so often a pair has rows so long that their interior is read where it is. */
+/* Every so often a pair has long rows. */
 static bool isLong(uint32_t seed) { return seed % 100 == 0; }
 
 static Pair drawPair(Random& random, uint32_t seed, uint32_t depth, bool mayBeInPlace, CoiRule rule)
