@@ -1,18 +1,20 @@
 /* Warps, turns and other sizes, by interpolation; the destination is 1920 x 1080 or 4096 square. */
 #include "bench.h"
 
-static const struct {
+namespace {
+
+const struct {
     uint32_t depth;
     int32_t nChannels;
     const char* name;
 } kinds[] = {{VEK_DEPTH_8U, 1, "8U"}, {VEK_DEPTH_8U, 3, "8Ux3"}, {VEK_DEPTH_16U, 1, "16U"}, {VEK_DEPTH_1U, 1, "1U"}};
 
-static const struct {
+const struct {
     int32_t width, height;
     const char* name;
 } sizes[] = {{1920, 1080, "1920x1080"}, {4096, 4096, "4096"}};
 
-static const char* const modes[] = {"nearest", "linear", "cubic", "super"};
+const char* const modes[] = {"nearest", "linear", "cubic", "super"};
 
 /* An operation from an image of srcWidth x srcHeight, as fractions of the destination. */
 struct Geometry {
@@ -22,38 +24,38 @@ struct Geometry {
     void (*call)(const VekImage* src, VekImage* dst, int32_t interpolate);
 };
 
-static void rotate30(const VekImage* src, VekImage* dst, int32_t interpolate)
+void rotate30(const VekImage* src, VekImage* dst, int32_t interpolate)
 {
     double x = 0, y = 0;
     vekGetRotateShift(dst->width / 2, dst->height / 2, 30, &x, &y);
     vekRotate(src, dst, 30, x, y, interpolate);
 }
 
-static void perspective(const VekImage* src, VekImage* dst, int32_t interpolate)
+void perspective(const VekImage* src, VekImage* dst, int32_t interpolate)
 {
     const double w = dst->width, h = dst->height;
     const double quad[8] = {-0.05 * w, -0.05 * h, 1.04 * w, 0.1 * h, 0.94 * w, 1.02 * h, 0.03 * w, 1.1 * h};
     vekWarpPerspectiveQ(src, dst, quad, 0, interpolate);
 }
 
-static void bilinear(const VekImage* src, VekImage* dst, int32_t interpolate)
+void bilinear(const VekImage* src, VekImage* dst, int32_t interpolate)
 {
     const double w = dst->width, h = dst->height;
     const double quad[8] = {-0.05 * w, -0.05 * h, 1.04 * w, 0.1 * h, 0.94 * w, 1.02 * h, 0.03 * w, 1.1 * h};
     vekWarpBilinearQ(src, dst, quad, 0, interpolate);
 }
 
-template <int32_t to, int32_t from> static void resize(const VekImage* src, VekImage* dst, int32_t interpolate)
+template <int32_t to, int32_t from> void resize(const VekImage* src, VekImage* dst, int32_t interpolate)
 {
     vekResize(src, dst, to, from, to, from, interpolate);
 }
 
-template <int32_t to, int32_t from> static void decimate(const VekImage* src, VekImage* dst, int32_t interpolate)
+template <int32_t to, int32_t from> void decimate(const VekImage* src, VekImage* dst, int32_t interpolate)
 {
     vekDecimate(src, dst, to, from, to, from, interpolate);
 }
 
-static const Geometry operations[] = {
+const Geometry operations[] = {
     {"rotate30", 1, 1, 3, rotate30},
     {"perspective", 1, 1, 3, perspective},
     {"bilinear", 1, 1, 3, bilinear},
@@ -69,7 +71,7 @@ static const Geometry operations[] = {
     {"decimate2by3", 3, 2, 4, decimate<2, 3>},
 };
 
-static const bool areRegistered = [] {
+[[maybe_unused]] const bool areRegistered = [] {
     for (const auto& operation : operations)
         for (const auto& kind : kinds)
             for (const auto& size : sizes)
@@ -92,3 +94,5 @@ static const bool areRegistered = [] {
                 }
     return true;
 }();
+
+} // namespace

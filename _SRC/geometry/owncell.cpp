@@ -184,14 +184,21 @@ template <class T, class A>
     }
 }
 
-/* Every side-th pixel. */
+/* Every side-th pixel; step: sums from one of them to the next. */
+template <class A, int count> static void ownPickUnits(A* out, const A* sums, ptrdiff_t step, int32_t nColumns)
+{
+#pragma GCC unroll 4
+    for (ptrdiff_t j = 0; j < nColumns; ++j) memcpy(out + j * count, sums + j * step, count * sizeof(A));
+}
 template <class A> static void ownPickPixels(A* out, const A* sums, ptrdiff_t step, int32_t count, int32_t nColumns)
 {
-    if (count == 1)
-        for (int32_t j = 0; j < nColumns; ++j) out[j] = sums[j * step];
-    else
-        for (int32_t j = 0; j < nColumns; ++j, sums += step)
-            for (int32_t c = 0; c < count; ++c) *out++ = sums[c];
+    switch (count) {
+    case 1: return ownPickUnits<A, 1>(out, sums, step, nColumns);
+    case 3: return ownPickUnits<A, 3>(out, sums, step, nColumns);
+    case 4: return ownPickUnits<A, 4>(out, sums, step, nColumns);
+    default:
+        for (ptrdiff_t j = 0; j < nColumns; ++j) memcpy(out + j * count, sums + j * step, (size_t)count * sizeof(A));
+    }
 }
 
 template <class T, class A> static void ownMeanSquares(void* out, const OwnCellRow& row, int32_t side, int32_t nColumns)

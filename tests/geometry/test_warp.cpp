@@ -305,6 +305,30 @@ TEST(Warp, againstTheModel)
     }
 }
 
+/* The rectangle's own corners: every pixel comes from itself, and the last one is read to its last byte and no further. */
+TEST(Warp, cornersOfTheSource)
+{
+    Random random(9);
+    for (const uint32_t depth : {VEK_DEPTH_1U, VEK_DEPTH_8U, VEK_DEPTH_16U})
+        for (int32_t nChannels = 1; nChannels <= (depth == VEK_DEPTH_1U ? 1 : 5); ++nChannels)
+            for (int32_t width = 5; width <= 12; ++width)
+                for (int32_t way = 0; way < 12; ++way) {
+                    ImageSpec spec = {depth, nChannels, false, way / 6, width, 6};
+                    spec.atEnd = true;
+                    TestImage src(spec, random), dst(spec, random);
+                    const double w = width - 1, quad[8] = {0, 0, w, 0, w, 5, 0, 5};
+                    Recorder recorder;
+                    if (way % 2) vekWarpBilinearQ(&src.image, &dst.image, quad, 1, way / 2 % 3);
+                    else vekWarpPerspectiveQ(&src.image, &dst.image, quad, 1, way / 2 % 3);
+                    ASSERT_EQ(recorder.text(), "");
+                    for (int32_t i = 0; i < width * 6 * nChannels; ++i) {
+                        const int32_t x = i / nChannels % width, y = i / nChannels / width, c = i % nChannels;
+                        ASSERT_EQ(dst.get(x, y, c), src.get(x, y, c))
+                            << depth << " " << nChannels << " " << width << " " << way;
+                    }
+                }
+}
+
 /* A tiled run writes the same pixels; nearest bytes of an affine warp may restart their steps within a hair. */
 TEST(Warp, tiledIsUntiled)
 {
