@@ -341,6 +341,10 @@ void ownTraverse(const OwnPoint& point, const VekImage* const image[], const Vek
  * backward. */
 void ownTraverseViews(const OwnPoint& point, const OwnView view[], const OwnView* mask);
 
+/* The same for a run that writes to its source, too, and so must be given the images' own samples. False: they don't lie side
+ * by side in all images, or a mask spares some of them, and nothing is done. */
+bool ownTraverseStraight(const OwnPoint& point, const VekImage* const image[], const VekImage* mask);
+
 /* ---- Reductions ---------------------------------------------------------------------------------------------- */
 
 /* Some samples of one image, or of two that are taken together. Those that are not selected, by the mask or as those of a

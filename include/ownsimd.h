@@ -1633,6 +1633,27 @@ template <class T> static inline void ownFill(void* out, T x, ptrdiff_t n)
     ownStore(p + bytes - step, all);
 }
 
+/* The bytes of two runs that are apart, or the same, change places. */
+static inline void ownSwap(void* a, void* b, ptrdiff_t nBytes)
+{
+    constexpr ptrdiff_t step = OWN_VEC_BYTES;
+    char *p = (char*)a, *q = (char*)b;
+    ptrdiff_t i = 0;
+    const auto swap = [=](ptrdiff_t at) {
+        const OwnVec<uint8_t> x = ownLoad<uint8_t>(p + at), y = ownLoad<uint8_t>(q + at);
+        ownStore(p + at, y);
+        ownStore(q + at, x);
+    };
+    for (; i <= nBytes - 4 * step; i += 4 * step)
+        for (ptrdiff_t j = i; j < i + 4 * step; j += step) swap(j);
+    for (; i <= nBytes - step; i += step) swap(i);
+    for (; i < nBytes; ++i) {
+        const char x = p[i];
+        p[i] = q[i];
+        q[i] = x;
+    }
+}
+
 /* How many samples from p on, less than a vector of them, to an aligned one: vectors that cross a line of the cache are stored
  * in twice the time. 0 where samples lie so that there is none. */
 template <class T> static inline ptrdiff_t ownToAligned(const void* p)

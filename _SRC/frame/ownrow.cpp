@@ -130,7 +130,8 @@ struct OwnSide {
 struct OwnPass {
     OwnRun* run;
     const void* k;
-    bool copies; /* the result of a sample lies in the source already */
+    bool copies;   /* the result of a sample lies in the source already */
+    bool straight; /* rows must go straight */
     int nSources;
     OwnSide src[2], dst;
     const OwnView* mask; /* null: none */
@@ -325,33 +326,54 @@ static void ownRunToBits(OwnPass pass, ptrdiff_t height)
 }
 
 /* Whole rows of bits that begin and end with a byte, as rows of bytes. */
-static bool ownTakeBytes(OwnPass& pass)
+static void ownTakeBytes(OwnPass& pass)
 {
     bool bytes = !pass.mask && pass.nSamples % 8 == 0 && pass.dst.bit == 0;
     for (int i = 0; i < pass.nSources; ++i) bytes = bytes && pass.src[i].bit == 0 && !pass.src[i].turned;
-    if (!bytes) return false;
+    if (!bytes) return;
     pass.nSamples /= 8;
     for (OwnSide* side : {&pass.src[0], &pass.src[1], &pass.dst}) {
         side->sampleBits = 8;
         side->stepBytes = 1;
     }
-    return true;
 }
 
-static void ownRunRows(OwnPass pass, ptrdiff_t height)
+/* Rows that do not go straight: through scratch, or as bits. */
+static void ownRunAround(const OwnPass& pass, ptrdiff_t height)
 {
-    if (ownAllBits(pass) && !ownTakeBytes(pass)) return ownRunBits(pass, height);
-    if (!ownReadsStraight(pass)) return ownRunSamples(pass, height);
-    if (!ownWritesStraight(pass)) {
-        const bool toBits = pass.dst.sampleBits == 1 && pass.nSamples <= 8 * OWN_CHUNK_BYTES;
-        return toBits ? ownRunToBits(pass, height) : ownRunSamples(pass, height);
+    if (ownAllBits(pass)) return ownRunBits(pass, height);
+    const bool toBits = pass.dst.sampleBits == 1 && pass.nSamples <= 8 * OWN_CHUNK_BYTES;
+    return toBits && ownReadsStraight(pass) ? ownRunToBits(pass, height) : ownRunSamples(pass, height);
+}
+
+/* Asks for the begin of the next rows of the sources, which the processor can't foresee. */
+static inline void ownAskForRows(const OwnPass& pass)
+{
+    enum { BEGIN = 256, LINE = 64 };
+    if (pass.nSamples * pass.dst.sampleBits < 8 * BEGIN) return;
+    for (int i = 0; i < pass.nSources; ++i)
+        for (int at = 0; at < BEGIN; at += LINE)
+            __builtin_prefetch(
+                (const void*)((uintptr_t)pass.src[i].row + (uintptr_t)pass.src[i].rowStep + (uintptr_t)at));
+}
+
+/* False: nothing is done, since rows must go straight and can't. */
+static bool ownRunRows(OwnPass pass, ptrdiff_t height)
+{
+    if (ownAllBits(pass)) ownTakeBytes(pass);
+    if (!ownReadsStraight(pass) || !ownWritesStraight(pass)) {
+        if (!pass.straight) ownRunAround(pass, height);
+        return !pass.straight;
     }
     if (ownAbutting(pass)) {
         pass.nSamples *= height;
         height = 1;
     }
-    for (ptrdiff_t y = 0; y < height; ++y, ownSkipRows(pass, 1))
+    for (ptrdiff_t y = 0; y < height; ++y, ownSkipRows(pass, 1)) {
+        if (height > 1) ownAskForRows(pass);
         pass.run(pass.dst.row, pass.src[0].row, pass.nSources > 1 ? pass.src[1].row : nullptr, pass.nSamples, pass.k);
+    }
+    return true;
 }
 
 /* ---- From headers to passes ---------------------------------------------------------------------------------- */
@@ -397,7 +419,7 @@ static bool ownLaidAlike(const OwnPoint& point, const OwnView* view)
 }
 
 /* Whole pixels of the images: every sample of the row is computed, and those of other channels are spared. */
-static void ownTakePixels(const OwnPoint& point, const OwnView* view, OwnPass& pass, int32_t width, int32_t height)
+static bool ownTakePixels(const OwnPoint& point, const OwnView* view, OwnPass& pass, int32_t width, int32_t height)
 {
     const int step = std::abs(view[0].pixelStep);
     const int last = point.nImages - 1;
@@ -411,7 +433,7 @@ static void ownTakePixels(const OwnPoint& point, const OwnView* view, OwnPass& p
     pass.nSamples = (ptrdiff_t)width * step;
     pass.spared = pass.mask || point.channels[0].count < step;
     if (pass.spared) pass.spread = ownMakeSpread(step, point.channels[0]);
-    ownRunRows(pass, height);
+    return ownRunRows(pass, height);
 }
 
 /* Whether each bit gives all samples of a pixel. Spread, these bits are what the run takes. */
@@ -438,7 +460,7 @@ static void ownTakeSpread(const OwnPoint& point, const OwnView view[], int32_t w
 }
 
 /* One channel after the other. */
-static void ownTakeChannels(const OwnPoint& point, const OwnView* view, OwnPass& pass, int32_t width, int32_t height)
+static bool ownTakeChannels(const OwnPoint& point, const OwnView* view, OwnPass& pass, int32_t width, int32_t height)
 {
     const int last = point.nImages - 1;
     int32_t count = point.channels[last].count;
@@ -449,11 +471,12 @@ static void ownTakeChannels(const OwnPoint& point, const OwnView* view, OwnPass&
         for (int i = 0; i <= last; ++i)
             (i == last ? pass.dst
                        : pass.src[i]) = ownSide(view[i], point.channels[i].first + (point.fromOne && i < last ? 0 : c));
-        ownRunRows(pass, height);
+        if (!ownRunRows(pass, height)) return false;
     }
+    return true;
 }
 
-void ownTraverseViews(const OwnPoint& point, const OwnView view[], const OwnView* mask)
+static bool ownTakeViews(const OwnPoint& point, const OwnView view[], const OwnView* mask, bool straight)
 {
     const int last = point.nImages - 1;
     int32_t width = mask ? mask->width : INT32_MAX, height = mask ? mask->height : INT32_MAX;
@@ -461,20 +484,41 @@ void ownTraverseViews(const OwnPoint& point, const OwnView view[], const OwnView
         width = std::min(width, view[i].width);
         height = std::min(height, view[i].height);
     }
-    if (width == 0 || height == 0) return;
+    if (width == 0 || height == 0) return true;
 
     OwnPass pass = {};
     pass.run = point.run;
     pass.k = point.k;
     pass.copies = point.copies;
+    pass.straight = straight;
     pass.nSources = last;
     pass.mask = mask;
-    if (ownSpreads(point, view)) return ownTakeSpread(point, view, width, height);
+    if (ownSpreads(point, view)) {
+        ownTakeSpread(point, view, width, height);
+        return true;
+    }
     const int step = std::abs(view[0].pixelStep);
     const bool wholeRows = !mask && point.channels[0].count == step;
     if (ownLaidAlike(point, view) && (wholeRows || step <= OWN_WIDE_STEP))
-        ownTakePixels(point, view, pass, width, height);
-    else ownTakeChannels(point, view, pass, width, height);
+        return ownTakePixels(point, view, pass, width, height);
+    return ownTakeChannels(point, view, pass, width, height);
+}
+
+void ownTraverseViews(const OwnPoint& point, const OwnView view[], const OwnView* mask)
+{
+    (void)ownTakeViews(point, view, mask, false);
+}
+
+/* The images' views, and that of the mask. */
+struct OwnViews {
+    OwnView image[3], mask;
+};
+static OwnViews ownViews(const OwnPoint& point, const VekImage* const image[], const VekImage* mask)
+{
+    OwnViews views;
+    for (int i = 0; i < point.nImages; ++i) views.image[i] = ownView(image[i]);
+    if (mask) views.mask = ownView(mask);
+    return views;
 }
 
 void ownTraverse(const OwnPoint& point, const VekImage* const image[], const VekImage* mask)
@@ -485,8 +529,12 @@ void ownTraverse(const OwnPoint& point, const VekImage* const image[], const Vek
         return point.run(image[last]->imageData, image[0]->imageData, last > 1 ? image[1]->imageData : nullptr,
                          image[last]->imageSize / bytes, point.k);
     }
-    OwnView view[3], maskView;
-    for (int i = 0; i <= last; ++i) view[i] = ownView(image[i]);
-    if (mask) maskView = ownView(mask);
-    ownTraverseViews(point, view, mask ? &maskView : nullptr);
+    const OwnViews views = ownViews(point, image, mask);
+    ownTraverseViews(point, views.image, mask ? &views.mask : nullptr);
+}
+
+bool ownTraverseStraight(const OwnPoint& point, const VekImage* const image[], const VekImage* mask)
+{
+    const OwnViews views = ownViews(point, image, mask);
+    return ownTakeViews(point, views.image, mask ? &views.mask : nullptr, true);
 }

@@ -9,15 +9,24 @@ uint8_t ownTurnByte(uint8_t x)
     return (uint8_t)(x << 4 | x >> 4);
 }
 
-/* Bytes alone, a vector at a time. */
-static void ownTurnBytes(uint8_t* out, const uint8_t* src, ptrdiff_t nBytes)
+/* The order in which `used` of sixteen bytes, from the first on, become pixels in the opposite order at the end of sixteen. */
+static void ownTurnedPlaces(uint8_t* place, int pixelBytes, int used)
+{
+    memset(place, 0, 16);
+    for (int i = 0; i < used; ++i)
+        place[16 - used + i] = (uint8_t)(used - (i / pixelBytes + 1) * pixelBytes + i % pixelBytes);
+}
+
+/* Pixels of which a vector holds whole ones: all bytes turned, then those of each pixel turned back. */
+static void ownTurnVectors(uint8_t* out, const uint8_t* src, int pixelBytes, ptrdiff_t nBytes)
 {
     constexpr ptrdiff_t step = OWN_VEC_BYTES;
-    const auto turn = [=](ptrdiff_t i) { ownStore(out + i, ownTurn(ownLoad<uint8_t>(src + nBytes - i - step))); };
-    if (nBytes < step) {
-        for (ptrdiff_t i = 0; i < nBytes; ++i) out[i] = src[nBytes - 1 - i];
-        return;
-    }
+    uint8_t back[16];
+    for (int i = 0; i < 16; ++i) back[i] = (uint8_t)(i / pixelBytes * pixelBytes + pixelBytes - 1 - i % pixelBytes);
+    const OwnVec<uint8_t> order = ownRepeat16(back);
+    const auto turn = [=](ptrdiff_t i) {
+        ownStore(out + i, ownPickBytes(ownTurn(ownLoad<uint8_t>(src + nBytes - i - step)), order));
+    };
     ptrdiff_t i = 0;
     for (; i < nBytes - 4 * step; i += 4 * step)
         for (ptrdiff_t j = i; j < i + 4 * step; j += step) turn(j);
@@ -25,17 +34,19 @@ static void ownTurnBytes(uint8_t* out, const uint8_t* src, ptrdiff_t nBytes)
     turn(nBytes - step);
 }
 
-/* Sixteen bytes at a time, of which whole pixels are used; what a store leaves beyond them the next one covers. */
+/* Of other pixels sixteen bytes are read at a time, of which whole pixels are used; what a store leaves before them the next one
+ * covers. Here it is faster to read forward and to write backward. */
 void ownTurnPixels(uint8_t* out, const uint8_t* src, int pixelBytes, ptrdiff_t nPixels)
 {
-    if (pixelBytes == 1) return ownTurnBytes(out, src, nPixels);
     const ptrdiff_t nBytes = nPixels * pixelBytes;
+    if (pixelBytes <= 16 && 16 % pixelBytes == 0 && nBytes >= OWN_VEC_BYTES)
+        return ownTurnVectors(out, src, pixelBytes, nBytes);
     ptrdiff_t i = 0;
     if (pixelBytes <= 16) {
-        const int nTogether = 16 / pixelBytes, used = nTogether * pixelBytes;
-        uint8_t place[16] = {};
-        for (int j = 0; j < used; ++j) place[j] = (uint8_t)(16 - (j / pixelBytes + 1) * pixelBytes + j % pixelBytes);
-        for (; i <= nBytes - 16; i += used) ownPlaceBytes(out + i, src + nBytes - i - 16, place);
+        uint8_t place[16];
+        const int used = 16 / pixelBytes * pixelBytes;
+        ownTurnedPlaces(place, pixelBytes, used);
+        for (; i <= nBytes - 16; i += used) ownPlaceBytes(out + nBytes - i - 16, src + i, place);
     }
-    for (; i < nBytes; i += pixelBytes) memcpy(out + i, src + nBytes - i - pixelBytes, (size_t)pixelBytes);
+    for (; i < nBytes; i += pixelBytes) memcpy(out + nBytes - i - pixelBytes, src + i, (size_t)pixelBytes);
 }
