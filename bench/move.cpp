@@ -32,8 +32,9 @@ static size_t blockBytes(const VekImage* image, int64_t width, int64_t height)
 static void runMove(benchmark::State& state, const MoveBench& bench, MoveShape shape)
 {
     const int32_t width = shape == SMALL ? 16 : 1920, height = shape == SMALL ? 16 : 1080;
-    const BenchImage a = benchImage(bench.nChannels, bench.srcDepth, width, height);
-    const BenchImage b = benchImage(bench.nChannels, bench.srcDepth, width, height);
+    const int32_t nChannels = bench.srcDepth == VEK_DEPTH_1U ? 1 : bench.nChannels;
+    const BenchImage a = benchImage(nChannels, bench.srcDepth, width, height);
+    const BenchImage b = benchImage(nChannels, bench.srcDepth, width, height);
     const BenchImage dst = benchImage(bench.nChannels, bench.dstDepth, width, height);
     const BenchImage other = benchImage(bench.nChannels, bench.dstDepth, width, height);
     BenchImage mask;
@@ -94,6 +95,10 @@ static std::vector<MoveBench> moveBenches()
     /* Three channels, where pixels are more than samples. */
     all.push_back({"vekCopy/8U-3ch", VEK_DEPTH_8U, VEK_DEPTH_8U, 3, 1 << WHOLE | 1 << REGION, false,
                    [](In a, In, Out d) { vekCopy(a, d); }});
+    all.push_back({"vekExchange/8U-3ch", VEK_DEPTH_8U, VEK_DEPTH_8U, 3, 1 << WHOLE | 1 << REGION, false,
+                   [](In a, In, Out d) { vekExchange((Out)a, d); }});
+    all.push_back({"vekBitonalToGray/8U-3ch", VEK_DEPTH_1U, VEK_DEPTH_8U, 3, 1 << WHOLE, false,
+                   [](In a, In, Out d) { vekBitonalToGray(a, d, 3, 100); }});
     all.push_back({"vekMirror-columns/8U-3ch", VEK_DEPTH_8U, VEK_DEPTH_8U, 3, 1 << WHOLE | 1 << REGION, false,
                    [](In a, In, Out d) { vekMirror(a, d, 1); }});
     return all;
