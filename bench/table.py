@@ -1,55 +1,49 @@
 #!/usr/bin/env python3
-"""Writes the table of docs/performance.md.
+"""Writes the tables of docs/performance.md.
 
     bench/table.py RUN.json [RUN.json ...]
 
-The files are what vekbench wrote with --benchmark_out=RUN.json; of several runs the least figure counts. The table
-stands between the two marks of the page."""
+The files are what vekbench wrote with --benchmark_out=RUN.json; of several runs the least figure counts. They
+stand between the two marks of the page."""
 import json
 import pathlib
 import sys
 
 PAGE = pathlib.Path(__file__).resolve().parent.parent / "docs" / "performance.md"
 MARKS = ("<!-- table: begin -->\n", "<!-- table: end -->\n")
-SHAPES = ("whole", "place", "region", "channel", "half", "random", "bits")
-
-
 def best_figures(paths):
-    """{(family, operation, depth): {shape: (ratio, ns)}}, in the order of the runs."""
-    figures = {}
+    """{family: {(operation, depth): {shape: (ratio, ns)}}}, in the order of the runs."""
+    families = {}
     for path in paths:
         for run in json.loads(pathlib.Path(path).read_text())["benchmarks"]:
             if run.get("run_type") == "aggregate":
                 continue
             if run.get("error_occurred"):
                 sys.exit(f"{run['name']}: {run['error_message']}")
-            family, operation, depth, shape = run["name"].split("/")[:4]
-            shapes = figures.setdefault((family, operation, depth), {})
+            family, operation, depth, *shape = run["name"].removesuffix("/manual_time").split("/")
+            shapes = families.setdefault(family, {}).setdefault((operation, depth), {})
+            shape = shape[0] if shape else "whole"
             ratio, ns = shapes.get(shape, (float("inf"), float("inf")))
             shapes[shape] = (min(ratio, run["ratio"]), min(ns, run["ns"]))
-    return figures
+    return families
 
 
-def table(figures):
-    yield "| operation | depth | " + " | ".join(SHAPES) + " | small, ns |"
-    yield "|---|---|" + "--:|" * (len(SHAPES) + 1)
-    for (_, operation, depth), shapes in figures.items():
-        if not shapes.keys() & {*SHAPES, "small"}:
-            continue
-        cells = [f"{shapes[shape][0]:.2f}" if shape in shapes else "" for shape in SHAPES]
-        cells.append(f"{shapes['small'][1]:.0f}" if "small" in shapes else "")
-        yield f"| {operation} | {depth} | " + " | ".join(cells) + " |"
+def cell(shapes, shape):
+    if shape not in shapes:
+        return ""
+    ratio, ns = shapes[shape]
+    return f"{ns:.0f}" if shape == "small" else f"{ratio:.2f}" if ratio < 20 else f"{ratio:.0f}"
 
 
-def sizes_table(figures):
-    """Operations that are measured by size."""
-    rows = {}
-    for (_, operation, depth), shapes in figures.items():
-        for shape, (ratio, ns) in shapes.items():
-            if shape not in SHAPES and shape != "small":
-                rows[operation, depth, shape] = f"| {operation} | {depth} | {shape} | {ratio:.2f} | {ns / 1000:.1f} |"
-    if rows:
-        yield from ("", "| operation | depth | size | ratio | microseconds |", "|---|---|---|--:|--:|", *rows.values())
+def table(family, operations):
+    """A row for each operation and depth, a column for each shape of the family; small images come last, in ns."""
+    columns = list(dict.fromkeys(shape for shapes in operations.values() for shape in shapes))
+    columns.sort(key=lambda shape: shape == "small")
+    yield from ("", f"### {family}", "")
+    yield "| operation | depth | " + " | ".join(columns).replace("small", "small, ns") + " |"
+    yield "|---|---|" + "--:|" * len(columns)
+    for (operation, depth), shapes in operations.items():
+        yield f"| {operation} | {depth} | " + " | ".join(cell(shapes, shape) for shape in columns) + " |"
 
 
 def machine(path):
@@ -64,9 +58,9 @@ def main():
         sys.exit(__doc__)
     before, rest = PAGE.read_text().split(MARKS[0])
     _, after = rest.split(MARKS[1])
-    figures = best_figures(sys.argv[1:])
-    text = "\n".join([*table(figures), *sizes_table(figures)])
-    PAGE.write_text(before + MARKS[0] + "\n" + machine(sys.argv[1]) + "\n\n" + text + "\n\n" + MARKS[1] + after)
+    families = best_figures(sys.argv[1:])
+    text = "\n".join(line for family in families.items() for line in table(*family))
+    PAGE.write_text(before + MARKS[0] + "\n" + machine(sys.argv[1]) + "\n" + text + "\n\n" + MARKS[1] + after)
 
 
 main()

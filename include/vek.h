@@ -478,7 +478,7 @@ VEK_API void vekExchange(VekImage* imageA, VekImage* imageB);
 
 /* vekSet, vekSetFP: every sample of the region takes one value, held to the range of the depth.
  *   dstImage   its own mask counts; under a mask a 1U region takes the value where the mask is 1, by vekOr or vekAnd, whose
- *              tests then hold
+ *              tests then hold; while vekSetFP works its depth is 32S, which a reporter that leaves by longjmp leaves so
  *   fillValue  any value
  *   depths     1U 8U 8S 16U 16S 32S; vekSetFP 32F
  *   writes     as vekCopy

@@ -80,13 +80,14 @@ static void ownSetBits(const OwnFace& face, const OwnMove& move, const VekImage*
 
 /* ---- Tiles --------------------------------------------------------------------------------------------------- */
 
-/* vekSet is called again on each piece, under private headers. The callback is given the caller's own. */
-static void ownSetPieces(const OwnFace& face, const OwnMove& move, const VekImage* dstImage, int32_t value)
+/* vekSet is called again on each piece, under private headers. */
+static void ownSetPieces(const OwnFace& face, const OwnMove& move, int32_t value)
 {
     OwnPieces walk = {};
     walk.face = &face;
     walk.nParts = 1;
-    walk.part[0] = {dstImage, move.x[0], move.y[0], false, VEK_TILE_WRITE, VEK_StatusFailed, "Error get tile to write"};
+    walk.part[0] = {
+        move.image[0], move.x[0], move.y[0], false, VEK_TILE_WRITE, VEK_StatusFailed, "Error get tile to write"};
     walk.width = move.width;
     walk.height = move.height;
     VekImage mask = move.mask ? *move.mask : VekImage{};
@@ -95,7 +96,6 @@ static void ownSetPieces(const OwnFace& face, const OwnMove& move, const VekImag
         VekROI part = {0, region.xOffset + walk.x, region.yOffset + walk.y, walk.nColumns, walk.nRows};
         mask.roi = &part;
         walk.header[0].maskROI = move.mask ? &mask : nullptr;
-        walk.header[0].depth = move.image[0]->depth;
         vekSet(&walk.header[0], value);
         ownClosePiece(walk);
     }
@@ -103,32 +103,34 @@ static void ownSetPieces(const OwnFace& face, const OwnMove& move, const VekImag
 
 /* ---- The two functions --------------------------------------------------------------------------------------- */
 
-/* vekSet, where `as` is the caller's header or another one for the same pixels. */
-static void ownSet(const VekImage* dstImage, const VekImage* as, int32_t fillValue)
+void vekSet(VekImage* dstImage, int32_t fillValue)
 {
     OWN_FACE("vekSet", "vekSCE");
-    OWN_REFUSE_HEADER(as);
-    OWN_FAIL_IF(as->depth == VEK_DEPTH_32F, VEK_StatusBadDepth, "You should use vekSetFP for this image");
+    OWN_REFUSE_HEADER(dstImage);
+    OWN_FAIL_IF(dstImage->depth == VEK_DEPTH_32F, VEK_StatusBadDepth, "You should use vekSetFP for this image");
     OwnMove move;
-    const VekImage* image[1] = {as};
-    const int32_t value = ownSetLimit(as->depth, fillValue);
+    const VekImage* image[1] = {dstImage};
+    const int32_t value = ownSetLimit(dstImage->depth, fillValue);
     if (!ownBeginMove(face, 1, image, &move)) return;
-    if (move.isTiled()) return ownSetPieces(face, move, dstImage, value);
-    if (as->depth == VEK_DEPTH_1U && move.mask) return ownSetBits(face, move, as, value);
-    ownSetSamples(move, as, value);
+    if (move.isTiled()) return ownSetPieces(face, move, value);
+    if (dstImage->depth == VEK_DEPTH_1U && move.mask) return ownSetBits(face, move, dstImage, value);
+    ownSetSamples(move, dstImage, value);
 }
 
-void vekSet(VekImage* dstImage, int32_t fillValue) { ownSet(dstImage, dstImage, fillValue); }
+/* A header that says 32S for a while. This file is compiled so that an exception of the reporter's ends that while, too. */
+struct OwnWholeForAWhile {
+    VekImage* image;
+    explicit OwnWholeForAWhile(VekImage* floats) : image(floats) { image->depth = VEK_DEPTH_32S; }
+    ~OwnWholeForAWhile() { image->depth = VEK_DEPTH_32F; }
+};
 
-/* The float's bits, as an integer, under a private header that says 32S. The caller's keeps its depth, so a reporter or a
- * callback may leave by an exception or a long jump, and nothing is left to be put right. */
+/* The float's bits, as an integer. */
 void vekSetFP(VekImage* dstImage, float fillValue)
 {
     OWN_FACE("vekSetFP", "vekSCE");
     OWN_REFUSE_IF(dstImage==0);
     OWN_FAIL_IF(dstImage->depth != VEK_DEPTH_32F, VEK_StatusBadDepth, "You should use vekSet for this image");
-    VekImage words = *dstImage;
-    words.depth = VEK_DEPTH_32S;
-    ownSet(dstImage, &words, std::bit_cast<int32_t>(fillValue));
+    const OwnWholeForAWhile whole(dstImage);
+    vekSet(dstImage, std::bit_cast<int32_t>(fillValue));
     if (vekGetErrStatus() < 0) ownFail(face, VEK_StatusBacktrace, "", __LINE__);
 }
