@@ -607,5 +607,7 @@ void ownMovePixels(const OwnPixels& from, const OwnPixels& to, OwnColourStep ste
 {
     const int32_t width = std::min(from.view.width, to.view.width), height = std::min(from.view.height, to.view.height);
     OwnChunk chunk = {};
-    for (ptrdiff_t y = 0; y < height; ++y) ownMoveRow(from, to, step, &chunk, y, width);
+    /* Sources are read as they lie in memory: it is reads that wait for it. */
+    const bool isUpward = from.view.rowStep < 0;
+    for (ptrdiff_t y = 0; y < height; ++y) ownMoveRow(from, to, step, &chunk, isUpward ? height - 1 - y : y, width);
 }
