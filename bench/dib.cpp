@@ -9,6 +9,7 @@
 #include <random>
 
 #ifdef _WIN32
+#define NOMINMAX
 #include <windows.h>
 #endif
 

@@ -479,11 +479,18 @@ static void ownFields16ToThree8(uint8_t* out, const uint8_t* in, ptrdiff_t n, co
     ownToThree8<2>(out, in, n, [&](const uint8_t* p) { return ownColours16(p, k); });
 }
 
-/* Entries are stored with their fourth byte, which the next one covers; the last one without. */
+/* Two entries at a time are stored as eight bytes, of which the next ones cover two; the last entries are stored singly. */
 static void ownIndex8ToThree8(uint8_t* out, const uint8_t* in, ptrdiff_t n, const OwnPixels& k)
 {
-    for (ptrdiff_t i = 0; i < n - 1; ++i) memcpy(out + 3 * i, k.entries[in[i]], 4);
-    memcpy(out + 3 * (n - 1), k.entries[in[n - 1]], 3);
+    ptrdiff_t i = 0;
+    for (; i < n - 2; i += 2) {
+        uint32_t first, second;
+        memcpy(&first, k.entries[in[i]], 4);
+        memcpy(&second, k.entries[in[i + 1]], 4);
+        const uint64_t both = (first & 0xFFFFFF) | (uint64_t)second << 24;
+        memcpy(out + 3 * i, &both, 8);
+    }
+    for (; i < n; ++i) memcpy(out + 3 * i, k.entries[in[i]], 3);
 }
 
 static const struct OwnStraightMove {
