@@ -1,5 +1,6 @@
 /* vekset: one value for every sample of a region. */
 #include "ownmove.h"
+#include "ownwhile.h"
 #include "ownsimd.h"
 
 /* ---- The fill ------------------------------------------------------------------------------------------------ */
@@ -117,20 +118,24 @@ void vekSet(VekImage* dstImage, int32_t fillValue)
     ownSetSamples(move, dstImage, value);
 }
 
-/* A header that says 32S for a while. This file is compiled so that an exception of the reporter's ends that while, too. */
-struct OwnWholeForAWhile {
-    VekImage* image;
-    explicit OwnWholeForAWhile(VekImage* floats) : image(floats) { image->depth = VEK_DEPTH_32S; }
-    ~OwnWholeForAWhile() { image->depth = VEK_DEPTH_32F; }
+struct OwnFloatFill {
+    const OwnFace& face;
+    float value;
 };
 
 /* The float's bits, as an integer. */
+static void ownSetFloat(VekImage* dstImage, const void* fillValue)
+{
+    const OwnFace& face = ((const OwnFloatFill*)fillValue)->face;
+    vekSet(dstImage, std::bit_cast<int32_t>(((const OwnFloatFill*)fillValue)->value));
+    if (vekGetErrStatus() < 0) ownFail(face, VEK_StatusBacktrace, "", __LINE__);
+}
+
 void vekSetFP(VekImage* dstImage, float fillValue)
 {
     OWN_FACE("vekSetFP", "vekSCE");
     OWN_REFUSE_IF(dstImage==0);
     OWN_FAIL_IF(dstImage->depth != VEK_DEPTH_32F, VEK_StatusBadDepth, "You should use vekSet for this image");
-    const OwnWholeForAWhile whole(dstImage);
-    vekSet(dstImage, std::bit_cast<int32_t>(fillValue));
-    if (vekGetErrStatus() < 0) ownFail(face, VEK_StatusBacktrace, "", __LINE__);
+    const OwnFloatFill fill = {face, fillValue};
+    ownWithDepth(dstImage, VEK_DEPTH_32S, ownSetFloat, &fill);
 }

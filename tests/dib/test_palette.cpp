@@ -17,9 +17,9 @@ TEST(Nearest, IsThePlainWalk)
             for (uint8_t& byte : table) byte = (uint8_t)(base + draw(random, 0, spread - 1));
             const int nColours = count > 300 ? 600 : 3000;
             for (int i = 0; i < nColours; ++i) {
-                const size_t near = 4 * (random() % (uint32_t)count);
+                const size_t entry = 4 * (random() % (uint32_t)count);
                 for (size_t c = 0; c < 3; ++c)
-                    colours[c].push_back((uint8_t)(i & 1 ? random() : (uint32_t)table[near + c] + random() % 9 - 4));
+                    colours[c].push_back((uint8_t)(i & 1 ? random() : (uint32_t)table[entry + c] + random() % 9 - 4));
             }
             OwnNearest nearest;
             ownNearestOpen(&nearest, table.data(), count);

@@ -1,4 +1,4 @@
-/* ownbits: runs of bits that begin anywhere in a byte, brought to another place, joined and stored in one pass.
+/* ownbitrow: runs of bits that begin anywhere in a byte, brought to another place, joined and stored in one pass.
  *
  * Byte i of a result is made of two neighbouring bytes of a source, v[i - back] and v[i - back + 1], shifted by the distance
  * of the two places in their bytes. Of a run that goes backward, v are its bytes from the first one down, each turned. */
