@@ -6,12 +6,12 @@
 #include <vector>
 #include <vek.h>
 
-static thread_local std::vector<std::string> heard;
+static thread_local std::vector<std::string>* heard; // where the thread keeps what it hears
 
 static VekStatus listen(VekStatus status, const char* function, const char* context, const char*, int32_t) noexcept
 {
-    heard.push_back(std::string(function ? function : "") + ": " + vekErrorStr(status) + ", " +
-                    (context ? context : ""));
+    heard->push_back(std::string(function ? function : "") + ": " + vekErrorStr(status) + ", " +
+                     (context ? context : ""));
     return status;
 }
 
@@ -23,6 +23,8 @@ static std::string work(int32_t depth)
                                            VEK_ORIGIN_TOP_LEFT, 8, 8, 8, nullptr, nullptr, nullptr, nullptr);
     if (!image) return "out of memory\n";
     image->imageData = pixels;
+    std::vector<std::string> failures;
+    heard = &failures;
     vekRedirectError(listen);
     vekSetErrMode(VEK_ErrorModeParent);
 
@@ -35,8 +37,8 @@ static std::string work(int32_t depth)
     vekDeallocateHeader(image);
 
     std::string text = pixels[0] == 255 ? "inverted; " : "not inverted; ";
-    text += std::to_string(heard.size()) + " failures\n";
-    for (const std::string& line : heard) text += "  " + line + "\n";
+    text += std::to_string(failures.size()) + " failures\n";
+    for (const std::string& line : failures) text += "  " + line + "\n";
     return text;
 }
 
