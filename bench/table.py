@@ -11,6 +11,8 @@ import sys
 
 PAGE = pathlib.Path(__file__).resolve().parent.parent / "docs" / "performance.md"
 MARKS = ("<!-- table: begin -->\n", "<!-- table: end -->\n")
+
+
 def best_figures(paths):
     """{family: {(operation, depth): {shape: (ratio, ns)}}}, in the order of the runs."""
     families = {}
@@ -20,9 +22,12 @@ def best_figures(paths):
                 continue
             if run.get("error_occurred"):
                 sys.exit(f"{run['name']}: {run['error_message']}")
-            family, operation, depth, *shape = run["name"].removesuffix("/manual_time").split("/")
+            family, operation, depth, *more = run["name"].removesuffix("/manual_time").split("/")
+            if "error" in run:
+                continue
+            depth = " ".join([depth, *more[1:]])
             shapes = families.setdefault(family, {}).setdefault((operation, depth), {})
-            shape = shape[0] if shape else "whole"
+            shape = more[0] if more else "whole"
             ratio, ns = shapes.get(shape, (float("inf"), float("inf")))
             shapes[shape] = (min(ratio, run["ratio"]), min(ns, run["ns"]))
     return families
@@ -46,6 +51,14 @@ def table(family, operations):
         yield f"| {operation} | {depth} | " + " | ".join(cell(shapes, shape) for shape in columns) + " |"
 
 
+def errors_table(path):
+    """The relative error of the Fourier transform by length; it depends on no clock."""
+    runs = [run for run in json.loads(pathlib.Path(path).read_text())["benchmarks"] if "error" in run]
+    if runs:
+        yield from ("", "Relative error of the 32F transform, root mean square, by length:", "", "| length | error |", "|--:|--:|")
+        yield from (f"| {run['name'].split('/')[3]} | {run['error']:.1e} |" for run in runs)
+
+
 def machine(path):
     """What the first run was made on."""
     context = json.loads(pathlib.Path(path).read_text())["context"]
@@ -60,6 +73,7 @@ def main():
     _, after = rest.split(MARKS[1])
     families = best_figures(sys.argv[1:])
     text = "\n".join(line for family in families.items() for line in table(*family))
+    text += "\n".join(["", *errors_table(sys.argv[1])])
     PAGE.write_text(before + MARKS[0] + "\n" + machine(sys.argv[1]) + "\n" + text + "\n\n" + MARKS[1] + after)
 
 
