@@ -17,15 +17,12 @@ static void ownTurnedPlaces(uint8_t* place, int pixelBytes, int used)
         place[16 - used + i] = (uint8_t)(used - (i / pixelBytes + 1) * pixelBytes + i % pixelBytes);
 }
 
-/* Pixels of which a vector holds whole ones: all bytes turned, then those of each pixel turned back. */
-static void ownTurnVectors(uint8_t* out, const uint8_t* src, int pixelBytes, ptrdiff_t nBytes)
+/* All bytes turned, a vector and more of them, each vector as `finish` leaves it. */
+template <class F> static inline void ownTurnVectors(uint8_t* out, const uint8_t* src, ptrdiff_t nBytes, F finish)
 {
     constexpr ptrdiff_t step = OWN_VEC_BYTES;
-    uint8_t back[16];
-    for (int i = 0; i < 16; ++i) back[i] = (uint8_t)(i / pixelBytes * pixelBytes + pixelBytes - 1 - i % pixelBytes);
-    const OwnVec<uint8_t> order = ownRepeat16(back);
     const auto turn = [=](ptrdiff_t i) {
-        ownStore(out + i, ownPickBytes(ownTurn(ownLoad<uint8_t>(src + nBytes - i - step)), order));
+        ownStore(out + i, finish(ownTurn(ownLoad<uint8_t>(src + nBytes - i - step))));
     };
     ptrdiff_t i = 0;
     for (; i < nBytes - 4 * step; i += 4 * step)
@@ -34,13 +31,23 @@ static void ownTurnVectors(uint8_t* out, const uint8_t* src, int pixelBytes, ptr
     turn(nBytes - step);
 }
 
+/* Pixels of which a vector holds whole ones: the bytes of each pixel are turned back. */
+static void ownTurnWholePixels(uint8_t* out, const uint8_t* src, int pixelBytes, ptrdiff_t nBytes)
+{
+    if (pixelBytes == 1) return ownTurnVectors(out, src, nBytes, [](OwnVec<uint8_t> bytes) { return bytes; });
+    uint8_t back[16];
+    for (int i = 0; i < 16; ++i) back[i] = (uint8_t)(i / pixelBytes * pixelBytes + pixelBytes - 1 - i % pixelBytes);
+    const OwnVec<uint8_t> order = ownRepeat16(back);
+    ownTurnVectors(out, src, nBytes, [=](OwnVec<uint8_t> bytes) { return ownPickBytes(bytes, order); });
+}
+
 /* Of other pixels sixteen bytes are read at a time, of which whole pixels are used; what a store leaves before them the next one
  * covers. Here it is faster to read forward and to write backward. */
 void ownTurnPixels(uint8_t* out, const uint8_t* src, int pixelBytes, ptrdiff_t nPixels)
 {
     const ptrdiff_t nBytes = nPixels * pixelBytes;
     if (pixelBytes <= 16 && 16 % pixelBytes == 0 && nBytes >= OWN_VEC_BYTES)
-        return ownTurnVectors(out, src, pixelBytes, nBytes);
+        return ownTurnWholePixels(out, src, pixelBytes, nBytes);
     ptrdiff_t i = 0;
     if (pixelBytes <= 16) {
         uint8_t place[16];
