@@ -27,15 +27,7 @@ file(CHMOD ${WORK}/bin/ldconfig PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
 set(ENV{PATH} "${WORK}/bin:$ENV{PATH}:/usr/sbin:/sbin")
 set(dpkg ${DPKG} --root=${root} --force-not-root --force-depends --force-script-chrootless --log=${WORK}/log)
 run(${dpkg} --install ${runtime} ${development})
-holds("files of the packages" ${root}/usr
-  include/vek.h
-  ${LIBDIR}/cmake/vek/vek-config-version.cmake
-  ${LIBDIR}/cmake/vek/vek-config.cmake
-  ${LIBDIR}/cmake/vek/vek-targets-${config}.cmake
-  ${LIBDIR}/cmake/vek/vek-targets.cmake
-  ${LIBDIR}/libvekA6.so
-  ${LIBDIR}/libvekA6.so.6
-  ${LIBDIR}/pkgconfig/vek.pc)
+holds_installation("files of the packages" ${root}/usr)
 if(NOT EXISTS ${WORK}/refreshed)
   message(FATAL_ERROR "the cache of libraries was not refreshed")
 endif()

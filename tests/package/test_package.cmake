@@ -12,15 +12,7 @@ set(prefix ${WORK}/prefix)
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${prefix})
 
 string(TOLOWER ${CONFIG} config)
-holds("installed files" ${prefix}
-  include/vek.h
-  ${LIBDIR}/cmake/vek/vek-config-version.cmake
-  ${LIBDIR}/cmake/vek/vek-config.cmake
-  ${LIBDIR}/cmake/vek/vek-targets-${config}.cmake
-  ${LIBDIR}/cmake/vek/vek-targets.cmake
-  ${LIBDIR}/libvekA6.so
-  ${LIBDIR}/libvekA6.so.6
-  ${LIBDIR}/pkgconfig/vek.pc)
+holds_installation("installed files" ${prefix})
 
 # The README has one example in C, and the text that it prints.
 file(READ ${README} readme)

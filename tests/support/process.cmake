@@ -25,3 +25,16 @@ function(holds what folder)
   list(JOIN wanted "\n" wanted)
   same("${what}" "${found}" "${wanted}")
 endfunction()
+
+# Ends the test unless a folder holds just what an installation consists of. LIBDIR and `config` are the caller's.
+function(holds_installation what folder)
+  holds("${what}" ${folder}
+    include/vek.h
+    ${LIBDIR}/cmake/vek/vek-config-version.cmake
+    ${LIBDIR}/cmake/vek/vek-config.cmake
+    ${LIBDIR}/cmake/vek/vek-targets-${config}.cmake
+    ${LIBDIR}/cmake/vek/vek-targets.cmake
+    ${LIBDIR}/libvekA6.so
+    ${LIBDIR}/libvekA6.so.6
+    ${LIBDIR}/pkgconfig/vek.pc)
+endfunction()
