@@ -196,6 +196,20 @@ VekROI ownRegion(const VekImage* image);
 /* The same by width and height alone: of an image that may have no pixels. */
 VekROI ownHeaderRegion(const VekImage* image);
 
+/* A private header: on pixels that are laid out like the image's, without region, mask and tiles. */
+VekImage ownHeaderOn(const VekImage* image, void* pixels, int32_t width, int32_t height, int32_t rowBytes);
+
+/* The same on a new block, which ownFree takes back; its imageData is null when memory is short. A band has as many of
+ * `height` rows, one at least, as stay in the first-level cache while others take their place. */
+VekImage ownHeaderOnNew(const VekImage* image, int64_t width, int64_t height);
+VekImage ownHeaderOnBand(const VekImage* image, int32_t width, int32_t height);
+
+/* The same on the tile that is open; its imageData is null when the tile was not delivered. */
+VekImage ownTileOf(const VekImage* image);
+
+/* Makes of a tiled image's header that of one tile, still without pixels. False when no header can describe it. */
+bool ownTileHeader(const VekImage* image, VekImage* header);
+
 /* A rectangle of a view that lies within it. */
 OwnView ownCrop(OwnView view, int32_t x, int32_t y, int32_t width, int32_t height);
 
@@ -341,6 +355,13 @@ void ownTraverse(const OwnPoint& point, const VekImage* const image[], const Vek
  * backward. */
 void ownTraverseViews(const OwnPoint& point, const OwnView view[], const OwnView* mask);
 
+/* A traversal that brings samples from one place to another as they are, with nothing between the rows; and the traversal
+ * of two views of equally many pixels, of some channels, or of all. */
+OwnPoint ownCopyPoint(int sampleBits, const OwnChannels& from, const OwnChannels& to);
+void ownCopyView(const OwnView& src, const OwnView& dst, const OwnChannels& from, const OwnChannels& to,
+                 const OwnView* mask = nullptr);
+void ownCopyView(const OwnView& src, const OwnView& dst, int32_t nChannels);
+
 /* The same for a run that writes to its source, too, and so must be given the images' own samples. False: they don't lie side
  * by side in all images, or a mask spares some of them, and nothing is done. */
 bool ownTraverseStraight(const OwnPoint& point, const VekImage* const image[], const VekImage* mask);
@@ -419,9 +440,6 @@ void ownPlanePass(const OwnPlanePass& pass);
 /* Visits the common rectangle of the point's images piece by piece, with private headers, and traverses each piece. False
  * when a tile did not come, which has been reported. */
 bool ownTileWalk(const OwnPoint& point, const VekImage* mask);
-
-/* Makes of a tiled image's header that of one tile, still without pixels. False when no header can describe it. */
-bool ownTileHeader(const VekImage* image, VekImage* header);
 
 /* ---- Pieces -------------------------------------------------------------------------------------------------- */
 

@@ -125,19 +125,6 @@ static void ownPassOnce(const OwnColourPass& pass, const OwnView& src, const Own
         ownPassOver(pass, ownLastColumn(src, width), ownLastColumn(dst, width), pass.lastRun);
 }
 
-/* A private header on pixels in a block of their own. */
-static VekImage ownBlockHeader(const VekImage* image, uint8_t* data, int32_t width, int32_t height, int32_t widthStep)
-{
-    VekImage header = *image;
-    header.roi = nullptr;
-    header.tileInfo = nullptr;
-    header.imageData = data;
-    header.width = width;
-    header.height = height;
-    header.widthStep = widthStep;
-    return header;
-}
-
 /* One tile of the destination, or all of it: the source's pixels at the same place are brought into a block, unless they
  * are the tile's own. */
 static void ownPassTile(const OwnFace& face, const OwnColourPass& pass, const VekImage& tile, int32_t x, int32_t y)
@@ -150,7 +137,7 @@ static void ownPassTile(const OwnFace& face, const OwnColourPass& pass, const Ve
     int32_t rowBytes = 0;
     void* block = vekCopyRectBordered(pass.srcImage, x, y, dst.width, dst.height, &rowBytes);
     OWN_FAIL_IF(!block, VEK_StatusNoMemory, "Out of memory");
-    const VekImage source = ownBlockHeader(pass.srcImage, (uint8_t*)block, dst.width, dst.height, rowBytes);
+    const VekImage source = ownHeaderOn(pass.srcImage, block, dst.width, dst.height, rowBytes);
     ownPassOnce(pass, ownWholeView(&source), dst);
     vekFree(block);
 }
@@ -160,14 +147,12 @@ static void ownPassTiles(const OwnFace& face, const OwnColourPass& pass)
 {
     const VekImage* dst = pass.dstImage;
     const VekTileInfo& info = *dst->tileInfo;
-    const int32_t widthStep = ownTileRowBytes(dst);
     for (int32_t row = 0; row <= (dst->height - 1) / info.height; ++row)
         for (int32_t column = 0; column <= (dst->width - 1) / info.width; ++column) {
             info.callBack(dst, column, row, VEK_TILE_WRITE);
             if (!info.tileData && column == 0) return;
             if (!info.tileData) break;
-            ownPassTile(face, pass, ownBlockHeader(dst, info.tileData, info.width, info.height, widthStep),
-                        column * info.width, row * info.height);
+            ownPassTile(face, pass, ownTileOf(dst), column * info.width, row * info.height);
             info.callBack(dst, column, row, VEK_TILE_RELEASE);
         }
 }

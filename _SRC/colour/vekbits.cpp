@@ -69,14 +69,11 @@ static bool ownTakeSource(const OwnReducing& reducing, int32_t x, int32_t y, con
         if (x <= all.width - dst.width && y <= all.height - dst.height)
             return ownTakeLower(reducing, ownCrop(all, x, y, dst.width, dst.height), dst);
     }
-    VekImage source = image;
-    void* block = vekCopyRectBordered(&image, x, y, dst.width, dst.height, &source.widthStep);
+    int32_t rowBytes = 0;
+    void* block = vekCopyRectBordered(&image, x, y, dst.width, dst.height, &rowBytes);
     const OwnFace& face = *reducing.face;
     OWN_FAIL_IF(!block, VEK_StatusNoMemory, "Out of memory", false);
-    source.imageData = (uint8_t*)block;
-    source.tileInfo = nullptr;
-    source.width = dst.width;
-    source.height = dst.height;
+    const VekImage source = ownHeaderOn(&image, block, dst.width, dst.height, rowBytes);
     const bool taken = ownTakeLower(reducing, ownWholeView(&source), dst);
     vekFree(block);
     return taken;
@@ -130,13 +127,11 @@ struct OwnReducedTile {
 template <class F> static bool ownEachTile(const VekImage* dst, int32_t row, F work)
 {
     const VekTileInfo& info = *dst->tileInfo;
-    VekImage header = *dst;
-    (void)ownTileHeader(dst, &header);
-    const int64_t stepSamples = header.widthStep / std::max(ownSampleBits(dst->depth) >> 3, 1);
+    const int64_t stepSamples = ownTileRowBytes(dst) / std::max(ownSampleBits(dst->depth) >> 3, 1);
     for (int32_t column = 0; column <= (dst->width - 1) / info.width; ++column) {
         info.callBack(dst, column, row, VEK_TILE_WRITE);
-        header.imageData = info.tileData;
-        if (!header.imageData) return false;
+        if (!info.tileData) return false;
+        const VekImage header = ownTileOf(dst);
         OwnReducedTile tile = {ownWholeView(&header), column * info.width, row * info.height, column * stepSamples};
         tile.view.width = std::min(tile.view.width, dst->width - tile.x);
         tile.view.height = std::min(tile.view.height, dst->height - tile.y);
@@ -164,16 +159,10 @@ static void ownReduceTiles(const OwnReducing& reducing, bool dithers)
 
 /* A row of tiles is reduced into a block as wide as the image, tile by tile, goes through the diffusion, and is brought to
  * the tiles. */
-static void ownDiffuseTileRows(const OwnReducing& reducing, OwnDiffusion* diffusion, VekImage band)
+static void ownDiffuseTileRows(const OwnReducing& reducing, OwnDiffusion* diffusion, const VekImage& band)
 {
     const VekImage* dst = reducing.dstImage;
     const VekTileInfo& info = *dst->tileInfo;
-    OwnPoint copy = {};
-    copy.nImages = 2;
-    copy.channels[0] = copy.channels[1] = {0, dst->nChannels, false};
-    copy.run = ownCopyRows[ownSlot(dst->depth)].run;
-    copy.copies = true;
-
     const int32_t nRows = ownTileRowCount(dst);
     for (int32_t row = 0; row < nRows; ++row) {
         const int32_t y = row * info.height, height = std::min(info.height, dst->height - y);
@@ -183,8 +172,7 @@ static void ownDiffuseTileRows(const OwnReducing& reducing, OwnDiffusion* diffus
                 return;
         ownDiffuse(diffusion, all);
         const bool stored = ownEachTile(dst, row, [&](const OwnReducedTile& tile) {
-            const OwnView view[2] = {ownCrop(all, tile.x, 0, tile.view.width, height), tile.view};
-            ownTraverseViews(copy, view, nullptr);
+            ownCopyView(ownCrop(all, tile.x, 0, tile.view.width, height), tile.view, dst->nChannels);
         });
         if (!stored) return;
     }
@@ -193,13 +181,7 @@ static void ownDiffuseTileRows(const OwnReducing& reducing, OwnDiffusion* diffus
 static void ownReduceDiffused(const OwnReducing& reducing)
 {
     const VekImage* dst = reducing.dstImage;
-    VekImage band = *dst;
-    band.tileInfo = nullptr;
-    band.height = dst->tileInfo->height;
-    const int64_t rowBytes = ownRowBytes(dst, dst->width), bytes = rowBytes * ownRowCount(dst, band.height);
-    band.widthStep = (int32_t)rowBytes;
-    const bool fits = rowBytes <= INT32_MAX && bytes <= PTRDIFF_MAX;
-    band.imageData = fits ? (uint8_t*)ownAlloc((size_t)bytes) : nullptr;
+    const VekImage band = ownHeaderOnNew(dst, dst->width, dst->tileInfo->height);
     OwnDiffusion* diffusion = band.imageData ? ownBeginDiffusion(reducing) : nullptr;
     if (diffusion) ownDiffuseTileRows(reducing, diffusion, band);
     else ownFail(*reducing.face, VEK_StatusNoMemory, "Out of memory", __LINE__);

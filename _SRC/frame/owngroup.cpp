@@ -64,18 +64,6 @@ static void ownReleaseTile(OwnMember& member)
     member.isOpen = false;
 }
 
-/* The same pixels of two images of one kind, whose regions are equally large. */
-static void ownCopyBlock(const VekImage* from, const VekImage* to)
-{
-    const OwnView src = ownView(from), dst = ownView(to);
-    const bool planes = from->dataOrder != VEK_DATA_ORDER_PIXEL;
-    const size_t rowBytes = (size_t)dst.width * (size_t)dst.pixelStep * (size_t)(dst.sampleBits >> 3);
-    for (int32_t c = 0; c < (planes ? from->nChannels : 1); ++c)
-        for (ptrdiff_t y = 0; y < dst.height; ++y)
-            memcpy(dst.data + c * dst.channelStep + y * dst.rowStep, src.data + c * src.channelStep + y * src.rowStep,
-                   rowBytes);
-}
-
 /* The private copy's pixels from all tiles that the block touches (VEK_TILE_READ), or back to them (VEK_TILE_WRITE). */
 static bool ownMoveBlock(OwnGroup& group, OwnMember& member, const OwnBlock& block, int32_t mode)
 {
@@ -97,8 +85,8 @@ static bool ownMoveBlock(OwnGroup& group, OwnMember& member, const OwnBlock& blo
             inPart.yOffset = y - y0;
             if (!ownOpenTile(group, member, x / tile.width, y / tile.height, mode)) return false;
             tile.imageData = member.image->tileInfo->tileData;
-            if (mode == VEK_TILE_READ) ownCopyBlock(&tile, &part);
-            else ownCopyBlock(&part, &tile);
+            const bool reads = mode == VEK_TILE_READ;
+            ownCopyView(ownView(reads ? &tile : &part), ownView(reads ? &part : &tile), tile.nChannels);
             ownReleaseTile(member);
         }
     }
@@ -111,16 +99,10 @@ static bool ownMoveBlock(OwnGroup& group, OwnMember& member, const OwnBlock& blo
 static bool ownShowCopy(OwnGroup& group, OwnMember& member, const OwnBlock& block)
 {
     VekImage& header = member.header;
-    header.tileInfo = nullptr;
-    header.width = block.width;
-    header.height = block.height;
-    const int64_t rowBytes = ownRowBytes(&header, block.width), rows = ownRowCount(&header, block.height);
-    if (rows > INT32_MAX / rowBytes) return ownGroupFail(group, VEK_StatusBacktrace);
-    header.widthStep = (int32_t)rowBytes;
-    header.imageSize = (int32_t)(rowBytes * rows);
-    member.copy = ownAlloc((size_t)header.imageSize);
+    header = ownHeaderOnNew(&header, block.width, block.height);
+    header.roi = &member.roi;
+    member.copy = header.imageData;
     if (!member.copy) return ownGroupFail(group, VEK_StatusNoMemory);
-    header.imageData = (uint8_t*)member.copy;
     member.roi.xOffset = member.roi.yOffset = 0;
     return ownMoveBlock(group, member, block, VEK_TILE_READ);
 }

@@ -2,16 +2,6 @@
  * that call themselves on private headers, and those that turn the rows around. */
 #include "own.h"
 
-OWN_TABLE(ownCopyRows) = {
-    /*  1U */ ownCopyRow<1>,
-    /*  8U */ ownCopyRow<1>,
-    /*  8S */ ownCopyRow<1>,
-    /* 16U */ ownCopyRow<2>,
-    /* 16S */ ownCopyRow<2>,
-    /* 32S */ ownCopyRow<4>,
-    /* 32F */ ownCopyRow<4>,
-};
-
 /* ---- The walk ------------------------------------------------------------------------------------------------ */
 
 /* The image's row that goes with the walk's row y. */
@@ -42,16 +32,9 @@ static void ownPlacePart(OwnPieces& walk, int i)
     header = *part.image;
     header.roi = &walk.roi[i];
     header.maskROI = nullptr;
-    header.tileInfo = nullptr;
     walk.roi[i] = {part.image->roi ? part.image->roi->coi : 0, (int32_t)(tile ? x % tile->width : x),
                    (int32_t)(tile ? y % tile->height : y), walk.nColumns, walk.nRows};
-    if (!tile) return;
-    header.width = tile->width;
-    header.height = tile->height;
-    header.widthStep = ownTileRowBytes(part.image);
-    const int64_t nRows = ownRowCount(part.image, tile->height);
-    const bool fits = header.widthStep > 0 && nRows <= INT32_MAX / header.widthStep;
-    header.imageSize = fits ? (int32_t)(nRows * header.widthStep) : 0;
+    if (tile) (void)ownTileHeader(part.image, &header);
 }
 
 /* Calls for the tile that the private header is placed on. */
@@ -106,14 +89,8 @@ static bool ownFillStaged(const OwnPart& part, const OwnFace& face, VekImage* st
 {
     OwnPart to = {staged, 0, 0, false, VEK_TILE_WRITE, VEK_StatusOk, nullptr};
     OwnPieces walk = {&face, 2, {part, to}, 0, staged->width, staged->height, false, 0, 0, 0, 0, {}, {}};
-    OwnPoint point = {};
-    point.nImages = 2;
-    point.channels[0] = point.channels[1] = {0, staged->nChannels, false};
-    point.run = ownCopyRows[ownSlot(staged->depth)].run;
-    point.paddingKept = point.copies = true;
     while (ownOpenPiece(walk)) {
-        const VekImage* image[2] = {&walk.header[0], &walk.header[1]};
-        ownTraverse(point, image, nullptr);
+        ownCopyView(ownView(&walk.header[0]), ownView(&walk.header[1]), staged->nChannels);
         ownClosePiece(walk);
     }
     return !walk.failed;

@@ -70,18 +70,6 @@ static void ownPlace(OwnWalker& w, const VekImage* image, int64_t& width, int64_
     w.header.roi = &w.roi;
 }
 
-bool ownTileHeader(const VekImage* image, VekImage* header)
-{
-    header->tileInfo = nullptr;
-    header->width = image->tileInfo->width;
-    header->height = image->tileInfo->height;
-    header->widthStep = ownTileRowBytes(image);
-    const int64_t rowCount = ownRowCount(image, header->height);
-    const bool fits = header->widthStep > 0 && rowCount <= INT32_MAX / header->widthStep;
-    header->imageSize = fits ? (int32_t)(rowCount * header->widthStep) : 0;
-    return fits;
-}
-
 /* Puts the cursor on the tile of the walker's first pixel. False when the image has no such tile. */
 static bool ownStartCursor(OwnWalker& w)
 {

@@ -144,14 +144,9 @@ static void ownCopyPixels(const OwnView& view, const OwnTake& take, int64_t x, i
  * view. */
 static OwnView ownOpenTile(const VekImage* image, int64_t x, int64_t y)
 {
-    VekImage tile = *image;
-    tile.roi = nullptr;
-    tile.tileInfo = nullptr;
-    tile.width = image->tileInfo->width;
-    tile.height = image->tileInfo->height;
-    tile.widthStep = ownTileRowBytes(image);
-    image->tileInfo->callBack(image, (int32_t)(x / tile.width), (int32_t)(y / tile.height), VEK_TILE_READ);
-    tile.imageData = image->tileInfo->tileData;
+    const VekTileInfo& info = *image->tileInfo;
+    info.callBack(image, (int32_t)(x / info.width), (int32_t)(y / info.height), VEK_TILE_READ);
+    const VekImage tile = ownTileOf(image);
     OwnView view = ownWholeView(&tile);
     if (!tile.imageData) view.width = 0;
     return view;

@@ -8,29 +8,18 @@ bool ownPixelRect(const VekImage* image, OwnRect* rect)
     return rect->left <= rect->right;
 }
 
-/* The whole image, or a block that is laid out like one, as a view moved to a pixel. */
-static OwnView ownViewAt(const VekImage* image, const OwnRect& rect, int64_t x, int64_t y)
+/* As many pixels as a rectangle has, from (x, y) of the image on, or of a block that is laid out like one. */
+static OwnView ownViewAt(const VekImage* image, const OwnRect& rect, int32_t x, int32_t y)
 {
-    OwnView view = ownWholeView(image);
-    const int64_t xBits = x * view.pixelStep * view.sampleBits;
-    view.data += y * view.rowStep + (ptrdiff_t)(xBits >> 3);
-    view.bit = (int)(xBits & 7);
-    view.width = rect.right - rect.left + 1;
-    view.height = rect.bottom - rect.top + 1;
-    return view;
+    return ownCrop(ownWholeView(image), x, y, rect.right - rect.left + 1, rect.bottom - rect.top + 1);
 }
 
-/* A header over a block of pixels in the layout of the image. */
-static VekImage ownBlockHeader(const VekImage* image, uint8_t* block, int32_t width, int32_t height, int32_t rowBytes)
+/* The part of the grid's tile that lies in the rectangle; the tile is open. */
+static OwnView ownTilePart(const VekImage* image, const OwnGrid& grid)
 {
-    VekImage header = *image;
-    header.roi = nullptr;
-    header.tileInfo = nullptr;
-    header.imageData = block;
-    header.width = width;
-    header.height = height;
-    header.widthStep = rowBytes;
-    return header;
+    const VekImage tile = ownTileOf(image);
+    return ownViewAt(&tile, grid.part, grid.part.left - grid.column * grid.width,
+                     grid.part.top - grid.row * grid.height);
 }
 
 /* ---- The destination's parts --------------------------------------------------------------------------------- */
@@ -81,10 +70,7 @@ bool ownOpenPart(OwnGrid* grid)
     }
     image->tileInfo->callBack(image, grid->column, grid->row, VEK_TILE_WRITE);
     if (!image->tileInfo->tileData) return false;
-    const VekImage tile = ownBlockHeader(image, image->tileInfo->tileData, grid->width, grid->height,
-                                         ownTileRowBytes(image));
-    grid->view = ownViewAt(&tile, part, part.left - (int64_t)grid->column * grid->width,
-                           part.top - (int64_t)grid->row * grid->height);
+    grid->view = ownTilePart(image, *grid);
     return true;
 }
 
@@ -96,40 +82,16 @@ void ownClosePart(const OwnGrid* grid)
 
 /* ---- The source's windows ------------------------------------------------------------------------------------ */
 
-/* Rows of `width` pixels, all planes, from one view to another. Bits of a row begin anywhere in a byte. */
-static void ownCopyPart(const OwnView& from, const OwnView& to, int32_t nPlanes, int32_t width, int32_t height)
-{
-    for (int32_t plane = 0; plane < nPlanes; ++plane)
-        for (int32_t y = 0; y < height; ++y) {
-            const uint8_t* a = from.data + plane * from.channelStep + y * from.rowStep;
-            uint8_t* out = to.data + plane * to.channelStep + y * to.rowStep;
-            if (from.sampleBits > 1) {
-                memcpy(out, a, (size_t)width * (size_t)from.pixelStep * (size_t)(from.sampleBits >> 3));
-                continue;
-            }
-            for (int32_t x = 0; x < width; ++x) {
-                const int32_t i = from.bit + x, j = to.bit + x;
-                const int one = a[i >> 3] >> (7 - (i & 7)) & 1, place = 7 - (j & 7);
-                out[j >> 3] = (uint8_t)((out[j >> 3] & ~(1 << place)) | one << place);
-            }
-        }
-}
-
 /* Copies what the rectangle has in the image's tiles. False when one is not delivered. */
 static bool ownCopyTiles(const VekImage* image, const OwnRect& rect, const VekImage& block)
 {
     OwnGrid grid = {image, rect, {}, image->tileInfo->width, image->tileInfo->height, 0, -1, {}};
-    const int32_t rowBytes = ownTileRowBytes(image);
-    const int32_t nPlanes = image->dataOrder == VEK_DATA_ORDER_PIXEL ? 1 : image->nChannels;
     while (ownNextPart(&grid)) {
         const OwnRect& part = grid.part;
         image->tileInfo->callBack(image, grid.column, grid.row, VEK_TILE_READ);
         if (!image->tileInfo->tileData) return false;
-        const VekImage tile = ownBlockHeader(image, image->tileInfo->tileData, grid.width, grid.height, rowBytes);
-        const OwnView from = ownViewAt(&tile, part, part.left - (int64_t)grid.column * grid.width,
-                                       part.top - (int64_t)grid.row * grid.height);
-        const OwnView to = ownViewAt(&block, part, part.left - rect.left, part.top - rect.top);
-        ownCopyPart(from, to, nPlanes, from.width, from.height);
+        ownCopyView(ownTilePart(image, grid), ownViewAt(&block, part, part.left - rect.left, part.top - rect.top),
+                    image->nChannels);
         image->tileInfo->callBack(image, grid.column, grid.row, VEK_TILE_RELEASE);
     }
     return true;
@@ -143,11 +105,9 @@ OwnFetch ownFetchPixels(const VekImage* image, const OwnRect& rect, OwnFetched* 
         return OWN_FETCHED;
     }
     const int32_t width = rect.right - rect.left + 1, height = rect.bottom - rect.top + 1;
-    const int64_t rowBytes = ownRowBytes(image, width), rows = ownRowCount(image, height);
-    if (rowBytes > INT32_MAX || rows > PTRDIFF_MAX / 2 / rowBytes) return OWN_FETCH_NO_MEMORY;
-    window->block = ownAlloc((size_t)(rows * rowBytes));
+    const VekImage block = ownHeaderOnNew(image, width, height);
+    window->block = block.imageData;
     if (!window->block) return OWN_FETCH_NO_MEMORY;
-    const VekImage block = ownBlockHeader(image, (uint8_t*)window->block, width, height, (int32_t)rowBytes);
     window->view = ownWholeView(&block);
     if (ownCopyTiles(image, rect, block)) return OWN_FETCHED;
     ownFreeFetched(window);

@@ -92,31 +92,18 @@ static OwnWideRect ownTurnedRect(const OwnRect& r, int degrees, int64_t xs, int6
     return {xs - r.bottom, ys + r.left, xs - r.top, ys + r.right};
 }
 
-/* A half turn: a copy from a view whose rows run upward and backward. */
-static void ownTurnHalf(const OwnFace& face, uint32_t depth, const OwnView& src, const OwnView& dst,
-                        const OwnChannels channels[2])
-{
-    OwnPoint copy = {};
-    copy.face = &face;
-    copy.nImages = 2;
-    copy.channels[0] = channels[0];
-    copy.channels[1] = channels[1];
-    copy.run = ownCopyRows[ownSlot(depth)].run;
-    copy.copies = true;
-    const OwnView views[2] = {ownReversed(ownTurned(src)), dst};
-    ownTraverseViews(copy, views, nullptr);
-}
-
-/* The destination's rectangle `both` from the source, whose pixel (x, y) comes to its corner. Quarter turns are
- * transpositions, by 90 degrees with the destination's rows from the last one up, by 270 with the source's. */
-static void ownTurnRect(const OwnFace& face, const VekImage* srcImage, const VekImage* dstImage,
-                        const OwnChannels channels[2], const OwnRect& both, int32_t x, int32_t y, int degrees)
+/* The destination's rectangle `both` from the source, whose pixel (x, y) comes to its corner. A half turn is a copy from a
+ * view whose rows run upward and backward; quarter turns are transpositions, by 90 degrees with the destination's rows
+ * from the last one up, by 270 with the source's. */
+static void ownTurnRect(const VekImage* srcImage, const VekImage* dstImage, const OwnChannels channels[2],
+                        const OwnRect& both, int32_t x, int32_t y, int degrees)
 {
     const int32_t width = both.right - both.left + 1, height = both.bottom - both.top + 1;
     const OwnView all = ownWholeView(srcImage);
     const OwnView dst = ownCrop(ownWholeView(dstImage), both.left, both.top, width, height);
     if (degrees == 180)
-        ownTurnHalf(face, dstImage->depth, ownCrop(all, x - width + 1, y - height + 1, width, height), dst, channels);
+        ownCopyView(ownReversed(ownTurned(ownCrop(all, x - width + 1, y - height + 1, width, height))), dst,
+                    channels[0], channels[1]);
     else if (degrees == 90) ownTranspose(ownCrop(all, x - height + 1, y, height, width), ownReversed(dst), channels);
     else ownTranspose(ownReversed(ownCrop(all, x, y - width + 1, height, width)), dst, channels);
 }
@@ -136,5 +123,5 @@ void ownQuarterTurn(const OwnFace& face, const VekImage* srcImage, VekImage* dst
     if (!ownMeet(ownTurnedRect(src, degrees, xs, ys), dst, &both)) return;
     const int64_t x = degrees == 90 ? ys - both.top : degrees == 180 ? xs - both.left : both.top - ys;
     const int64_t y = degrees == 90 ? both.left - xs : degrees == 180 ? ys - both.top : xs - both.left;
-    ownTurnRect(face, srcImage, dstImage, channels, both, (int32_t)x, (int32_t)y, degrees);
+    ownTurnRect(srcImage, dstImage, channels, both, (int32_t)x, (int32_t)y, degrees);
 }

@@ -33,16 +33,12 @@ void ownPutBits(const OwnPartRun& run, uint8_t* bits, int32_t y)
 {
     const OwnResampling& job = *run.job;
     const OwnGrid& grid = *run.grid;
-    OwnPoint copy = {};
-    copy.nImages = 2;
-    copy.channels[0] = copy.channels[1] = {0, 1, false};
-    copy.run = ownCopyRows[OWN_1U].run;
-    copy.copies = true;
-    const OwnView views[2] = {{bits, 0, 1, run.width, 1, 1, 0, 0}, ownCrop(grid.view, 0, y, run.width, 1)};
-    if (!job.mask) return ownTraverseViews(copy, views, nullptr);
+    const OwnChannels bit = {0, 1, false};
+    const OwnView src = {bits, 0, 1, run.width, 1, 1, 0, 0}, dst = ownCrop(grid.view, 0, y, run.width, 1);
+    if (!job.mask) return ownCopyView(src, dst, bit, bit);
     const OwnView mask = ownCrop(ownView(job.mask), grid.part.left - job.dstRect.left,
                                  grid.part.top - job.dstRect.top + y, run.width, 1);
-    ownTraverseViews(copy, views, &mask);
+    ownCopyView(src, dst, bit, bit, &mask);
 }
 
 /* ---- One part ------------------------------------------------------------------------------------------------ */

@@ -125,17 +125,6 @@ enum { OWN_BIT_ROWS = 256, OWN_BIT_COLUMNS = 512 };
         }
 }
 
-static void ownCopyBits(const OwnView& src, const OwnView& dst)
-{
-    OwnPoint copy = {};
-    copy.nImages = 2;
-    copy.channels[0] = copy.channels[1] = {0, 1, false};
-    copy.run = ownCopyRows[OWN_1U].run;
-    copy.copies = true;
-    const OwnView views[2] = {src, dst};
-    ownTraverseViews(copy, views, nullptr);
-}
-
 static OwnView ownBitBlock(uint8_t* data, int32_t width, int32_t height, ptrdiff_t rowStep)
 {
     return {data, 0, 1, width, height, 1, rowStep, 0};
@@ -148,9 +137,9 @@ static void ownTransposeBits(const OwnView& src, const OwnView& dst)
         for (int32_t x = 0; x < dst.width; x += OWN_BIT_ROWS) {
             const int32_t width = std::min<int32_t>(OWN_BIT_ROWS, dst.width - x);
             const int32_t height = std::min<int32_t>(OWN_BIT_COLUMNS, dst.height - y);
-            ownCopyBits(ownCrop(src, y, x, height, width), ownBitBlock(from, height, width, OWN_BIT_COLUMNS / 8));
+            ownCopyView(ownCrop(src, y, x, height, width), ownBitBlock(from, height, width, OWN_BIT_COLUMNS / 8), 1);
             ownTransposeBitBlock(to, from);
-            ownCopyBits(ownBitBlock(to, width, height, OWN_BIT_ROWS / 8), ownCrop(dst, x, y, width, height));
+            ownCopyView(ownBitBlock(to, width, height, OWN_BIT_ROWS / 8), ownCrop(dst, x, y, width, height), 1);
         }
 }
 

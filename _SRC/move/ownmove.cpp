@@ -110,13 +110,9 @@ bool ownCutMask(const OwnFace& face, const OwnMove& move, const OwnPieces& walk,
     cut->block = vekCopyRectBordered(move.mask, (roi ? roi->xOffset : 0) + walk.x, (roi ? roi->yOffset : 0) + walk.y,
                                      walk.nColumns, walk.nRows, &rowBytes);
     if (cut->block && vekGetErrStatus() >= 0) {
-        cut->header = ownPlainMask(move.mask);
-        cut->header.roi = nullptr;
-        cut->header.width = walk.nColumns;
-        cut->header.height = walk.nRows;
-        cut->header.widthStep = rowBytes;
+        const VekImage mask = ownPlainMask(move.mask);
+        cut->header = ownHeaderOn(&mask, cut->block, walk.nColumns, walk.nRows, rowBytes);
         cut->header.imageSize = rowBytes * walk.nRows;
-        cut->header.imageData = (uint8_t*)cut->block;
         return true;
     }
     ownFail(face, VEK_StatusBacktrace, "", __LINE__);
@@ -134,11 +130,5 @@ void ownFreeCut(OwnCutMask* cut)
 
 OwnPoint ownCopyPoint(const OwnMove& move, int from, int to)
 {
-    OwnPoint point = {};
-    point.nImages = 2;
-    point.channels[0] = move.channels[from];
-    point.channels[1] = move.channels[to];
-    point.run = ownCopyRows[ownSlot(move.image[to]->depth)].run;
-    point.paddingKept = point.copies = true;
-    return point;
+    return ownCopyPoint(ownSampleBits(move.image[to]->depth), move.channels[from], move.channels[to]);
 }

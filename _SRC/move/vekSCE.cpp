@@ -64,9 +64,7 @@ static bool ownExchangeStraight(const OwnMove& move)
 
 /* ---- Exchanging through a band ------------------------------------------------------------------------------- */
 
-enum { OWN_BAND_BYTES = 1 << 14 };
-
-/* Rows of A that are kept while those of B take their place: a band that stays in the first-level cache, laid out as A. */
+/* Rows of A that are kept while those of B take their place. */
 struct OwnMovedBand {
     VekImage header;
     VekROI roi;
@@ -74,16 +72,8 @@ struct OwnMovedBand {
 
 static bool ownMakeBand(const OwnMove& move, OwnMovedBand* band)
 {
-    const VekImage* image = move.image[0];
-    band->header = *image;
+    band->header = ownHeaderOnBand(move.image[0], move.width, move.height);
     band->header.roi = &band->roi;
-    band->header.maskROI = nullptr;
-    const int64_t rowBytes = ownRowBytes(image, move.width), bytes = ownRowCount(image, 1) * rowBytes;
-    const int64_t nRows = std::clamp<int64_t>(OWN_BAND_BYTES / bytes, 1, move.height);
-    band->header.width = move.width;
-    band->header.height = (int32_t)nRows;
-    band->header.widthStep = (int32_t)rowBytes;
-    band->header.imageData = (uint8_t*)ownAlloc((size_t)(nRows * bytes));
     return band->header.imageData != nullptr;
 }
 

@@ -18,18 +18,6 @@ struct OwnMirror {
     OwnChannels channels[2];
 };
 
-static OwnPoint ownMirrorPoint(const OwnMirror& mirror, uint32_t depth)
-{
-    OwnPoint point = {};
-    point.face = mirror.face;
-    point.nImages = 2;
-    point.channels[0] = mirror.channels[0];
-    point.channels[1] = mirror.channels[1];
-    point.run = ownCopyRows[ownSlot(depth)].run;
-    point.copies = true;
-    return point;
-}
-
 /* out = a AND b: under a mask a bit of the result is set only where the source's bit and the mask's are. */
 static void ownAndMask(void* out, const void* a, const void* b, ptrdiff_t n, const void*)
 {
@@ -39,46 +27,33 @@ static void ownAndMask(void* out, const void* a, const void* b, ptrdiff_t n, con
 /* dst = src under the mask (null: none), pixel for pixel. */
 static void ownPutMirrored(const OwnMirror& mirror, const OwnView& src, const OwnView* mask, const OwnView& dst)
 {
-    OwnPoint point = ownMirrorPoint(mirror, dst.sampleBits == 1 ? VEK_DEPTH_1U : (uint32_t)dst.sampleBits);
-    OwnView view[3] = {src, dst, {}};
-    if (dst.sampleBits > 1 || !mask) return ownTraverseViews(point, view, mask);
+    if (dst.sampleBits > 1 || !mask) return ownCopyView(src, dst, mirror.channels[0], mirror.channels[1], mask);
+    OwnPoint point = {};
     point.nImages = 3;
-    point.channels[2] = point.channels[1];
+    point.channels[0] = mirror.channels[0];
     point.channels[1] = {0, 1, false};
+    point.channels[2] = mirror.channels[1];
     point.run = ownAndMask;
-    point.copies = false;
-    view[1] = *mask;
-    view[2] = dst;
+    const OwnView view[3] = {src, *mask, dst};
     ownTraverseViews(point, view, nullptr);
 }
 
 /* ---- In place ------------------------------------------------------------------------------------------------ */
 
-/* Rows of the image that are kept while others take their place: a band that stays in the first-level cache. */
-enum { OWN_BAND_BYTES = 1 << 14 };
-
 /* Bands of rows from above and from below change places, or a band takes its own, each turned as the axis says. The middle
  * row of an odd height takes its own place. Without scratch nothing is done. */
 static void ownMirrorInPlace(const OwnMirror& mirror, const OwnView& all, const VekImage* image)
 {
-    const OwnPoint point = ownMirrorPoint(mirror, image->depth);
-    const int64_t rowBytes = ownRowBytes(image, mirror.width), bytes = ownRowCount(image, 1) * rowBytes;
-    const int32_t most = (int32_t)std::clamp<int64_t>(OWN_BAND_BYTES / bytes, 1, mirror.height);
-    VekImage header = *image;
-    header.width = mirror.width;
-    header.height = most;
-    header.widthStep = (int32_t)rowBytes;
-    header.imageData = (uint8_t*)ownAlloc((size_t)(bytes * most));
+    const VekImage header = ownHeaderOnBand(image, mirror.width, mirror.height);
     if (!header.imageData) return;
     const OwnView kept = ownWholeView(&header);
     const auto put = [&](const OwnView& src, const OwnView& dst) {
-        const OwnView view[2] = {src, dst};
-        ownTraverseViews(point, view, nullptr);
+        ownCopyView(src, dst, mirror.channels[0], mirror.channels[1]);
     };
     for (int32_t y = 0, nRows; y < mirror.height; y += nRows) {
         const int32_t left = mirror.flipAxis == 1 ? mirror.height - y : mirror.height - 2 * y;
         if (left < 1) break;
-        nRows = std::min(most, mirror.flipAxis == 1 ? left : std::max(left / 2, 1));
+        nRows = std::min(header.height, mirror.flipAxis == 1 ? left : std::max(left / 2, 1));
         const int32_t other = mirror.flipAxis == 1 ? y : mirror.height - y - nRows;
         const OwnView upper = ownCrop(all, 0, y, mirror.width, nRows),
                       lower = ownCrop(all, 0, other, mirror.width, nRows),

@@ -28,10 +28,10 @@ struct OwnRowsOf16 {
 };
 
 /* The sample of the quarter for each x, as if all x were in it; place[r] is what picks from its row r. */
-static inline OwnVec<uint8_t> ownLookUpQuarter(const OwnVec<uint8_t>* row, const OwnVec<int8_t>* place)
+static inline OwnVec<uint8_t> ownLookUpQuarter(const OwnVec<uint8_t>* row, const OwnVec<uint8_t>* place)
 {
-    OwnVec<uint8_t> y = ownPick16(row[0], place[0]);
-    for (int r = 1; r < OwnRowsOf16::QUARTER; ++r) y = y ^ ownPick16(row[r], place[r]);
+    OwnVec<uint8_t> y = ownPickBytes(row[0], place[0]);
+    for (int r = 1; r < OwnRowsOf16::QUARTER; ++r) y = y ^ ownPickBytes(row[r], place[r]);
     return y;
 }
 
@@ -39,8 +39,8 @@ static inline OwnVec<uint8_t> ownLookUpQuarter(const OwnVec<uint8_t>* row, const
 static inline OwnVec<uint8_t> ownLookUp(const OwnRowsOf16& rows, OwnVec<uint8_t> x)
 {
     enum { QUARTER = OwnRowsOf16::QUARTER };
-    OwnVec<int8_t> place[QUARTER] = {ownAs<int8_t>(x) & ownSet<int8_t>(63)};
-    for (int r = 1; r < QUARTER; ++r) place[r] = place[r - 1] - ownSet<int8_t>(16);
+    OwnVec<uint8_t> place[QUARTER] = {x & ownSet<uint8_t>(63)};
+    for (int r = 1; r < QUARTER; ++r) place[r] = place[r - 1] - ownSet<uint8_t>(16);
     const OwnVec<uint8_t>* row = rows.row;
     const OwnVec<uint8_t> odd = x + x; /* the second highest bit comes to the top, and chooses in the half */
     const OwnVec<uint8_t> low = ownSelectTop(odd, ownLookUpQuarter(row + QUARTER, place), ownLookUpQuarter(row, place)),

@@ -325,7 +325,7 @@ static inline OwnPair<double> ownToDouble(OwnVec<float> a)
     return r;
 }
 
-/* And back: rounded to the nearest float; toward zero, as above. */
+/* And back: rounded to the nearest float. */
 static inline OwnVec<float> ownToFloat(OwnPair<double> a)
 {
 #if OWN_VEC_BYTES == 64
@@ -343,44 +343,50 @@ static inline OwnVec<float> ownToFloat(OwnPair<double> a)
     return r;
 #endif
 }
+
+/* Halves of a vector of 32-bit integers, as the processor leaves them, and the same by a function of one double. */
+#if OWN_VEC_BYTES == 64
+static inline OwnVec<int32_t> ownJoinHalves(__m256i lo, __m256i hi)
+{
+    return ownFromX86<int32_t>(_mm512_inserti32x8(_mm512_castsi256_si512(lo), hi, 1));
+}
+#elif OWN_VEC_BYTES == 32
+static inline OwnVec<int32_t> ownJoinHalves(__m128i lo, __m128i hi)
+{
+    return ownFromX86<int32_t>(_mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1));
+}
+#elif defined(OWN_X86)
+static inline OwnVec<int32_t> ownJoinHalves(__m128i lo, __m128i hi)
+{
+    return ownFromX86<int32_t>(_mm_unpacklo_epi64(lo, hi));
+}
+#else
+template <class F> static inline OwnVec<int32_t> ownJoinHalves(OwnPair<double> a, F f)
+{
+    OwnVec<int32_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
+        r.v[i] = ownWhole(f(a.lo.v[i]));
+        r.v[OwnVec<double>::lanes + i] = ownWhole(f(a.hi.v[i]));
+    }
+    return r;
+}
+#endif
+
+/* Doubles to 32-bit integers, toward zero or to nearest-even; what is out of their range gives the lowest integer. */
 static inline OwnVec<int32_t> ownChop(OwnPair<double> a)
 {
-#if OWN_VEC_BYTES == 64
-    return ownFromX86<int32_t>(
-        _mm512_inserti32x8(_mm512_castsi256_si512(_mm512_cvttpd_epi32(a.lo.v)), _mm512_cvttpd_epi32(a.hi.v), 1));
-#elif OWN_VEC_BYTES == 32
-    return ownFromX86<int32_t>(
-        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm256_cvttpd_epi32(a.lo.v)), _mm256_cvttpd_epi32(a.hi.v), 1));
-#elif defined(OWN_X86)
-    return ownFromX86<int32_t>(_mm_unpacklo_epi64(_mm_cvttpd_epi32(a.lo.v), _mm_cvttpd_epi32(a.hi.v)));
+#ifdef OWN_X86
+    return ownJoinHalves(OWN_X86(cvttpd_epi32)(a.lo.v), OWN_X86(cvttpd_epi32)(a.hi.v));
 #else
-    OwnVec<int32_t> r;
-    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
-        r.v[i] = ownWhole(__builtin_trunc(a.lo.v[i]));
-        r.v[OwnVec<double>::lanes + i] = ownWhole(__builtin_trunc(a.hi.v[i]));
-    }
-    return r;
+    return ownJoinHalves(a, [](double x) { return __builtin_trunc(x); });
 #endif
 }
-
-/* Doubles to 32-bit integers, to nearest-even; what is out of their range gives the lowest integer. */
 static inline OwnVec<int32_t> ownNearest(OwnPair<double> a)
 {
-#if OWN_VEC_BYTES == 64
-    return ownFromX86<int32_t>(
-        _mm512_inserti32x8(_mm512_castsi256_si512(_mm512_cvtpd_epi32(a.lo.v)), _mm512_cvtpd_epi32(a.hi.v), 1));
-#elif OWN_VEC_BYTES == 32
-    return ownFromX86<int32_t>(
-        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm256_cvtpd_epi32(a.lo.v)), _mm256_cvtpd_epi32(a.hi.v), 1));
-#elif defined(OWN_X86)
-    return ownFromX86<int32_t>(_mm_unpacklo_epi64(_mm_cvtpd_epi32(a.lo.v), _mm_cvtpd_epi32(a.hi.v)));
+#ifdef OWN_X86
+    return ownJoinHalves(OWN_X86(cvtpd_epi32)(a.lo.v), OWN_X86(cvtpd_epi32)(a.hi.v));
 #else
-    OwnVec<int32_t> r;
-    for (ptrdiff_t i = 0; i < OwnVec<double>::lanes; ++i) {
-        r.v[i] = ownWhole(__builtin_rint(a.lo.v[i]));
-        r.v[OwnVec<double>::lanes + i] = ownWhole(__builtin_rint(a.hi.v[i]));
-    }
-    return r;
+    return ownJoinHalves(a, [](double x) { return __builtin_rint(x); });
 #endif
 }
 

@@ -6,8 +6,8 @@
 
 /* ---- Bytes picked by place --------------------------------------------------------------------------------------- */
 
-/* Within each 16 bytes: byte i becomes the byte at place[i] of them, 0 when the top bit of place[i] is set; places are
- * below 16 otherwise. */
+/* Within each 16 bytes: byte i becomes the byte at the place that the low four bits of place[i] name, or 0 when its top bit
+ * is set. */
 static inline OwnVec<uint8_t> ownPickBytes(OwnVec<uint8_t> a, OwnVec<uint8_t> place)
 {
 #ifdef OWN_X86

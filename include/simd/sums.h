@@ -145,19 +145,6 @@ static inline OwnVec<uint8_t> ownRepeat16(const void* p)
 #endif
 }
 
-/* In each sixteen lanes: of a's lanes the one that the low four bits of place name; 0 where place is negative. */
-static inline OwnVec<uint8_t> ownPick16(OwnVec<uint8_t> a, OwnVec<int8_t> place)
-{
-#ifdef OWN_X86
-    return ownFromX86<uint8_t>(OWN_X86(shuffle_epi8)(ownX86(a), ownX86(place)));
-#else
-    OwnVec<uint8_t> r;
-    for (ptrdiff_t i = 0; i < OWN_VEC_BYTES; ++i)
-        r.v[i] = place.v[i] < 0 ? 0 : a.v[(i & ~(ptrdiff_t)15) + (place.v[i] & 15)];
-    return r;
-#endif
-}
-
 /* A vector of the bytes of a and then b, from byte `from` on. */
 template <int from, class T> static inline OwnVec<T> ownAcrossBoth(OwnVec<T> a, OwnVec<T> b)
 {
