@@ -1,14 +1,8 @@
 #include "arith/point_table.h"
 
 const char* const slotNames[OWN_DEPTHS] = {"1U", "8U", "8S", "16U", "16S", "32S", "32F"};
-const uint32_t slotDepths[OWN_DEPTHS] = {VEK_DEPTH_1U,  VEK_DEPTH_8U,  VEK_DEPTH_8S, VEK_DEPTH_16U,
-                                         VEK_DEPTH_16S, VEK_DEPTH_32S, VEK_DEPTH_32F};
 
-int64_t heldTo(int slot, int64_t value)
-{
-    static const int64_t low[] = {0, 0, -128, 0, -32768, INT32_MIN}, high[] = {1, 255, 127, 65535, 32767, INT32_MAX};
-    return std::clamp(value, low[slot], high[slot]);
-}
+int64_t heldTo(int slot, int64_t value) { return heldToDepth(slotDepths[slot], value); }
 
 typedef int64_t L;
 typedef std::vector<PointOperation> Rows;

@@ -3,6 +3,7 @@
 #define TESTS_POINT_TABLE_H
 
 #include "support/model.h"
+#include "support/parts.h"
 
 struct PointOperation {
     std::string name;
@@ -24,6 +25,5 @@ static inline float floatOf(int64_t bits) { return std::bit_cast<float>((uint32_
 static inline int64_t bitsOf(float value) { return (int64_t)std::bit_cast<uint32_t>(value); }
 
 extern const char* const slotNames[OWN_DEPTHS];
-extern const uint32_t slotDepths[OWN_DEPTHS];
 
 #endif

@@ -18,46 +18,13 @@ struct CallSpec {
     bool isTiled, isAbs, ordersDiffer;
 };
 
-static void drawRoi(TestImage& image, int32_t coi, Random& random)
-{
-    const int32_t width = image.image.width, height = image.image.height;
-    const int where = draw(random, 0, 5);
-    if (where == 0) return image.setRoi(coi, 0, 0, width + draw(random, 0, 3), height);
-    if (where == 1)
-        return image.setRoi(coi, draw(random, 0, width + 9), draw(random, 0, height + 9), 1 + draw(random, 0, 40), 3);
-    const int32_t x = draw(random, 0, width - 1), y = draw(random, 0, height - 1);
-    image.setRoi(coi, x, y, draw(random, 1, width), draw(random, 1, height));
-}
-
-static int32_t drawSize(Random& random)
-{
-    const int32_t size = draw(random, 1, draw(random, 0, 9) ? 40 : 150);
-    return draw(random, 0, 3) ? size : (size + 7) / 8 * 8;
-}
-
-static std::unique_ptr<TestImage> drawMask(Random& random)
-{
-    ImageSpec spec;
-    spec.depth = VEK_DEPTH_1U;
-    spec.width = draw(random, 1, 60);
-    spec.height = draw(random, 1, 40);
-    spec.dataOrder = draw(random, 0, 1);
-    spec.moreStep = draw(random, -1, 1) * draw(random, 0, 3); /* a mask's row has at least 4 bytes */
-    spec.atEnd = draw(random, 0, 1);
-    auto mask = std::make_unique<TestImage>(spec, random);
-    const int kind = draw(random, 0, 3); /* all ones, long runs, or half of the bits */
-    for (size_t i = 0; kind < 2 && i < mask->block.bytes; ++i) mask->block.data[i] = kind == 0 || i / 5 % 2 ? 0xFF : 0;
-    if (draw(random, 0, 1)) drawRoi(*mask, 0, random);
-    return mask;
-}
-
 static std::unique_ptr<TestImage> drawImage(const CallSpec& call, Random& random)
 {
     ImageSpec spec;
     spec.depth = slotDepths[call.slot];
     spec.dataOrder = call.ordersDiffer ? draw(random, 0, 1) : call.dataOrder;
-    spec.width = call.width ? call.width : drawSize(random);
-    spec.height = call.height ? call.height : drawSize(random);
+    spec.width = call.width ? call.width : drawLength(random);
+    spec.height = call.height ? call.height : drawLength(random);
     spec.align = draw(random, 0, 1) ? 4 : 8;
     spec.moreStep = draw(random, 0, 2) ? 0 : draw(random, 0, 9);
     spec.atEnd = draw(random, 0, 1);
@@ -74,26 +41,13 @@ static std::unique_ptr<TestImage> drawImage(const CallSpec& call, Random& random
     /* A row may be too short for the width; what it holds is then all that there is. */
     if (!call.isTiled && draw(random, 0, 9) == 0) spec.moreStep = -draw(random, 0, (int)alignedRow(spec) - 1);
     auto image = std::make_unique<TestImage>(spec, random);
-    if (coi || draw(random, 0, 1)) drawRoi(*image, coi, random);
+    if (coi || draw(random, 0, 1)) drawRegion(*image, random, coi);
     if (coi && !image->image.roi) image->setRoi(coi, 0, 0, spec.width, spec.height);
-    if (draw(random, 0, 3) == 0) image->setMask(drawMask(random));
+    if (draw(random, 0, 3) == 0) image->setMask(drawMask(image->image, random));
     return image;
 }
 
 /* ---- One call ------------------------------------------------------------------------------------------------------ */
-
-static std::string textOf(const VekImage& image)
-{
-    std::string text = std::to_string(image.nChannels) + "ch a" + std::to_string(image.alphaChannel) + " order" +
-                       std::to_string(image.dataOrder) + " " + std::to_string(image.width) + "x" +
-                       std::to_string(image.height) + " step" + std::to_string(image.widthStep);
-    if (const VekROI* roi = image.roi)
-        text += " roi(" + std::to_string(roi->coi) + ": " + std::to_string(roi->xOffset) + "," +
-                std::to_string(roi->yOffset) + " " + std::to_string(roi->width) + "x" + std::to_string(roi->height) +
-                ")";
-    if (image.maskROI) text += " mask[" + textOf(*image.maskROI) + "]";
-    return text;
-}
 
 /* One random call of one operation. Everything follows from the seed. */
 static void runSeed(uint32_t seed)
@@ -110,7 +64,7 @@ static void runSeed(uint32_t seed)
     if (draw(random, 0, 19) == 0 && call.slot != OWN_1U) call.nColours = 11;
     call.dataOrder = draw(random, 0, 1);
     call.isTiled = draw(random, 0, 2) == 0;
-    if (call.isAbs || draw(random, 0, 1)) call.width = drawSize(random), call.height = drawSize(random);
+    if (call.isAbs || draw(random, 0, 1)) call.width = drawLength(random), call.height = drawLength(random);
 
     /* Distinct images, and which of them each argument is: sources, then the destination. */
     std::vector<std::unique_ptr<TestImage>> owned;
@@ -137,7 +91,7 @@ static void runSeed(uint32_t seed)
         header.push_back(tiled[(size_t)i] ? &tiled[(size_t)i]->image : &owned[(size_t)i]->image);
         model.push_back(images[(size_t)i]);
         text += "\n  image " + std::to_string(i) + (tiled[(size_t)i] ? " tiled " : " ") +
-                textOf(owned[(size_t)i]->image);
+                headerText(owned[(size_t)i]->image);
     }
     SCOPED_TRACE(text);
 

@@ -2,7 +2,7 @@
  * random headers, held against a model that goes pixel by pixel. */
 #include "compose/owncompose.h"
 #include "ownsimd.h"
-#include "support/support.h"
+#include "support/parts.h"
 
 #include <gtest/gtest.h>
 
@@ -185,18 +185,6 @@ TEST(Composite, DivisionIsNearExact)
 
 /* ---- The model ---------------------------------------------------------------------------------------------------- */
 
-struct Area {
-    int64_t x, y, width, height;
-};
-Area areaOf(const VekImage& image)
-{
-    if (!image.roi) return {0, 0, image.width, image.height};
-    const VekROI& roi = *image.roi;
-    return {roi.xOffset, roi.yOffset,
-            std::max<int64_t>(std::min<int64_t>(roi.width, (int64_t)image.width - roi.xOffset), 0),
-            std::max<int64_t>(std::min<int64_t>(roi.height, (int64_t)image.height - roi.yOffset), 0)};
-}
-
 /* A call: numbers of images in a pool, -1 for none. */
 struct Call {
     enum Kind { MULTIPLY, MULTIPLY_S, PREMULTIPLY, COMPOSITE_C, COMPOSITE } kind;
@@ -227,13 +215,6 @@ std::vector<std::vector<uint8_t>> model(const Call& call, const Pool& pool)
     std::vector<int> used = {call.dst, call.a};
     for (const int i : {call.b, call.alphaA, call.alphaB, call.alphaDst})
         if (i >= 0) used.push_back(i);
-    const auto channelsOf = [&](int i) {
-        const VekImage& image = pool[(size_t)i]->image;
-        std::vector<int32_t> channels;
-        if (image.roi && image.roi->coi) return std::vector<int32_t>{image.roi->coi - 1};
-        for (int32_t c = 0; c + 1 <= image.nChannels - (image.alphaChannel > 0); ++c) channels.push_back(c);
-        return channels;
-    };
     int64_t width = INT32_MAX, height = INT32_MAX;
     for (const int i : used)
         for (const TestImage* each :
@@ -243,8 +224,7 @@ std::vector<std::vector<uint8_t>> model(const Call& call, const Pool& pool)
                 height = std::min(height, areaOf(each->image).height);
             }
     const auto get = [&](int i, int64_t x, int64_t y, int32_t channel) {
-        const Area area = areaOf(pool[(size_t)i]->image);
-        return pool[(size_t)i]->get((int32_t)(area.x + x), (int32_t)(area.y + y), channel);
+        return regionSample(*pool[(size_t)i], x, y, channel);
     };
     const auto set = [&](int i, int64_t x, int64_t y, int32_t channel, int64_t value) {
         const Area area = areaOf(pool[(size_t)i]->image);
@@ -260,11 +240,7 @@ std::vector<std::vector<uint8_t>> model(const Call& call, const Pool& pool)
     for (int64_t y = 0; y < height; ++y)
         for (int64_t x = 0; x < width; ++x) {
             bool isLet = true;
-            for (const int i : used)
-                if (const TestImage* mask = pool[(size_t)i]->mask.get()) {
-                    const Area area = areaOf(mask->image);
-                    isLet = isLet && mask->get((int32_t)(area.x + x), (int32_t)(area.y + y), 0);
-                }
+            for (const int i : used) isLet = isLet && isThrough(*pool[(size_t)i], x, y);
             if (!isLet) continue;
             int64_t aA = std::clamp<int64_t>(call.valueA, 0, most), aB = std::clamp<int64_t>(call.valueB, 0, most);
             if (call.kind == Call::COMPOSITE) {
@@ -274,8 +250,9 @@ std::vector<std::vector<uint8_t>> model(const Call& call, const Pool& pool)
                 if (call.valueA < 0 && call.kind >= Call::PREMULTIPLY) aA = alphaOf(call.a, x, y);
                 if (call.valueB < 0 && call.kind == Call::COMPOSITE_C) aB = alphaOf(call.b, x, y);
             }
-            const std::vector<int32_t> to = channelsOf(call.dst), fromA = channelsOf(call.a),
-                                       fromB = channelsOf(call.b >= 0 ? call.b : call.a);
+            const auto channels = [&](int i) { return channelsOf(pool[(size_t)i]->image); };
+            const std::vector<int32_t> to = channels(call.dst), fromA = channels(call.a),
+                                       fromB = channels(call.b >= 0 ? call.b : call.a);
             for (size_t c = 0; c < to.size(); ++c)
                 set(call.dst, x, y, to[c],
                     statedSample(call, slot, get(call.a, x, y, fromA[c]), call.b >= 0 ? get(call.b, x, y, fromB[c]) : 0,
@@ -288,28 +265,6 @@ std::vector<std::vector<uint8_t>> model(const Call& call, const Pool& pool)
 }
 
 /* ---- Random headers ------------------------------------------------------------------------------------------------- */
-
-void drawRoi(TestImage& image, int32_t coi, Random& random)
-{
-    const int32_t width = image.image.width, height = image.image.height;
-    if (draw(random, 0, 9) == 0)
-        return image.setRoi(coi, draw(random, 0, width + 3), draw(random, 0, height + 3), width, height);
-    image.setRoi(coi, draw(random, 0, width / 2), draw(random, 0, height / 2), draw(random, 1, width),
-                 draw(random, 1, height));
-}
-
-std::unique_ptr<TestImage> drawMask(Random& random, int32_t width, int32_t height)
-{
-    ImageSpec spec;
-    spec.depth = VEK_DEPTH_1U;
-    spec.width = width + draw(random, -1, 9);
-    spec.height = height + draw(random, 0, 5);
-    spec.width = std::max(spec.width, 1);
-    spec.atEnd = draw(random, 0, 1);
-    auto mask = std::make_unique<TestImage>(spec, random);
-    if (draw(random, 0, 1)) drawRoi(*mask, 0, random);
-    return mask;
-}
 
 /* An image of the pool: `nColours` of them, or with a channel of interest, or of any channels when it only brings alpha. */
 std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int32_t nColours, bool hasCoi, int alpha,
@@ -326,9 +281,9 @@ std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int32_t nCo
     spec.moreStep = draw(random, 0, 2) ? 0 : draw(random, 0, 9);
     spec.atEnd = draw(random, 0, 1);
     auto image = std::make_unique<TestImage>(spec, random);
-    if (hasCoi) drawRoi(*image, draw(random, 1, nColours), random);
-    else if (draw(random, 0, 1)) drawRoi(*image, 0, random);
-    if (draw(random, 0, 3) == 0) image->setMask(drawMask(random, width, height));
+    if (hasCoi) drawRegion(*image, random, draw(random, 1, nColours));
+    else if (draw(random, 0, 1)) drawRegion(*image, random, 0);
+    if (draw(random, 0, 3) == 0) image->setMask(drawMask(image->image, random));
     if (draw(random, 0, 2) == 0) /* long runs of the ends of the range */
         for (size_t i = 0; i < image->block.bytes; ++i)
             if (random() & 1) image->block.data[i] = random() & 1 ? 255 : 0;
@@ -490,8 +445,8 @@ TEST(Compose, ShortMemory)
     ImageSpec spec;
     TestImage a(spec, random), d(spec, random);
     a.setRoi(0, 3, 3, 13, 13);
-    a.setMask(drawMask(random, 16, 16));
-    d.setMask(drawMask(random, 16, 16));
+    a.setMask(drawMask(a.image, random));
+    d.setMask(drawMask(d.image, random));
     int nReports = 0;
     for (int n = 0; n < 20; ++n) {
         TiledImage tiledA(a, 8, 8), tiledD(d, 16, 16);

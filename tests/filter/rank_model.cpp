@@ -1,49 +1,32 @@
 #include "filter/rank_model.h"
 
+#include "support/parts.h"
+
 #include <algorithm>
 
 /* ---- What takes part ------------------------------------------------------------------------------------------- */
 
-static VekROI regionOf(const VekImage& image)
-{
-    VekROI roi = image.roi ? *image.roi : VekROI{0, 0, 0, image.width, image.height};
-    roi.width = std::max(std::min(roi.width, image.width - roi.xOffset), 0);
-    roi.height = std::max(std::min(roi.height, image.height - roi.yOffset), 0);
-    return roi;
-}
-
-static std::vector<int32_t> channelsOf(const VekImage& image)
-{
-    if (image.roi && image.roi->coi > 0) return {image.roi->coi - 1};
-    std::vector<int32_t> channels;
-    for (int32_t c = 0; c < image.nChannels; ++c)
-        if (c + 1 != image.alphaChannel) channels.push_back(c);
-    return channels;
-}
-
 SharedArea::SharedArea(const VekImage& srcImage, const VekImage& dstImage)
     : src(&srcImage), dst(&dstImage), srcChannels(channelsOf(srcImage)), dstChannels(channelsOf(dstImage))
 {
-    const VekROI from = regionOf(*src), to = regionOf(*dst);
-    width = std::min(from.width, to.width);
-    height = std::min(from.height, to.height);
+    const Area from = areaOf(*src), to = areaOf(*dst);
+    int64_t w = std::min(from.width, to.width), h = std::min(from.height, to.height);
     for (const VekImage* mask : {src->maskROI, dst->maskROI}) {
         if (!mask) continue;
-        width = std::min(width, regionOf(*mask).width);
-        height = std::min(height, regionOf(*mask).height);
+        w = std::min(w, areaOf(*mask).width);
+        h = std::min(h, areaOf(*mask).height);
     }
-    xSrc = from.xOffset;
-    ySrc = from.yOffset;
-    xDst = to.xOffset;
-    yDst = to.yOffset;
+    width = (int32_t)w, height = (int32_t)h;
+    xSrc = (int32_t)from.x, ySrc = (int32_t)from.y;
+    xDst = (int32_t)to.x, yDst = (int32_t)to.y;
 }
 
 bool SharedArea::through(int32_t x, int32_t y) const
 {
     for (const VekImage* mask : {src->maskROI, dst->maskROI}) {
         if (!mask) continue;
-        const VekROI roi = regionOf(*mask);
-        if (!getSample(*mask, mask->imageData, x + roi.xOffset, y + roi.yOffset, 0)) return false;
+        const Area area = areaOf(*mask);
+        if (!getSample(*mask, mask->imageData, (int32_t)area.x + x, (int32_t)area.y + y, 0)) return false;
     }
     return true;
 }

@@ -2,6 +2,7 @@
  * depths, orders, regions with real neighbours, borders by side, windows larger than the image, channels of interest,
  * alpha, masks, tiles, in place. */
 #include "filter/linear_model.h"
+#include "filter/pair.h"
 
 #include <gtest/gtest.h>
 
@@ -10,30 +11,7 @@
 
 #include <algorithm>
 
-static const uint32_t depths[] = {VEK_DEPTH_1U,  VEK_DEPTH_8U,  VEK_DEPTH_8S, VEK_DEPTH_16U,
-                                  VEK_DEPTH_16S, VEK_DEPTH_32S, VEK_DEPTH_32F};
-
 /* ---- Random images ------------------------------------------------------------------------------------------------ */
-
-/* Regions begin inside the image: convolution refuses others. */
-static void drawRoi(TestImage& image, Random& random, int32_t coi)
-{
-    const int32_t width = image.image.width, height = image.image.height;
-    image.setRoi(coi, draw(random, 0, width / 2), draw(random, 0, height / 2), draw(random, 1, width + 2),
-                 draw(random, 1, height + 2));
-}
-
-static std::unique_ptr<TestImage> drawMask(const VekImage& image, Random& random)
-{
-    ImageSpec spec;
-    spec.depth = VEK_DEPTH_1U;
-    spec.width = std::max(image.width + draw(random, -3, 9), 1);
-    spec.height = std::max(image.height + draw(random, -3, 9), 1);
-    auto mask = std::make_unique<TestImage>(spec, random);
-    if (draw(random, 0, 2) == 0) memset(mask->block.data, 0xFF, mask->block.bytes);
-    if (draw(random, 0, 1)) drawRoi(*mask, random, 0);
-    return mask;
-}
 
 /* Samples at random, or limits among small ones; of 32 bits such that sums stay finite and no number. */
 static void spice(TestImage& image, Random& random)
@@ -51,6 +29,7 @@ static void spice(TestImage& image, Random& random)
             data[i] = kind ? (uint8_t)-draw(random, 0, 1) : (uint8_t)(data[i] & 0x83);
 }
 
+/* Regions begin inside the image: convolution refuses others. */
 static std::unique_ptr<TestImage> drawImage(ImageSpec spec, Random& random, bool sameSize)
 {
     if (!sameSize) {
@@ -65,36 +44,17 @@ static std::unique_ptr<TestImage> drawImage(ImageSpec spec, Random& random, bool
     for (int side = 0; side < 4; ++side)
         vekSetBorderMode(&image->image, draw(random, 0, 3), 1 << side,
                          draw(random, 0, 1) ? draw(random, -70000, 70000) : draw(random, -2, 200));
-    if (draw(random, 0, 2)) drawRoi(*image, random, 0);
-    if (draw(random, 0, 3) == 0) image->setMask(drawMask(image->image, random));
+    if (draw(random, 0, 2)) drawRegion(*image, random, 0, true);
+    if (draw(random, 0, 3) == 0) image->setMask(drawMask(image->image, random, true));
     return image;
 }
-
-namespace {
-
-/* A source and a destination, which may be the same, and tiles over them. */
-struct Pair {
-    std::unique_ptr<TestImage> src, other;
-    std::unique_ptr<TiledImage> srcTiles, dstTiles;
-    std::vector<uint8_t> srcBytes, expected;
-
-    TestImage& dst() { return other ? *other : *src; }
-    const VekImage* srcHeader() const { return srcTiles ? &srcTiles->image : &src->image; }
-    VekImage* dstHeader()
-    {
-        if (!other) return srcTiles ? &srcTiles->image : &src->image;
-        return dstTiles ? &dstTiles->image : &other->image;
-    }
-};
-
-} // namespace
 
 enum CoiRule { COI_BOTH, COI_ANY };
 
 /* Every so often a pair has long rows. */
 static bool isLong(uint32_t seed) { return seed % 100 == 0; }
 
-static Pair drawPair(Random& random, uint32_t seed, uint32_t depth, bool mayBeInPlace, CoiRule rule)
+static FilterPair drawPair(Random& random, uint32_t seed, uint32_t depth, bool mayBeInPlace, CoiRule rule)
 {
     ImageSpec spec;
     spec.depth = depth;
@@ -105,7 +65,7 @@ static Pair drawPair(Random& random, uint32_t seed, uint32_t depth, bool mayBeIn
     spec.height = draw(random, 1, 30);
     if (isLong(seed)) spec.width = draw(random, 700, 2400), spec.height = draw(random, 1, 9);
 
-    Pair pair;
+    FilterPair pair;
     pair.src = drawImage(spec, random, true);
     if (!mayBeInPlace || draw(random, 0, 2)) pair.other = drawImage(spec, random, isLong(seed) || draw(random, 0, 1));
     VekROI *from = pair.src->image.roi, *to = pair.dst().image.roi;
@@ -115,19 +75,14 @@ static Pair drawPair(Random& random, uint32_t seed, uint32_t depth, bool mayBeIn
         to->coi = pair.other ? draw(random, 1, most) : from->coi;
         if (rule == COI_ANY && draw(random, 0, 1) && pair.other) (draw(random, 0, 1) ? from : to)->coi = 0;
     }
-    if (!isLong(seed) && draw(random, 0, 3) == 0)
-        pair.srcTiles = std::make_unique<TiledImage>(*pair.src, 8 * draw(random, 1, 4), 8 * draw(random, 1, 2));
-    if (pair.other && draw(random, 0, 3) == 0)
-        pair.dstTiles = std::make_unique<TiledImage>(*pair.other, 8 * draw(random, 1, 4), 8 * draw(random, 1, 2));
-    pair.srcBytes = pair.src->bytes();
-    pair.expected = pair.dst().bytes();
+    pair.drawTiles(random, !isLong(seed));
     return pair;
 }
 
 /* ---- The model over all pixels ------------------------------------------------------------------------------------ */
 
 /* The area of a convolution: a coi on one image takes the first channel of the other. */
-static SharedArea areaOf(Pair& pair)
+static SharedArea sharedArea(FilterPair& pair)
 {
     SharedArea area(pair.src->image, pair.dst().image);
     const auto hasCoi = [](const VekImage& image) { return image.roi && image.roi->coi > 0; };
@@ -138,10 +93,10 @@ static SharedArea areaOf(Pair& pair)
 }
 
 /* Expects what pick makes of each window. clamped: border constants are held to the range, not cut to it. */
-static void expectWindow(Pair& pair, const ModelWindow& window, bool clamped,
+static void expectWindow(FilterPair& pair, const ModelWindow& window, bool clamped,
                          const std::function<int64_t(const Samples&)>& pick)
 {
-    SharedArea area = areaOf(pair);
+    SharedArea area = sharedArea(pair);
     VekImage header = pair.src->image;
     for (int32_t& constant : header.borderConst) {
         const int bits = (int)(header.depth & 0xFF);
@@ -152,63 +107,6 @@ static void expectWindow(Pair& pair, const ModelWindow& window, bool clamped,
     }
     area.src = &header;
     modelWindow(area, pair.srcBytes.data(), pair.expected.data(), window, pick);
-}
-
-/* The distance of two floats in units of their last place; infinities and numbers that are none must be alike. */
-static int64_t apart(uint32_t a, uint32_t b)
-{
-    const auto place = [](uint32_t bits) { return bits >> 31 ? -(int64_t)(bits & INT32_MAX) : (int64_t)bits; };
-    return std::abs(place(a) - place(b));
-}
-
-static void checkPair(Pair& pair, int64_t mostApart)
-{
-    const std::vector<uint8_t> now = pair.dst().bytes();
-    if (mostApart && pair.src->image.depth == VEK_DEPTH_32F) {
-        for (size_t i = 0; i + 4 <= now.size(); i += 4) {
-            uint32_t is, shouldBe;
-            memcpy(&is, now.data() + i, 4);
-            memcpy(&shouldBe, pair.expected.data() + i, 4);
-            ASSERT_LE(apart(is, shouldBe), mostApart) << "byte " << i << std::hex << ": " << is << ", not " << shouldBe;
-        }
-    } else {
-        const auto differ = std::mismatch(now.begin(), now.end(), pair.expected.begin());
-        ASSERT_TRUE(differ.first == now.end())
-            << "byte " << differ.first - now.begin() << ": " << (int)*differ.first << ", not " << (int)*differ.second;
-    }
-    if (pair.other) { ASSERT_EQ(pair.src->bytes(), pair.srcBytes); }
-    for (const TiledImage* tiles : {pair.srcTiles.get(), pair.dstTiles.get()}) {
-        if (!tiles) continue;
-        ASSERT_FALSE(tiles->isOpen());
-        ASSERT_EQ(tiles->logText().find("BAD"), std::string::npos) << tiles->logText();
-    }
-    if (!pair.dstTiles) return;
-    std::vector<std::string> log = pair.dstTiles->log; /* each tile once */
-    std::sort(log.begin(), log.end());
-    ASSERT_EQ(std::unique(log.begin(), log.end()), log.end()) << pair.dstTiles->logText();
-}
-
-/* Calls the operation, which must succeed without a trace, and compares. */
-static void checkCall(Pair& pair, const std::function<void()>& call, int64_t mostApart = 0)
-{
-    const int live = heapLive();
-    Recorder recorder;
-    call();
-    ASSERT_EQ(recorder.text(), "");
-    ASSERT_EQ(vekGetErrStatus(), VEK_StatusOk);
-    ASSERT_EQ(heapLive(), live);
-    checkPair(pair, mostApart);
-}
-
-static std::string textOf(Pair& pair)
-{
-    const VekImage &s = pair.src->image, &d = pair.dst().image;
-    return std::to_string(s.nChannels) + "ch a" + std::to_string(s.alphaChannel) + " depth" +
-           std::to_string(s.depth & 0xFF) + (s.depth & VEK_DEPTH_SIGN ? "s" : "") + " order" +
-           std::to_string(s.dataOrder) + " " + std::to_string(s.width) + "x" + std::to_string(s.height) + " to " +
-           std::to_string(d.width) + "x" + std::to_string(d.height) + (pair.other ? "" : " in place") +
-           (s.roi ? " roi" : "") + (s.maskROI ? " mask" : "") + (d.maskROI ? " dst mask" : "") +
-           (pair.srcTiles ? " tiles" : "") + (pair.dstTiles ? " dst tiles" : "");
 }
 
 /* ---- Random kernels ------------------------------------------------------------------------------------------------ */
@@ -258,18 +156,18 @@ struct Kernels {
 /* ---- Convolution --------------------------------------------------------------------------------------------------- */
 
 /* One 8U kernel of 3 by 3 without masks: the combine method is not looked at. */
-static bool hasNoMethod(Pair& pair, const std::vector<ModelKernel>& kernels)
+static bool hasNoMethod(FilterPair& pair, const std::vector<ModelKernel>& kernels)
 {
     const VekImage &s = pair.src->image, &d = pair.dst().image;
     if (s.depth != VEK_DEPTH_8U || kernels.size() != 1 || kernels[0].nCols != 3 || kernels[0].nRows != 3) return false;
     if (classOf(kernels[0], s.depth) != 0 || s.maskROI || d.maskROI) return false;
-    const bool single = areaOf(pair).srcChannels.size() == 1 && (s.roi || d.roi) &&
+    const bool single = sharedArea(pair).srcChannels.size() == 1 && (s.roi || d.roi) &&
                         ((s.roi && s.roi->coi) || (d.roi && d.roi->coi));
     return single || s.dataOrder == VEK_DATA_ORDER_PLANE_WISE ||
            (!s.alphaChannel && !d.alphaChannel && (s.nChannels == 1 || s.nChannels == 3));
 }
 
-static void runConvolution(Pair& pair, const std::vector<ModelKernel>& models, int32_t method)
+static void runConvolution(FilterPair& pair, const std::vector<ModelKernel>& models, int32_t method)
 {
     const uint32_t depth = pair.src->image.depth;
     const ModelWindow window = windowOf(models);
@@ -278,7 +176,7 @@ static void runConvolution(Pair& pair, const std::vector<ModelKernel>& models, i
                  [&](const Samples& s) { return convolved(s, window, depth, models, method, noMethod); });
     Kernels kernels(models);
     const int32_t n = (int32_t)models.size();
-    checkCall(pair, [&] {
+    pair.check([&] {
         if (depth == VEK_DEPTH_32F) vekConvolve2DFP(pair.srcHeader(), pair.dstHeader(), kernels.real.data(), n, method);
         else vekConvolve2D(pair.srcHeader(), pair.dstHeader(), kernels.whole.data(), n, method);
     });
@@ -288,12 +186,12 @@ TEST(Convolution, equalsTheNaiveModel)
 {
     for (uint32_t seed = 1; seed <= 4000 && !HasFatalFailure(); ++seed) {
         Random random(seed);
-        const uint32_t depth = depths[draw(random, 0, 6)];
-        Pair pair = drawPair(random, seed, depth, true, COI_ANY);
+        const uint32_t depth = slotDepths[draw(random, 0, 6)];
+        FilterPair pair = drawPair(random, seed, depth, true, COI_ANY);
         std::vector<ModelKernel> kernels;
         const int32_t n = draw(random, 0, 2) ? 1 : draw(random, 2, 4), method = draw(random, 0, 4);
         for (int32_t i = 0; i < n; ++i) kernels.push_back(drawKernel(random, depth));
-        std::string text = "seed " + std::to_string(seed) + ": " + textOf(pair) + " method " + std::to_string(method);
+        std::string text = "seed " + std::to_string(seed) + ": " + pair.text() + " method " + std::to_string(method);
         for (const ModelKernel& k : kernels)
             text += ", " + std::to_string(k.nCols) + "x" + std::to_string(k.nRows) + " class " +
                     std::to_string(classOf(k, depth)) + " >> " + std::to_string(k.nShiftR);
@@ -328,45 +226,43 @@ TEST(SeparableConvolution, equalsTheNaiveModel)
 {
     for (uint32_t seed = 1; seed <= 3000 && !HasFatalFailure(); ++seed) {
         Random random(seed);
-        const uint32_t depth = depths[draw(random, 0, 5)];
-        Pair pair = drawPair(random, seed, depth, false, COI_BOTH);
+        const uint32_t depth = slotDepths[draw(random, 0, 5)];
+        FilterPair pair = drawPair(random, seed, depth, false, COI_BOTH);
         ModelKernel x = drawKernel(random, depth), y = drawKernel(random, depth);
         if (draw(random, 0, 9) == 0) x.nCols = draw(random, 8, 31), y.nRows = draw(random, 8, 31);
         x.nRows = y.nCols = 1;
         x.anchorY = y.anchorX = 0;
         x.values.resize((size_t)x.nCols, draw(random, -3, 3));
         y.values.resize((size_t)y.nRows, draw(random, -3, 3));
-        SCOPED_TRACE("seed " + std::to_string(seed) + ": " + textOf(pair) + " " + std::to_string(x.nCols) + "+" +
+        SCOPED_TRACE("seed " + std::to_string(seed) + ": " + pair.text() + " " + std::to_string(x.nCols) + "+" +
                      std::to_string(y.nRows));
         const ModelWindow window = {x.nCols, y.nRows, x.nCols - 1 - x.anchorX, y.nRows - 1 - y.anchorY};
         expectWindow(pair, window, false, [&](const Samples& s) { return convolvedSep(s, depth, x, y); });
         Kernels kernels({x, y});
-        checkCall(pair,
-                  [&] { vekConvolveSep2D(pair.srcHeader(), pair.dstHeader(), kernels.whole[0], kernels.whole[1]); });
+        pair.check([&] { vekConvolveSep2D(pair.srcHeader(), pair.dstHeader(), kernels.whole[0], kernels.whole[1]); });
     }
 }
 
-static void runBlur(Pair& pair, const ModelWindow& w)
+static void runBlur(FilterPair& pair, const ModelWindow& w)
 {
     const uint32_t depth = pair.src->image.depth;
     expectWindow(pair, w, false, [=](const Samples& s) { return blurred(s, depth); });
-    checkCall(
-        pair, [&] { vekBlur(pair.srcHeader(), pair.dstHeader(), w.nCols, w.nRows, w.anchorX, w.anchorY); }, 1);
+    pair.check([&] { vekBlur(pair.srcHeader(), pair.dstHeader(), w.nCols, w.nRows, w.anchorX, w.anchorY); }, 1);
 }
 
 TEST(Blur, equalsTheNaiveModel)
 {
     for (uint32_t seed = 1; seed <= 3000 && !HasFatalFailure(); ++seed) {
         Random random(seed);
-        const uint32_t depth = depths[draw(random, 0, 6)];
-        Pair pair = drawPair(random, seed, depth, true, COI_BOTH);
+        const uint32_t depth = slotDepths[draw(random, 0, 6)];
+        FilterPair pair = drawPair(random, seed, depth, true, COI_BOTH);
         ModelWindow w = {draw(random, 1, 9), draw(random, 1, 9), 0, 0};
         if (draw(random, 0, 9) == 0) (draw(random, 0, 1) ? w.nCols : w.nRows) = draw(random, 1, 40);
         if (depth == VEK_DEPTH_32F) w.nCols = std::min(w.nCols, 6), w.nRows = std::min(w.nRows, 6);
         w.anchorX = draw(random, 0, w.nCols - 1);
         w.anchorY = draw(random, 0, w.nRows - 1);
         SCOPED_TRACE("seed " + std::to_string(seed) + ": " + std::to_string(w.nCols) + "x" + std::to_string(w.nRows) +
-                     " " + textOf(pair));
+                     " " + pair.text());
         if (depth == VEK_DEPTH_32F) /* sums that double holds exactly */
             for (size_t i = 0; i + 4 <= pair.src->block.bytes; i += 4) {
                 const float value = (float)draw(random, -99999, 99999) / 32;
@@ -396,7 +292,7 @@ TEST(Blur, largeWindowsOfExtremeSamples)
             spec.height = 3;
             if (depth != VEK_DEPTH_1U) spec.nChannels = 1 + (int32_t)(&w - windows) % 5;
             spec.width /= spec.nChannels;
-            Pair pair;
+            FilterPair pair;
             pair.src = std::make_unique<TestImage>(spec, random);
             pair.other = std::make_unique<TestImage>(spec, random);
             for (size_t i = 0; i < pair.src->block.bytes; ++i)
@@ -413,19 +309,19 @@ TEST(Blur, keepsTheRounding)
 {
     Random random(5);
     ImageSpec spec;
-    Pair pair;
+    FilterPair pair;
     pair.src = std::make_unique<TestImage>(spec, random);
     pair.other = std::make_unique<TestImage>(spec, random);
     pair.srcBytes = pair.src->bytes();
     pair.expected = pair.other->bytes();
     const ModelWindow w = {4, 2, 1, 1};
     expectWindow(pair, w, false, [](const Samples& s) { return blurred(s, VEK_DEPTH_8U); });
-    fesetround(FE_UPWARD);
-    vekBlur(&pair.src->image, &pair.other->image, w.nCols, w.nRows, w.anchorX, w.anchorY);
-    const int after = fegetround();
-    fesetround(FE_TONEAREST);
-    EXPECT_EQ(after, FE_UPWARD);
-    checkPair(pair, 0);
+    pair.check([&] {
+        fesetround(FE_UPWARD);
+        vekBlur(&pair.src->image, &pair.other->image, w.nCols, w.nRows, w.anchorX, w.anchorY);
+        EXPECT_EQ(fegetround(), FE_UPWARD);
+        fesetround(FE_TONEAREST);
+    });
 }
 
 /* A window that an infinity has left is as if it had never been there. */
@@ -447,15 +343,14 @@ TEST(FixedFilter, equalsTheNaiveModel)
 {
     for (uint32_t seed = 1; seed <= 3000 && !HasFatalFailure(); ++seed) {
         Random random(seed);
-        const uint32_t depth = depths[draw(random, 0, 6)];
-        Pair pair = drawPair(random, seed, depth, false, COI_BOTH);
+        const uint32_t depth = slotDepths[draw(random, 0, 6)];
+        FilterPair pair = drawPair(random, seed, depth, false, COI_BOTH);
         const int32_t filter = draw(random, 0, 10), size = fixedSize(filter);
-        SCOPED_TRACE("seed " + std::to_string(seed) + ": filter " + std::to_string(filter) + " " + textOf(pair));
+        SCOPED_TRACE("seed " + std::to_string(seed) + ": filter " + std::to_string(filter) + " " + pair.text());
         const ModelWindow w = {size, size, size / 2, size / 2};
         expectWindow(pair, w, false, [=](const Samples& s) { return fixedFiltered(s, depth, filter); });
         int32_t result = 1;
-        checkCall(
-            pair, [&] { result = vekFixedFilter(pair.srcHeader(), pair.dstHeader(), filter); }, 4);
+        pair.check([&] { result = vekFixedFilter(pair.srcHeader(), pair.dstHeader(), filter); }, 4);
         EXPECT_EQ(result, 0);
     }
 }

@@ -3,6 +3,7 @@
 #define TESTS_MOVE_MODEL_H
 
 #include "support/model.h"
+#include "support/parts.h"
 
 #include <functional>
 
@@ -14,15 +15,6 @@ struct Moved {
 
 /* The rectangle that the regions of images and of their masks share: width and height. */
 std::pair<int32_t, int32_t> sharedSize(const std::vector<Moved>& images);
-
-/* The channels that take part, from 0. */
-std::vector<int32_t> channelsOf(const VekImage& image);
-
-/* Whether the image's mask lets pixel (x, y) of its region through. */
-bool isThrough(const TestImage& image, int32_t x, int32_t y);
-
-/* The sample of a pixel of an image's region. */
-int64_t regionSample(const TestImage& image, int32_t x, int32_t y, int32_t channel);
 
 struct MoveRule {
     int flipAxis = 2;        /* as vekMirror; 2: pixels stay where they are */
@@ -49,12 +41,5 @@ struct DrawSpec {
     bool isPlain = false;          /* no region, no mask */
 };
 std::unique_ptr<TestImage> drawMoved(const DrawSpec& spec, Random& random);
-int32_t drawLength(Random& random);
-
-/* One line that says all of an image. */
-std::string headerText(const VekImage& image);
-
-extern const uint32_t moveDepths[OWN_DEPTHS];
-int64_t heldToDepth(uint32_t depth, int64_t value);
 
 #endif

@@ -1,5 +1,5 @@
 /* Moments: over random headers against sums in the stated lanes, and numbers worked out by hand. */
-#include "support/support.h"
+#include "support/parts.h"
 
 #include <gtest/gtest.h>
 
@@ -7,21 +7,7 @@
 
 namespace {
 
-const uint32_t depths[OWN_DEPTHS] = {VEK_DEPTH_1U,  VEK_DEPTH_8U,  VEK_DEPTH_8S, VEK_DEPTH_16U,
-                                     VEK_DEPTH_16S, VEK_DEPTH_32S, VEK_DEPTH_32F};
-
 /* ---- What is stated -------------------------------------------------------------------------------------------------- */
-
-struct Area {
-    int32_t x, y, width, height;
-};
-Area areaOf(const VekImage& image)
-{
-    if (!image.roi) return {0, 0, image.width, image.height};
-    const VekROI& roi = *image.roi;
-    return {roi.xOffset, roi.yOffset, std::max(std::min(roi.width, image.width - roi.xOffset), 0),
-            std::max(std::min(roi.height, image.height - roi.yOffset), 0)};
-}
 
 Area workingArea(const TestImage& image)
 {
@@ -35,13 +21,9 @@ Area workingArea(const TestImage& image)
 
 float sampleOf(const TestImage& image, int32_t x, int32_t y)
 {
-    const Area area = areaOf(image.image);
-    if (image.mask) {
-        const Area mask = areaOf(image.mask->image);
-        if (!image.mask->get(mask.x + x, mask.y + y, 0)) return 0;
-    }
+    if (!isThrough(image, x, y)) return 0;
     const VekROI* roi = image.image.roi;
-    const int64_t sample = image.get(area.x + x, area.y + y, roi && roi->coi ? roi->coi - 1 : 0);
+    const int64_t sample = regionSample(image, x, y, roi && roi->coi ? roi->coi - 1 : 0);
     return image.image.depth == VEK_DEPTH_32F ? std::bit_cast<float>((uint32_t)sample) : (float)sample;
 }
 
@@ -92,7 +74,7 @@ void runSeed(uint32_t seed)
     Random random(seed);
     ImageSpec spec;
     const int slot = draw(random, 0, OWN_DEPTHS - 1);
-    spec.depth = depths[slot];
+    spec.depth = slotDepths[slot];
     spec.nChannels = slot == OWN_1U ? 1 : draw(random, 1, 4);
     spec.hasAlpha = slot != OWN_1U && draw(random, 0, 1);
     spec.dataOrder = draw(random, 0, 1);
@@ -104,14 +86,7 @@ void runSeed(uint32_t seed)
     if (spec.nChannels > 1 || draw(random, 0, 1))
         image.setRoi(spec.nChannels > 1 ? draw(random, 1, spec.nChannels) : 0, draw(random, 0, spec.width),
                      draw(random, 0, spec.height - 1), draw(random, 1, spec.width), draw(random, 1, spec.height));
-    if (draw(random, 0, 1)) {
-        ImageSpec bits;
-        bits.depth = VEK_DEPTH_1U;
-        bits.width = draw(random, 1, spec.width + 9);
-        bits.height = draw(random, 1, spec.height + 2);
-        image.setMask(std::make_unique<TestImage>(bits, random));
-        if (draw(random, 0, 1)) image.mask->setRoi(0, draw(random, 0, 9), draw(random, 0, 2), 50, 50);
-    }
+    if (draw(random, 0, 1)) image.setMask(drawMask(image.image, random));
     std::unique_ptr<TiledImage> tiled;
     int32_t tileWidth = 0, tileHeight = 0;
     if (draw(random, 0, 2) == 0) {

@@ -1,36 +1,8 @@
 #include "support/model.h"
 
+#include "support/parts.h"
+
 #include <set>
-
-/* ---- What takes part ------------------------------------------------------------------------------------------- */
-
-struct Area {
-    int64_t x, y, width, height;
-};
-
-/* The region of an image: clipped to the image, empty when it lies outside, and no wider than a row of widthStep bytes
- * (tiles: a row of the image). */
-static Area areaOf(const VekImage& image, bool isTiled)
-{
-    const int64_t pixelBits = (int64_t)(image.depth & 0xFF) *
-                              (image.dataOrder == VEK_DATA_ORDER_PIXEL ? image.nChannels : 1);
-    const int64_t rowPixels = isTiled ? image.width
-                                      : std::min<int64_t>(image.width, image.widthStep * INT64_C(8) / pixelBits);
-    if (!image.roi) return {0, 0, rowPixels, image.height};
-    const VekROI& roi = *image.roi;
-    const int64_t width = std::min<int64_t>(roi.width, rowPixels - roi.xOffset);
-    const int64_t height = std::min<int64_t>(roi.height, (int64_t)image.height - roi.yOffset);
-    return {roi.xOffset, roi.yOffset, std::max<int64_t>(width, 0), std::max<int64_t>(height, 0)};
-}
-
-static std::vector<int32_t> channelsOf(const VekImage& image)
-{
-    if (image.roi && image.roi->coi > 0) return {image.roi->coi - 1};
-    std::vector<int32_t> channels;
-    for (int32_t c = 0; c < image.nChannels; ++c)
-        if (c + 1 != image.alphaChannel) channels.push_back(c);
-    return channels;
-}
 
 /* ---- A piece: blocks of pixels and a region in each ------------------------------------------------------------- */
 

@@ -1,7 +1,7 @@
 /* Histograms, stretching and equalising: the runs against their plain loops, and the operations over random headers against
  * what is stated, sample by sample. */
 #include "ownsimd.h"
-#include "support/support.h"
+#include "support/parts.h"
 #include "tone/owntone.h"
 
 #include <gtest/gtest.h>
@@ -132,25 +132,6 @@ std::vector<int64_t> equalMap(const Table& table, int32_t levels)
 
 /* ---- Random headers -------------------------------------------------------------------------------------------------- */
 
-struct Area {
-    int32_t x, y, width, height;
-};
-Area areaOf(const VekImage& image)
-{
-    if (!image.roi) return {0, 0, image.width, image.height};
-    const VekROI& roi = *image.roi;
-    return {roi.xOffset, roi.yOffset, std::max(std::min(roi.width, image.width - roi.xOffset), 0),
-            std::max(std::min(roi.height, image.height - roi.yOffset), 0)};
-}
-
-std::vector<int32_t> channelsOf(const VekImage& image)
-{
-    if (image.roi && image.roi->coi) return {image.roi->coi - 1};
-    std::vector<int32_t> channels;
-    for (int32_t c = 0; c < image.nChannels - (image.alphaChannel > 0); ++c) channels.push_back(c);
-    return channels;
-}
-
 std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int32_t nColours, bool hasCoi, int32_t dataOrder)
 {
     ImageSpec spec;
@@ -166,14 +147,7 @@ std::unique_ptr<TestImage> drawImage(Random& random, uint32_t depth, int32_t nCo
     if (hasCoi || draw(random, 0, 1))
         image->setRoi(hasCoi ? draw(random, 1, spec.nChannels) : 0, draw(random, 0, spec.width),
                       draw(random, 0, spec.height / 2), draw(random, 1, spec.width), draw(random, 1, spec.height));
-    if (draw(random, 0, 2) == 0) {
-        ImageSpec bits;
-        bits.depth = VEK_DEPTH_1U;
-        bits.width = draw(random, 1, 60);
-        bits.height = draw(random, 1, 20);
-        image->setMask(std::make_unique<TestImage>(bits, random));
-        if (draw(random, 0, 1)) image->mask->setRoi(0, draw(random, 0, 9), draw(random, 0, 2), 50, 50);
-    }
+    if (draw(random, 0, 2) == 0) image->setMask(drawMask(image->image, random));
     return image;
 }
 
@@ -182,7 +156,7 @@ std::vector<uint8_t> mapped(const TestImage& src, const TestImage& dst, const st
 {
     std::vector<uint8_t> bytes = dst.bytes();
     const Area from = areaOf(src.image), to = areaOf(dst.image);
-    int32_t width = std::min(from.width, to.width), height = std::min(from.height, to.height);
+    int64_t width = std::min(from.width, to.width), height = std::min(from.height, to.height);
     for (const TestImage* one : {&src, &dst})
         if (one->mask) {
             width = std::min(width, areaOf(one->mask->image).width);
@@ -192,11 +166,7 @@ std::vector<uint8_t> mapped(const TestImage& src, const TestImage& dst, const st
     for (int32_t y = 0; y < height; ++y)
         for (int32_t x = 0; x < width; ++x) {
             bool isLet = true;
-            for (const TestImage* one : {&src, &dst})
-                if (one->mask) {
-                    const Area area = areaOf(one->mask->image);
-                    isLet = isLet && one->mask->get(area.x + x, area.y + y, 0);
-                }
+            for (const TestImage* one : {&src, &dst}) isLet = isLet && isThrough(*one, x, y);
             for (size_t c = 0; c < toChannels.size() && isLet; ++c)
                 setSample(dst.image, bytes.data(), to.x + x, to.y + y, toChannels[c],
                           maps[c][(size_t)src.get(from.x + x, from.y + y, fromChannels[c])]);
