@@ -579,19 +579,26 @@ void* vekCopyRectBordered(const VekImage* image, int32_t x, int32_t y, int32_t w
 void ownFetchPixels(const VekImage* image, const int32_t* borderConst, int32_t first, int32_t samples, int64_t x,
                     int64_t y, int64_t count, void* buffer);
 
-/* The column that a column beside the image reads in the image's own rows; -1 where it reads the side's constant. */
+/* The column that a column beside the image, or in it, reads in the image's own rows; -1 where it reads the side's
+ * constant. */
 int64_t ownBorderColumn(const VekImage* image, int64_t x, uint32_t* constant);
 
 /* ---- Lines --------------------------------------------------------------------------------------------------- */
 
-/* The rectangle of an operation that reads whole rows with one pixel more at each side, and one row more above and below.
- * A line is such a row: pixels -1 to width, `step` samples each, from the top bit of its first byte on. The rectangle is
- * gone over nPlanes times. Where the source is the destination, each line must be read before its row is written. */
+/* Pixels around a rectangle. */
+struct OwnMargins {
+    int32_t left, right, top, bottom;
+};
+
+/* The rectangle of an operation that reads whole rows with margins. A line is such a row: pixels -left to
+ * width + right - 1, `step` samples each, from the top bit of its first byte on. The rectangle is gone over nPlanes times.
+ * Where the source is the destination, each line must be read before its row is written. */
 struct OwnLines {
     int32_t width, height; /* in pixels */
     int32_t step;          /* samples of a pixel */
     int32_t nPlanes;
     int sampleBits;
+    OwnMargins margins; /* as far as their pixels are not all seen closer by */
     ptrdiff_t rowBytes; /* rows to be written go fastest when they lie so far apart */
 
     struct Part { /* a private header on pixels that a line is made of */
@@ -599,12 +606,7 @@ struct OwnLines {
         VekROI roi;
         void* block; /* owned */
     };
-    Part rows, ends[2]; /* the rectangle, and the rows above and below it, one pixel wider at each side */
-    struct Side {
-        bool inside;    /* the pixel is a real one, */
-        int64_t column; /* of the image's column, */
-        uint32_t value; /* or has this value */
-    } sides[2];
+    Part rows, ends[2]; /* the rectangle, and the lines above and below it */
     OwnChannels from, to;
     OwnMask mask;
     const VekImage* dst;
@@ -615,39 +617,51 @@ enum OwnOpened { OWN_OPENED, OWN_OPENED_EMPTY, OWN_OPENED_NO_MEMORY };
 
 /* The tests of the headers have passed, and both images have equally many channels and the same data order. Unless it
  * returns OWN_OPENED there is nothing to close. */
-OwnOpened ownOpenLines(OwnLines* lines, const VekImage* srcImage, const VekImage* dstImage);
+OwnOpened ownOpenLines(OwnLines* lines, const VekImage* srcImage, const VekImage* dstImage, const OwnMargins& margins);
 
 /* Lines y to y + n - 1 of a plane, all of them rows of the rectangle, to `out`, outStep bytes apart. Of 1-bit lines no
- * other bit is written. */
+ * other bit is written. ownReadSides: their margins alone. */
 void ownReadLines(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, uint8_t* out, ptrdiff_t outStep);
+void ownReadSides(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, uint8_t* out, ptrdiff_t outStep);
 
-/* The line above the rectangle (end 0), or below it (end 1), from pixel `at` of `out` on. */
-void ownReadEndLine(const OwnLines& lines, int32_t plane, int end, uint8_t* out, int32_t at);
+/* The lines above the rectangle (end 0), or those below it (end 1). */
+void ownReadEndLines(const OwnLines& lines, int32_t plane, int end, uint8_t* out, ptrdiff_t outStep);
 
-/* The pixels at the left (side 0), or at the right, of all rows of the rectangle, one behind the other; of bits a byte of 0
- * or 1 each. */
-void ownReadSideColumn(const OwnLines& lines, int32_t plane, int side, uint8_t* out);
-
-/* Samples of the rectangle where they are: row 0 begins with `bit` of the byte at data, each row widthStep bytes behind the
- * one before. */
-struct OwnStraight {
+/* Rows of samples where they are: row 0 begins with `bit` of the byte at data. Without data there are none. */
+struct OwnRowsAt {
     uint8_t* data;
-    ptrdiff_t widthStep;
+    ptrdiff_t step; /* bytes from a row to the next */
     int bit;
+    uint8_t* row(int64_t y) const { return data + (ptrdiff_t)y * step; }
 };
 
-/* The source's, when rows may be read while others are written; data is null when lines must be copied. */
+/* Where a pixel beside the rows takes its samples from in each of them. */
+struct OwnBeside {
+    bool inside;    /* from the pixel of this column, */
+    int64_t column; /* counted from the rectangle's, */
+    uint32_t value; /* or they have this value */
+};
+
+/* The source's rows, when they may be read while others are written. They begin `left` pixels in front of the rectangle
+ * and end `right` pixels behind it; at most one pixel of the margin is missing at each side. */
+struct OwnStraight {
+    OwnRowsAt rows;
+    int32_t left, right;
+    OwnBeside beside[2]; /* the pixel missing at the left, and the one at the right */
+};
 OwnStraight ownStraightLines(const OwnLines& lines, int32_t plane);
 
-/* The destination's, when rows may be written straight away; data is null when they go through ownWriteRows. */
-OwnStraight ownStraightRows(const OwnLines& lines, int32_t plane);
+/* The destination's, when rows may be written straight away, pixel 0 first. Otherwise they go through ownWriteRows. */
+OwnRowsAt ownStraightRows(const OwnLines& lines, int32_t plane);
 
 /* Rows y to y + n - 1 of a plane, pixels 0 to width - 1, from `rows`, under the mask. */
 void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, const uint8_t* rows, ptrdiff_t rowBytes);
 
-/* Releases everything; ownCloseLines first stores what a tiled destination is still due. */
+/* Releases everything; ownCloseLines first stores what a tiled destination is still due, and reports a tile of it that is
+ * not delivered: with a text and its status, or as other operations do. */
 void ownDropLines(OwnLines* lines);
-void ownCloseLines(const OwnFace& face, OwnLines* lines);
+void ownCloseLines(const OwnFace& face, OwnLines* lines, const char* missing = nullptr,
+                   VekStatus status = VEK_StatusBadArg);
 
 /* ---- Neighbourhoods ------------------------------------------------------------------------------------------ */
 
@@ -682,7 +696,6 @@ struct OwnWindow {
     const void* k;
     int64_t scratchBytes, scratchPerSample; /* the stage's scratch: so much, and so much for each of lineSamples */
     bool oneByOne; /* each line comes as it is read, as rows[0] alone, even before the window is full */
-    bool asBits;   /* 1-bit lines and results stay bits, from the top bit of the first byte on */
 };
 
 enum OwnWindowEnd { OWN_WINDOW_DONE, OWN_WINDOW_NO_MEMORY, OWN_WINDOW_NO_TILE };

@@ -3,6 +3,8 @@
 
 #include "ownsimd.h"
 
+#include <array>
+
 /* ---- The four extrema ---------------------------------------------------------------------------------------- */
 
 /* A sample type, its extremum of two, and the value that is no extremum of anything. */
@@ -152,24 +154,6 @@ static void ownDown(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows,
     ownDownHighs<E>(out, outStep, rows, side, nRows, n);
 }
 
-template <class E> static void ownPile(void* out, const uint8_t* const* rows, ptrdiff_t side, ptrdiff_t n)
-{
-    typedef typename E::Sample T;
-    constexpr ptrdiff_t step = OWN_VEC_BYTES;
-    const ptrdiff_t bytes = n * (ptrdiff_t)sizeof(T);
-    if (bytes < 2 * step) return ownDownPlain<E>((uint8_t*)out, 0, rows, side, 1, n);
-    for (ptrdiff_t i = 0;; i = std::min(i + 2 * step, bytes - 2 * step)) {
-        OwnVec<T> x = ownLoad<T>(rows[0] + i), y = ownLoad<T>(rows[0] + i + step);
-        for (ptrdiff_t r = 1; r < side; ++r) {
-            x = E::of(x, ownLoad<T>(rows[r] + i));
-            y = E::of(y, ownLoad<T>(rows[r] + i + step));
-        }
-        ownStore((char*)out + i, x);
-        ownStore((char*)out + i + step, y);
-        if (i == bytes - 2 * step) return;
-    }
-}
-
 /* ---- Across -------------------------------------------------------------------------------------------------- */
 
 /* out[i] = f(i) for n samples, i in bytes; the last vector is computed before the loop and stored after it. */
@@ -194,32 +178,114 @@ template <class E> static void ownAcrossPlain(void* out, const void* in, const O
     typedef typename E::Sample T;
     constexpr ptrdiff_t size = (ptrdiff_t)sizeof(T);
     for (ptrdiff_t i = 0; i < n; ++i) {
-        T x, y;
-        memcpy(&x, (const char*)in + (i + reach.at[0]) * size, sizeof(T));
-        for (int k = 1; k < reach.count; ++k) {
-            memcpy(&y, (const char*)in + (i + reach.at[k]) * size, sizeof(T));
-            x = E::one(x, y);
-        }
+        T x = E::neutral, y;
+        for (int k = 0; k < reach.count; ++k)
+            for (int j = 0; j < reach.span; ++j) {
+                memcpy(&y, (const char*)in + (i + reach.at[k] + j * reach.unit) * size, sizeof(T));
+                x = E::one(x, y);
+            }
         memcpy((char*)out + i * size, &x, sizeof(T));
     }
 }
 
+/* The extremum of the samples at all places. */
+template <class E, int count> struct OwnAcrossFrom {
+    typedef typename E::Sample T;
+    const char* from[count];
+    OwnAcrossFrom(const void* in, const OwnReach& reach, ptrdiff_t more)
+    {
+        for (int k = 0; k < count; ++k) from[k] = (const char*)in + (reach.at[k] + more) * (ptrdiff_t)sizeof(T);
+    }
+    OwnVec<T> at(ptrdiff_t i) const
+    {
+        OwnVec<T> x = ownLoad<T>(from[0] + i);
+#pragma GCC unroll 4
+        for (int k = 1; k < count; ++k) x = E::of(x, ownLoad<T>(from[k] + i));
+        return x;
+    }
+};
+
 template <class E, int count>
 [[gnu::flatten]] static void ownAcrossOf(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
 {
+    const OwnAcrossFrom<E, count> from(in, reach, 0);
+    ownFromRow<typename E::Sample>(out, n, [=](ptrdiff_t i) { return from.at(i); });
+}
+
+/* Windows of `have` pixels that end at each sample become windows of `span` pixels; `before` keeps the windows of the
+ * vector before, of each width. */
+template <class E, int unit, int span, int have = 1>
+static inline OwnVec<typename E::Sample> ownWidenAcross(OwnVec<typename E::Sample> x,
+                                                        OwnVec<typename E::Sample>* before)
+{
+    if constexpr (have == span) return x;
+    else {
+        typedef typename E::Sample T;
+        const OwnVec<T> wider = E::of(x, ownAcrossBoth<OWN_VEC_BYTES - have * unit*(int)sizeof(T)>(*before, x));
+        *before = x;
+        return ownWidenAcross<E, unit, span, 2 * have>(wider, before + 1);
+    }
+}
+
+/* A window reaches no further back than the vector before. */
+template <class E, int unit, int span>
+static constexpr bool ownSpans = (span - 1) * unit*(int)sizeof(typename E::Sample) < OWN_VEC_BYTES;
+
+/* Samples far apart are joined from memory, and what lies between them in registers. */
+template <class E, int unit, int span, int count>
+[[gnu::flatten]] static void ownAcrossSpan(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
+{
     typedef typename E::Sample T;
-    const char* from[count];
-    for (int k = 0; k < count; ++k) from[k] = (const char*)in + reach.at[k] * (ptrdiff_t)sizeof(T);
-    ownFromRow<T>(out, n, [=](ptrdiff_t i) {
-        OwnVec<T> x = ownLoad<T>(from[0] + i);
-        for (int k = 1; k < count; ++k) x = E::of(x, ownLoad<T>(from[k] + i));
-        return x;
-    });
+    constexpr ptrdiff_t step = OWN_VEC_BYTES;
+    const OwnAcrossFrom<E, count> from(in, reach, (span - 1) * unit);
+    const ptrdiff_t bytes = n * (ptrdiff_t)sizeof(T);
+    char* po = (char*)out;
+    const auto begin = [&from](ptrdiff_t i, OwnVec<T>* before) {
+        before[0] = before[1] = before[2] = from.at(i - step);
+        ownWidenAcross<E, unit, span>(from.at(i - step), before);
+    };
+    OwnVec<T> before[3];
+    begin(bytes - step, before);
+    const OwnVec<T> last = ownWidenAcross<E, unit, span>(from.at(bytes - step), before);
+    begin(0, before);
+    for (ptrdiff_t i = 0; i < bytes - step; i += step)
+        ownStore(po + i, ownWidenAcross<E, unit, span>(from.at(i), before));
+    ownStore(po + bytes - step, last);
+}
+
+template <class E, int unit, int span>
+static void ownAcrossSpans(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
+{
+    if constexpr (ownSpans<E, unit, span>) {
+        switch (reach.count) {
+        case 2: return ownAcrossSpan<E, unit, span, 2>(out, in, reach, n);
+        case 3: return ownAcrossSpan<E, unit, span, 3>(out, in, reach, n);
+        case 4: return ownAcrossSpan<E, unit, span, 4>(out, in, reach, n);
+        }
+    }
+    ownAcrossPlain<E>(out, in, reach, n);
+}
+
+template <class E, int unit> static void ownAcrossUnit(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
+{
+    switch (reach.span) {
+    case 2: return ownAcrossSpans<E, unit, 2>(out, in, reach, n);
+    case 4: return ownAcrossSpans<E, unit, 4>(out, in, reach, n);
+    case 8: return ownAcrossSpans<E, unit, 8>(out, in, reach, n);
+    }
+}
+
+template <class E> static int ownMostSpan(ptrdiff_t unit)
+{
+    if (unit == 1) return ownSpans<E, 1, 8> ? 8 : ownSpans<E, 1, 4> ? 4 : 2;
+    if (unit == 3) return ownSpans<E, 3, 8> ? 8 : ownSpans<E, 3, 4> ? 4 : ownSpans<E, 3, 2> ? 2 : 1;
+    return 1;
 }
 
 template <class E> static void ownAcross(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
 {
     if (n < OwnVec<typename E::Sample>::lanes) return ownAcrossPlain<E>(out, in, reach, n);
+    if (reach.span > 1) return (reach.unit == 1 ? ownAcrossUnit<E, 1> : ownAcrossUnit<E, 3>)(out, in, reach, n);
     switch (reach.count) {
     case 1: return ownAcrossOf<E, 1>(out, in, reach, n);
     case 2: return ownAcrossOf<E, 2>(out, in, reach, n);
@@ -243,23 +309,55 @@ template <class E, int nRows> struct OwnThreeDown {
     }
 };
 
+/* The extrema down of a pixel that the rows don't hold next to the others: in its last lanes at the left, in the first ones
+ * at the right. */
+template <class E, int pixel, int nRows> struct OwnThreeEnd {
+    typedef typename E::Sample T;
+    OwnVec<T> row[nRows];
+    OwnThreeEnd(const uint8_t* const* rows, const OwnBoxEnds& ends, int side)
+    {
+        constexpr int size = (int)sizeof(T);
+        T pixels[nRows + 2][pixel / size];
+        for (int k = 0; k < nRows + 2; ++k)
+            memcpy(pixels[k], ends.value[side] ? ends.value[side] : rows[k] + ends.at[side], pixel);
+        for (int k = 0; k < nRows; ++k) {
+            for (int i = 0; i < pixel / size; ++i)
+                pixels[k][i] = E::one(pixels[k][i], E::one(pixels[k + 1][i], pixels[k + 2][i]));
+            if constexpr (pixel == size) row[k] = ownSet<T>(pixels[k][0]);
+            else {
+                uint8_t bytes[OWN_VEC_BYTES] = {};
+                memcpy(bytes + (side ? 0 : OWN_VEC_BYTES - pixel), pixels[k], pixel);
+                row[k] = ownLoad<T>(bytes);
+            }
+        }
+    }
+};
+
 /* Extrema down stay in registers, and windows are taken from two vectors of them. The last two vectors of a row are made on
- * their own, so that nothing beyond the rows is read. */
+ * their own, so that nothing beyond the rows is read. The rows that come next are asked for: between the end of one row and
+ * the begin of another the processor does not look that far ahead. */
 template <class E, int pixel, int nRows>
 [[gnu::flatten]] static void ownThreeOf(uint8_t* const* out, const uint8_t* const* rows, ptrdiff_t bytes,
                                         const OwnBoxEnds* ends)
 {
     typedef typename E::Sample T;
     typedef OwnThreeDown<E, nRows> Down;
+    typedef OwnThreeEnd<E, pixel, nRows> End;
     constexpr ptrdiff_t step = OWN_VEC_BYTES;
-    const ptrdiff_t first = ends ? -pixel : 0, end = bytes + first; /* of windows, in the rows */
-    Down a(rows, 0);
-    if (ends)
+    const ptrdiff_t begin = ends ? ends->first - pixel : 0, end = begin + bytes; /* of windows, in the rows */
+    Down a(rows, ends ? ends->first : 0);
+    if (ends) {
+        const End left(rows, *ends, 0);
 #pragma GCC unroll 2
-        for (int k = 0; k < nRows; ++k)
-            a.row[k] = ownAcrossBoth<step - pixel>(ownLoad<T>(ends->left[k] - step), a.row[k]);
+        for (int k = 0; k < nRows; ++k) a.row[k] = ownAcrossBoth<step - pixel>(left.row[k], a.row[k]);
+    }
+    uintptr_t next[nRows];
+    for (int k = 0; k < nRows; ++k) next[k] = 2 * (uintptr_t)rows[k + 2] - (uintptr_t)rows[k + 2 - nRows] + begin;
     for (ptrdiff_t i = 0; i < bytes - 2 * step; i += step) {
-        const Down b(rows, first + i + step);
+        if (step < 64) ownPrefetch<1, 0>((const void*)(next[i / step % nRows] + (i & -64)));
+        else
+            for (int k = 0; k < nRows; ++k) ownPrefetch<1, 0>((const void*)(next[k] + i));
+        const Down b(rows, begin + i + step);
 #pragma GCC unroll 2
         for (int k = 0; k < nRows; ++k) {
             const OwnVec<T> x = a.row[k], y = b.row[k];
@@ -268,12 +366,18 @@ template <class E, int pixel, int nRows>
         a = b;
     }
     const Down p(rows, end - 2 * step), q(rows, end - 2 * step + pixel), r(rows, end - 2 * step + 2 * pixel);
-    const Down x(rows, end - step), y(rows, end - step + pixel), z(rows, bytes - step + (ends ? 0 : 2 * pixel));
+    const Down x(rows, end - step), y(rows, end - step + pixel), z(rows, end - step + (ends ? 1 : 2) * pixel);
+    OwnVec<T> last[nRows];
+    for (int k = 0; k < nRows; ++k) last[k] = z.row[k];
+    if (ends) {
+        const End right(rows, *ends, 1);
+#pragma GCC unroll 2
+        for (int k = 0; k < nRows; ++k) last[k] = ownAcrossBoth<pixel>(z.row[k], right.row[k]);
+    }
 #pragma GCC unroll 2
     for (int k = 0; k < nRows; ++k) {
-        const OwnVec<T> last = ends ? ownAcrossBoth<pixel>(z.row[k], ownLoad<T>(ends->right[k])) : z.row[k];
         ownStore(out[k] + bytes - 2 * step, E::of(p.row[k], E::of(q.row[k], r.row[k])));
-        ownStore(out[k] + bytes - step, E::of(x.row[k], E::of(y.row[k], last)));
+        ownStore(out[k] + bytes - step, E::of(x.row[k], E::of(y.row[k], last[k])));
     }
 }
 
@@ -312,9 +416,9 @@ template <class E> static void ownAcrossBitsPlain(void* out, const void* in, con
         return (uint8_t)((p[0] << 8 | p[1]) >> (8 - (bit & 7)));
     };
     for (ptrdiff_t i = 0; i < n; ++i) {
-        uint8_t x = byteAt(8 * i + reach.at[0]);
-        for (int k = 1; k < reach.count; ++k) x = E::one(x, byteAt(8 * i + reach.at[k]));
-        for (ptrdiff_t at = reach.at[0] + 1; reach.filled && at < reach.at[1]; ++at) x = E::one(x, byteAt(8 * i + at));
+        uint8_t x = E::neutral;
+        for (int k = 0; k < reach.count; ++k)
+            for (int j = 0; j < reach.span; ++j) x = E::one(x, byteAt(8 * i + reach.at[k] + j));
         ((uint8_t*)out)[i] = x;
     }
 }
@@ -339,7 +443,7 @@ template <class E, int most>
 [[gnu::flatten]] static void ownAcrossFilled(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
 {
     const uint8_t* from = (const uint8_t*)in + (reach.at[0] >> 3);
-    const int left = (int)(reach.at[0] & 7), rest = (int)(reach.at[1] - reach.at[0]) + 1 - most;
+    const int left = (int)(reach.at[0] & 7), rest = reach.span - most;
     ownFromRow<uint8_t>(out, n, [=](ptrdiff_t i) {
         OwnVec<uint64_t> a = ownLoadBits(from + i), b = ownLoadBits(from + i + 8);
         a = ownShiftBits(a, b, left);
@@ -351,11 +455,10 @@ template <class E, int most>
 
 template <class E> static void ownAcrossWindow(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
 {
-    const ptrdiff_t side = reach.at[1] - reach.at[0] + 1;
-    if (side < 4) ownAcrossFilled<E, 2>(out, in, reach, n);
-    else if (side < 8) ownAcrossFilled<E, 4>(out, in, reach, n);
-    else if (side < 16) ownAcrossFilled<E, 8>(out, in, reach, n);
-    else if (side < 32) ownAcrossFilled<E, 16>(out, in, reach, n);
+    if (reach.span < 4) ownAcrossFilled<E, 2>(out, in, reach, n);
+    else if (reach.span < 8) ownAcrossFilled<E, 4>(out, in, reach, n);
+    else if (reach.span < 16) ownAcrossFilled<E, 8>(out, in, reach, n);
+    else if (reach.span < 32) ownAcrossFilled<E, 16>(out, in, reach, n);
     else ownAcrossFilled<E, 32>(out, in, reach, n);
 }
 
@@ -394,7 +497,7 @@ template <class E, int count>
 template <class E> static void ownAcrossBits(void* out, const void* in, const OwnReach& reach, ptrdiff_t n)
 {
     if (n < OWN_VEC_BYTES || reach.count > 4) return ownAcrossBitsPlain<E>(out, in, reach, n);
-    if (reach.filled) return ownAcrossWindow<E>(out, in, reach, n);
+    if (reach.span > 1) return ownAcrossWindow<E>(out, in, reach, n);
     switch (reach.count) {
     case 1: return ownAcrossBitsOf<E, 1>(out, in, reach, n);
     case 2: return ownAcrossBitsOf<E, 2>(out, in, reach, n);
@@ -403,58 +506,77 @@ template <class E> static void ownAcrossBits(void* out, const void* in, const Ow
     }
 }
 
-template <class E> static void ownJoin(void* out, const void* a, const void* b, ptrdiff_t n)
-{
-    typedef typename E::Sample T;
-    ownMap2<T>(out, a, b, n, [](OwnVec<T> x, OwnVec<T> y) { return E::of(x, y); });
-}
-
 /* ---- The plan of passes -------------------------------------------------------------------------------------- */
 
-/* The least factor that takes a span to the side in so many passes. */
-static int64_t ownRadix(int64_t span, int64_t side, int passes)
+/* The least factor that takes a width to the side in so many passes. */
+static int64_t ownRadix(int64_t width, int64_t side, int passes)
 {
     for (int64_t radix = 2;; ++radix) {
-        int64_t reached = span;
+        int64_t reached = width;
         for (int i = 0; i < passes && reached < side; ++i) reached *= radix;
         if (reached >= side) return radix;
     }
 }
 
 /* A pass more costs more than a sample more, up to four of them, or five if that is all. */
-static int ownPasses(int64_t span, int64_t side)
+static int ownPasses(int64_t width, int64_t side)
 {
     int passes = 1;
-    for (int64_t reached = span * (span == 1 && side == 5 ? 5 : 4); reached < side; reached *= 4) ++passes;
+    for (int64_t reached = width * (width == 1 && side == 5 ? 5 : 4); reached < side; reached *= 4) ++passes;
     return passes;
 }
 
-OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, bool bits)
+/* The span of the first pass. Doubling one costs a little more than a sample from memory; further passes take up to four
+ * windows each. */
+static int ownFirstSpan(int64_t side, int mostSpan)
+{
+    int best = 1;
+    int64_t bestCost = INT64_MAX;
+    for (int span = 1, doubled = 0; span <= mostSpan; span *= 2, ++doubled) {
+        const int64_t count = (side + span - 1) / span;
+        const int64_t cost = count > 4 ? (count + 3) / 4 * 100 : 4 * doubled + 3 * count;
+        if (span > 1 && count < 2) break;
+        if (cost < bestCost) best = span, bestCost = cost;
+    }
+    return best;
+}
+
+OwnBoxPlan ownBoxPlan(int64_t side, ptrdiff_t unit, int mostSpan, bool bits)
 {
     OwnBoxPlan plan = {};
-    int64_t span = 1;
-    do {
+    int64_t width = bits ? std::min<int64_t>(side, OwnReach::MOST_BITS) : ownFirstSpan(side, mostSpan);
+    int span = (int)width;
+    const auto add = [&](int64_t next) {
         OwnReach& pass = plan.pass[plan.count++];
-        pass.filled = bits && span == 1 && side > 1;
-        const int64_t radix = pass.filled ? (int64_t)OwnReach::MOST_FILLED
-                                          : ownRadix(span, side, ownPasses(span, side));
-        const int64_t next = std::min(side, span * radix);
-        pass.count = pass.filled ? 2 : (int)((next + span - 1) / span);
-        for (int k = 0; k < pass.count; ++k)
-            pass.at[k] = (ptrdiff_t)(pass.filled ? k * (next - 1) : std::min(k * span, next - span)) * unit;
-        span = next;
-    } while (span < side);
+        pass.span = span;
+        pass.unit = unit;
+        pass.count = (int)((next + width - 1) / width);
+        for (int k = 0; k < pass.count; ++k) pass.at[k] = (ptrdiff_t)std::min(k * width, next - width) * unit;
+        width = next;
+        span = 1;
+    };
+    if (bits || side == 1) add(width); /* bits have all of a span from one place */
+    while (width < side) add(std::min(side, width * ownRadix(width, side, ownPasses(width, side))));
     return plan;
 }
 
 /* ---- Tables -------------------------------------------------------------------------------------------------- */
 
+/* The bytes of a sample. */
+template <class T> static constexpr OwnBox ownWithNeutral(OwnBox box, T neutral)
+{
+    const auto bytes = std::bit_cast<std::array<uint8_t, sizeof(T)>>(neutral);
+    for (size_t i = 0; i < sizeof(T); ++i) box.neutral[i] = bytes[i];
+    return box;
+}
+
 template <class E>
-static constexpr OwnBox ownBox = {ownDown<E>,      ownAcross<E>,      ownJoin<E>,  ownPile<E>,
-                                  ownDownPlain<E>, ownAcrossPlain<E>, ownThree<E>, (uint32_t)E::neutral};
+static constexpr OwnBox ownBox = ownWithNeutral(
+    OwnBox{ownDown<E>, ownAcross<E>, ownDownPlain<E>, ownAcrossPlain<E>, ownThree<E>, ownMostSpan<E>, {}}, E::neutral);
+static int ownBitSpan(ptrdiff_t) { return OwnReach::MOST_BITS; }
 template <class E>
-static constexpr OwnBox ownBitBox = {ownDown<E>,      ownAcrossBits<E>,      ownJoin<E>, ownPile<E>,
-                                     ownDownPlain<E>, ownAcrossBitsPlain<E>, nullptr,    E::neutral};
+static constexpr OwnBox ownBitBox = {ownDown<E>, ownAcrossBits<E>, ownDownPlain<E>, ownAcrossBitsPlain<E>,
+                                     nullptr,    ownBitSpan,       {E::neutral}};
 
 const OwnBox ownBoxMin[OWN_DEPTHS] = {
     /*  1U */ ownBitBox<OwnAllBits>,

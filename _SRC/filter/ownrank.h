@@ -1,15 +1,13 @@
-/* ownrank.h: the row stages of the rank filters, by kind and depth. */
+/* ownrank.h: the row stages of the median, by depth and window. */
 #ifndef OWNRANK_H
 #define OWNRANK_H
 
-#include "ownbox.h"
+#include "own.h"
 
 /* The window of a filter and the rank of its result, counted from 1 in ascending order. */
 struct OwnRank {
     int64_t nCols, nRows, rank;
     int slot;
-    bool largest;    /* of the extrema, */
-    OwnBoxPlan plan; /* and their way across, in pixels */
 };
 
 /* Windows of so few samples are searched faster than histograms of them are kept. */
@@ -20,7 +18,6 @@ static inline bool ownHasFewSamples(const OwnRank& rank)
 
 /* Gives a window its stage, and the scratch that the stage needs. Those with a result serve some depths and windows, and
  * say so. */
-void ownExtremeStage(OwnWindow& window, OwnRank& rank);
 void ownMedianStage(OwnWindow& window, const OwnRank& rank);
 bool ownHistogramStage(OwnWindow& window, const OwnRank& rank);
 bool ownSlidingStage(OwnWindow& window, const OwnRank& rank);

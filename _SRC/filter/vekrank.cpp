@@ -1,17 +1,26 @@
 /* vekrank: the largest, smallest, middle sample of the rectangle of nCols by nRows pixels around each pixel. The window of
  * pixel (x, y) begins at (x - anchorX, y - anchorY). The median of n samples is the one of rank n / 2 + 1 from below, of an
  * even number the upper one of the middle two. */
+#include "ownbox.h"
 #include "ownrank.h"
-
-enum OwnRankKind { OWN_MAXIMUM, OWN_MINIMUM, OWN_MEDIAN };
 
 /* The arguments of a filter, as its caller gave them. */
 struct OwnRankArgs {
     int32_t nCols, nRows, anchorX, anchorY;
-    OwnRankKind kind;
+    const OwnBox* boxes; /* of the extremum; null: the median */
 };
 
-static void ownRunRank(const OwnFace& face, const VekImage* srcImage, VekImage* dstImage, const OwnRankArgs& args)
+static const char ownMissingTile[] = "Error get tile to write";
+
+static void ownRunExtremum(const OwnFace& face, const VekImage* srcImage, VekImage* dstImage, const OwnRankArgs& args,
+                           const OwnMargins& reach)
+{
+    const OwnBoxes boxes = {srcImage, dstImage, reach, reach, {args.boxes, nullptr}, ownMissingTile, VEK_StatusFailed};
+    OWN_FAIL_IF(ownRunBoxes(face, boxes) == OWN_OPENED_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure");
+}
+
+static void ownRunMedian(const OwnFace& face, const VekImage* srcImage, VekImage* dstImage, const OwnRankArgs& args,
+                         const OwnMargins& reach)
 {
     OwnWindow window = {};
     window.srcImage = srcImage;
@@ -19,20 +28,19 @@ static void ownRunRank(const OwnFace& face, const VekImage* srcImage, VekImage* 
     window.borderConst = srcImage->borderConst;
     window.from = ownChannels(srcImage);
     window.to = ownChannels(dstImage);
-    window.left = args.anchorX;
-    window.right = args.nCols - 1 - args.anchorX;
-    window.top = args.anchorY;
-    window.bottom = args.nRows - 1 - args.anchorY;
+    window.left = reach.left;
+    window.right = reach.right;
+    window.top = reach.top;
+    window.bottom = reach.bottom;
 
     const int64_t n = (int64_t)args.nCols * args.nRows;
-    OwnRank rank = {args.nCols, args.nRows, (n >> 1) + 1, ownSlot(srcImage->depth), args.kind == OWN_MAXIMUM, {}};
+    const OwnRank rank = {args.nCols, args.nRows, (n >> 1) + 1, ownSlot(srcImage->depth)};
     window.k = &rank;
-    if (args.kind != OWN_MEDIAN) ownExtremeStage(window, rank);
-    else if (!ownHistogramStage(window, rank) && !ownSlidingStage(window, rank)) ownMedianStage(window, rank);
+    if (!ownHistogramStage(window, rank) && !ownSlidingStage(window, rank)) ownMedianStage(window, rank);
 
     const OwnWindowEnd end = ownWindow(window);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure");
-    OWN_FAIL_IF(end == OWN_WINDOW_NO_TILE, VEK_StatusFailed, "Error get tile to write");
+    OWN_FAIL_IF(end == OWN_WINDOW_NO_TILE, VEK_StatusFailed, ownMissingTile);
 }
 
 static void ownRankFilter(const OwnFace& face, const VekImage* srcImage, VekImage* dstImage, const OwnRankArgs& args)
@@ -53,26 +61,28 @@ static void ownRankFilter(const OwnFace& face, const VekImage* srcImage, VekImag
     /* Told, but it is the stored status that stops the filter: one that was negative before stops it too. */
     if (ownChannels(srcImage).count != ownChannels(dstImage).count)
         ownFail(face, VEK_StatusBadArg, "Number of interset channel input and output Image is not equal.", __LINE__);
-    if (vekGetErrStatus() >= 0) ownRunRank(face, srcImage, dstImage, args);
+    if (vekGetErrStatus() < 0) return;
+    const OwnMargins reach = {anchorX, nCols - 1 - anchorX, anchorY, nRows - 1 - anchorY};
+    (args.boxes ? ownRunExtremum : ownRunMedian)(face, srcImage, dstImage, args, reach);
 }
 
 void vekMaxFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
                   int32_t anchorY)
 {
     OWN_FACE("vekMaxFilter", "veknlf");
-    ownRankFilter(face, srcImage, dstImage, {nCols, nRows, anchorX, anchorY, OWN_MAXIMUM});
+    ownRankFilter(face, srcImage, dstImage, {nCols, nRows, anchorX, anchorY, ownBoxMax});
 }
 
 void vekMinFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
                   int32_t anchorY)
 {
     OWN_FACE("vekMinFilter", "veknlf");
-    ownRankFilter(face, srcImage, dstImage, {nCols, nRows, anchorX, anchorY, OWN_MINIMUM});
+    ownRankFilter(face, srcImage, dstImage, {nCols, nRows, anchorX, anchorY, ownBoxMin});
 }
 
 void vekMedianFilter(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_t nRows, int32_t anchorX,
                      int32_t anchorY)
 {
     OWN_FACE("vekMedianFilter", "veknlf");
-    ownRankFilter(face, srcImage, dstImage, {nCols, nRows, anchorX, anchorY, OWN_MEDIAN});
+    ownRankFilter(face, srcImage, dstImage, {nCols, nRows, anchorX, anchorY, nullptr});
 }

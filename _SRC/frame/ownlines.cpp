@@ -1,5 +1,6 @@
-/* ownlines: the rows of a rectangle with one pixel more on every side, for operations that need a ring around their
- * rectangle and keep rows of their own. Reading and writing are copies by the traversal, under private headers. */
+/* ownlines: the rows of a rectangle with the pixels around it, for operations that keep rows of their own and to which a
+ * sample that comes twice is as good as once. Rows are read and written where they are, or copied by the traversal under
+ * private headers. */
 #include "own.h"
 
 /* Samples are copied as they are. */
@@ -22,38 +23,51 @@ static bool ownCopyPart(OwnLines::Part& part, const VekImage* image, int32_t x, 
     return part.block != nullptr;
 }
 
-/* What column x, beside the image or in it, reads in the image's own rows. */
-static OwnLines::Side ownSideOf(const VekImage* image, int64_t x)
+/* So many pixels of a margin, of which `inside` lie in the image, are not all seen closer by: beyond the image one, where
+ * it is repeated there, otherwise as many as bring every pixel of the image. */
+static int32_t ownMargin(int32_t pixels, int64_t inside, bool repeats, int64_t imagePixels)
 {
-    const OwnView view = ownWholeView(image);
-    uint32_t constant = 0;
-    const int64_t column = ownBorderColumn(image, x, &constant);
-    return {column >= 0 && column < view.width, column, constant};
+    return (int32_t)std::min<int64_t>(pixels, inside + (repeats ? 1 : 2 * imagePixels));
 }
+
+static OwnMargins ownMargins(const OwnLines& lines, const VekImage* image, const VekROI& region, const OwnMargins& most)
+{
+    bool repeats = true;
+    for (const int mode : image->borderMode) repeats = repeats && mode != VEK_BORDER_MIRROR && mode != VEK_BORDER_WRAP;
+    const int64_t w = image->width, h = image->height, x = region.xOffset, y = region.yOffset;
+    return {ownMargin(most.left, x, repeats, w), ownMargin(most.right, w - x - lines.width, repeats, w),
+            ownMargin(most.top, y, repeats, h), ownMargin(most.bottom, h - y - lines.height, repeats, h)};
+}
+
+/* The lines of an end, in front of the rectangle or behind it. */
+static int32_t ownEndCount(const OwnLines& lines, int end) { return end ? lines.margins.bottom : lines.margins.top; }
 
 /* The source: straight, with its ends fetched before anything is written; or of a tiled image a copy that holds all. */
 static bool ownOpenSource(OwnLines* lines, const VekImage* image, const VekROI& region)
 {
-    const int32_t x = region.xOffset - 1, y = region.yOffset - 1, width = lines->width + 2;
+    const OwnMargins& m = lines->margins;
+    const int64_t x = (int64_t)region.xOffset - m.left, y = (int64_t)region.yOffset - m.top,
+                  width = (int64_t)lines->width + m.left + m.right, height = (int64_t)lines->height + m.top + m.bottom;
+    if (x < INT32_MIN || y < INT32_MIN || width > INT32_MAX || height > INT32_MAX) return false;
     if (image->tileInfo) {
-        if (lines->height > INT32_MAX - 2 || !ownCopyPart(lines->rows, image, x, y, width, lines->height + 2))
-            return false;
+        if (!ownCopyPart(lines->rows, image, (int32_t)x, (int32_t)y, (int32_t)width, (int32_t)height)) return false;
         for (int i = 0; i < 2; ++i) {
             lines->ends[i] = lines->rows;
             lines->ends[i].block = nullptr;
-            lines->ends[i].roi = {0, 0, i * (lines->height + 1), width, 1};
-            lines->sides[i] = {true, i * (int64_t)(width - 1), 0};
+            lines->ends[i].roi = {0, 0, i ? m.top + lines->height : 0, (int32_t)width, ownEndCount(*lines, i)};
         }
-        lines->rows.roi = {0, 1, 1, lines->width, lines->height};
+        lines->rows.roi = {0, m.left, m.top, lines->width, lines->height};
         return true;
     }
     lines->rows.image = *image;
     lines->rows.image.maskROI = nullptr;
     lines->rows.roi = {0, region.xOffset, region.yOffset, lines->width, lines->height};
     for (int i = 0; i < 2; ++i) {
-        lines->sides[i] = ownSideOf(image, i ? (int64_t)region.xOffset + lines->width : x);
         const int64_t row = i ? (int64_t)region.yOffset + lines->height : y;
-        if (!ownCopyPart(lines->ends[i], image, x, (int32_t)row, width, 1)) return false;
+        const int32_t count = ownEndCount(*lines, i);
+        if (count &&
+            (row > INT32_MAX || !ownCopyPart(lines->ends[i], image, (int32_t)x, (int32_t)row, (int32_t)width, count)))
+            return false;
     }
     return true;
 }
@@ -93,7 +107,7 @@ void ownDropLines(OwnLines* lines)
     ownReleaseMask(&lines->mask);
 }
 
-OwnOpened ownOpenLines(OwnLines* lines, const VekImage* srcImage, const VekImage* dstImage)
+OwnOpened ownOpenLines(OwnLines* lines, const VekImage* srcImage, const VekImage* dstImage, const OwnMargins& margins)
 {
     *lines = {};
     lines->dst = dstImage;
@@ -122,8 +136,8 @@ OwnOpened ownOpenLines(OwnLines* lines, const VekImage* srcImage, const VekImage
     lines->step = wholePixels ? srcImage->nChannels : 1;
     lines->nPlanes = wholePixels ? 1 : lines->from.count;
     lines->sampleBits = ownSampleBits(srcImage->depth);
-    if (lines->width > INT32_MAX - 2 || !ownOpenSource(lines, srcImage, from) ||
-        (dstImage->tileInfo && !ownOpenResult(lines, dstImage))) {
+    lines->margins = ownMargins(*lines, srcImage, from, margins);
+    if (!ownOpenSource(lines, srcImage, from) || (dstImage->tileInfo && !ownOpenResult(lines, dstImage))) {
         ownDropLines(lines);
         return OWN_OPENED_NO_MEMORY;
     }
@@ -178,57 +192,63 @@ static void ownReadPart(const OwnLines& lines, const OwnLines::Part& part, int32
     ownCopyPixels(lines, src, ownLineChannels(lines, plane), dst, {0, lines.step, false}, nullptr);
 }
 
-void ownReadEndLine(const OwnLines& lines, int32_t plane, int end, uint8_t* out, int32_t at)
+void ownReadEndLines(const OwnLines& lines, int32_t plane, int end, uint8_t* out, ptrdiff_t outStep)
 {
-    const int64_t bits = ((int64_t)lines.width + 2 + at) * lines.step * lines.sampleBits;
-    ownReadPart(lines, lines.ends[end], plane, 0, 1, at, out, (ptrdiff_t)((bits + 7) / 8));
+    if (const int32_t count = ownEndCount(lines, end))
+        ownReadPart(lines, lines.ends[end], plane, 0, count, 0, out, outStep);
 }
 
 /* ---- The pixels at the sides ------------------------------------------------------------------------------------ */
 
-static void ownReadSide(const OwnLines& lines, const OwnLines::Side& side, int32_t plane, int32_t y, int32_t n,
-                        int32_t pixel, uint8_t* out, ptrdiff_t outStep)
+/* What a column beside the rectangle reads in the image's own rows. */
+static OwnBeside ownBesideOf(const OwnLines& lines, int64_t column)
 {
+    uint32_t constant = 0;
+    const int32_t x = lines.rows.roi.xOffset;
+    const int64_t at = ownBorderColumn(&lines.rows.image, x + column, &constant);
+    return {at >= 0 && at < ownWholeView(&lines.rows.image).width, at - x, constant};
+}
+
+/* The pixels of one column in n lines. */
+static void ownReadColumn(const OwnLines& lines, int32_t column, int32_t plane, int32_t y, int32_t n, uint8_t* out,
+                          ptrdiff_t outStep)
+{
+    const OwnBeside from = ownBesideOf(lines, column);
     const OwnView view = ownWholeView(&lines.rows.image);
-    const uint8_t* row = view.data + (lines.rows.roi.yOffset + y) * view.rowStep;
+    const int64_t x = from.inside ? lines.rows.roi.xOffset + from.column : 0;
+    const int32_t pixel = lines.margins.left + column;
+    const uint8_t* row = view.data + (lines.rows.roi.yOffset + (int64_t)y) * view.rowStep;
     if (lines.sampleBits == 1) {
         for (int32_t i = 0; i < n; ++i, row += view.rowStep, out += outStep) {
-            const uint32_t bit = side.inside ? row[side.column >> 3] >> (7 - (side.column & 7)) : side.value;
+            const uint32_t bit = from.inside ? row[x >> 3] >> (7 - (x & 7)) : from.value;
             uint8_t& byte = out[pixel >> 3];
             byte = (uint8_t)((byte & ~(0x80 >> (pixel & 7))) | (bit & 1) << (7 - (pixel & 7)));
         }
         return;
     }
     const ptrdiff_t bytes = lines.sampleBits >> 3, pixelBytes = bytes * lines.step;
-    const uint16_t half = (uint16_t)side.value;
-    const uint8_t byte = (uint8_t)side.value;
-    const void* value = bytes == 1 ? (const void*)&byte : bytes == 2 ? (const void*)&half : &side.value;
+    const uint16_t half = (uint16_t)from.value;
+    const uint8_t byte = (uint8_t)from.value;
+    const void* value = bytes == 1 ? (const void*)&byte : bytes == 2 ? (const void*)&half : &from.value;
     out += pixel * pixelBytes;
-    row += (lines.from.first + plane) * view.channelStep + (ptrdiff_t)side.column * view.pixelStep * bytes;
+    row += (lines.from.first + plane) * view.channelStep + (ptrdiff_t)x * view.pixelStep * bytes;
     for (int32_t i = 0; i < n; ++i, row += view.rowStep, out += outStep) {
-        if (side.inside) memcpy(out, row, (size_t)pixelBytes);
+        if (from.inside) memcpy(out, row, (size_t)pixelBytes);
         else
             for (ptrdiff_t k = 0; k < pixelBytes; k += bytes) memcpy(out + k, value, (size_t)bytes);
     }
 }
 
-void ownReadLines(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, uint8_t* out, ptrdiff_t outStep)
+void ownReadSides(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, uint8_t* out, ptrdiff_t outStep)
 {
-    ownReadPart(lines, lines.rows, plane, y, n, 1, out, outStep);
-    ownReadSide(lines, lines.sides[0], plane, y, n, 0, out, outStep);
-    ownReadSide(lines, lines.sides[1], plane, y, n, lines.width + 1, out, outStep);
+    for (int32_t i = 1; i <= lines.margins.left; ++i) ownReadColumn(lines, -i, plane, y, n, out, outStep);
+    for (int32_t i = 0; i < lines.margins.right; ++i) ownReadColumn(lines, lines.width + i, plane, y, n, out, outStep);
 }
 
-void ownReadSideColumn(const OwnLines& lines, int32_t plane, int side, uint8_t* out)
+void ownReadLines(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, uint8_t* out, ptrdiff_t outStep)
 {
-    const OwnLines::Side& from = lines.sides[side];
-    if (lines.sampleBits > 1)
-        return ownReadSide(lines, from, plane, 0, lines.height, 0, out,
-                           (lines.sampleBits >> 3) * (ptrdiff_t)lines.step);
-    const OwnView view = ownWholeView(&lines.rows.image);
-    const uint8_t* row = view.data + lines.rows.roi.yOffset * view.rowStep;
-    for (int32_t y = 0; y < lines.height; ++y, row += view.rowStep)
-        out[y] = (from.inside ? row[from.column >> 3] >> (7 - (from.column & 7)) : from.value) & 1;
+    ownReadPart(lines, lines.rows, plane, y, n, lines.margins.left, out, outStep);
+    ownReadSides(lines, plane, y, n, out, outStep);
 }
 
 /* ---- Where the samples are --------------------------------------------------------------------------------------- */
@@ -242,19 +262,36 @@ static bool ownApart(const VekImage* a, const VekImage* b)
     return p < q ? (uint64_t)(q - p) >= (uint64_t)aBytes : (uint64_t)(p - q) >= (uint64_t)bBytes;
 }
 
-static OwnStraight ownStraight(const OwnLines& lines, const VekImage* image, VekROI region, int32_t channel)
+/* The rows of a region, when their pixels lie as those of lines do. */
+static OwnRowsAt ownRowsOf(const OwnLines& lines, const VekImage* image, VekROI region, int32_t channel)
 {
     VekImage header = *image;
     header.roi = &region;
     const OwnView view = ownView(&header);
-    if (view.pixelStep != lines.step) return {};
+    if (view.pixelStep != lines.step || view.width != region.width) return {};
     return {view.data + channel * view.channelStep, view.rowStep, view.bit};
 }
 
 OwnStraight ownStraightLines(const OwnLines& lines, int32_t plane)
 {
-    if (!ownApart(&lines.rows.image, lines.dst)) return {};
-    return ownStraight(lines, &lines.rows.image, lines.rows.roi, lines.from.first + plane);
+    const VekImage& image = lines.rows.image;
+    const OwnMargins& m = lines.margins;
+    VekROI region = lines.rows.roi;
+    if (!ownApart(&image, lines.dst)) return {};
+    OwnStraight s = {};
+    s.left = std::min(m.left, region.xOffset);
+    s.right = std::min(m.right, std::max(ownWholeView(&image).width - region.xOffset - lines.width, 0));
+    for (int i = 0; i < 2; ++i) {
+        const int32_t missing = i ? m.right - s.right : m.left - s.left;
+        if (missing > 1) return {};
+        if (missing) s.beside[i] = ownBesideOf(lines, i ? (int64_t)lines.width + s.right : -(int64_t)s.left - 1);
+        const int64_t column = s.beside[i].column;
+        if (s.beside[i].inside && (column < -s.left || column >= (int64_t)lines.width + s.right)) return {};
+    }
+    region.xOffset -= s.left;
+    region.width += s.left + s.right;
+    s.rows = ownRowsOf(lines, &image, region, lines.from.first + plane);
+    return s;
 }
 
 /* ---- Writing --------------------------------------------------------------------------------------------------- */
@@ -273,14 +310,15 @@ static const VekImage* ownTarget(const OwnLines& lines, VekROI* region, OwnChann
     return lines.dst;
 }
 
-OwnStraight ownStraightRows(const OwnLines& lines, int32_t plane)
+OwnRowsAt ownStraightRows(const OwnLines& lines, int32_t plane)
 {
     VekROI region;
     OwnChannels to;
     const VekImage* image = ownTarget(lines, &region, &to);
     const bool spared = lines.mask.image || (lines.step > 1 && to.count < lines.step);
     if (spared && !lines.result.block) return {};
-    return ownStraight(lines, image, region, to.first + plane);
+    region.width = lines.width;
+    return ownRowsOf(lines, image, region, to.first + plane);
 }
 
 void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, const uint8_t* rows, ptrdiff_t rowBytes)
@@ -305,10 +343,13 @@ void ownWriteRows(const OwnLines& lines, int32_t plane, int32_t y, int32_t n, co
     ownCopyPixels(lines, src, {0, count, false}, dst, {to.first + plane, count, false}, masked ? &mask : nullptr);
 }
 
-void ownCloseLines(const OwnFace& face, OwnLines* lines)
+void ownCloseLines(const OwnFace& face, OwnLines* lines, const char* missing, VekStatus status)
 {
     if (lines->result.block) {
+        const char* const texts[2] = {missing, missing};
         OwnPoint point = {&face, 2, {&lines->result.image, lines->dst}, {}, ownCopyOf(*lines), nullptr, false};
+        if (missing) point.missing = texts;
+        point.missingStatus = status;
         lines->result.image.roi = &lines->result.roi;
         point.channels[0] = {0, lines->from.count, false};
         point.channels[1] = lines->to;

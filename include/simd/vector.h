@@ -84,11 +84,11 @@ template <class T> static inline void ownStorePart(void* p, OwnVec<T> a, ptrdiff
     memcpy(p, &a, (size_t)n * sizeof(T));
 }
 
-/* Asks for the lines of `nBytes` bytes that lie a while ahead of p in a stream, whether or not they are there. For loops
- * that read or write in bursts, between which the processor's own prefetch falls behind. */
-template <int nBytes> static inline void ownPrefetch(const void* p)
+/* Asks for the lines of `nBytes` bytes that lie `ahead` bytes ahead of p in a stream, whether or not they are there. For
+ * loops that read or write in bursts, between which the processor's own prefetch falls behind. */
+template <int nBytes, int ahead = 1536> static inline void ownPrefetch(const void* p)
 {
-    for (int i = 0; i < nBytes; i += 64) __builtin_prefetch((const void*)((uintptr_t)p + 1536 + i));
+    for (int i = 0; i < nBytes; i += 64) __builtin_prefetch((const void*)((uintptr_t)p + ahead + i));
 }
 
 /* Every lane x. */

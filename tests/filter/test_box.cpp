@@ -27,9 +27,6 @@ static void checkDown(const OwnBox& box, int bytes, ptrdiff_t side, ptrdiff_t nR
     box.down(packed.data, (ptrdiff_t)rowBytes, rows.data(), side, nRows, n);
     box.plainDown(plain.data, (ptrdiff_t)rowBytes, rows.data(), side, nRows, n);
     ASSERT_EQ(memcmp(packed.data, plain.data, packed.bytes), 0) << "side " << side << " rows " << nRows << " n " << n;
-    GuardedBlock pile(rowBytes);
-    box.pile(pile.data, rows.data(), side, n);
-    ASSERT_EQ(memcmp(pile.data, plain.data, pile.bytes), 0) << "pile: side " << side << " n " << n;
 }
 
 TEST(Box, downEqualsPlain)
@@ -46,32 +43,60 @@ TEST(Box, downEqualsPlain)
                     }
 }
 
+static void checkAcross(const OwnBox& box, int bytes, const OwnReach& reach, ptrdiff_t n, bool bits, Random& random)
+{
+    const ptrdiff_t end = reach.at[reach.count - 1] + (reach.span - 1) * reach.unit;
+    const ptrdiff_t all = (bits ? n + (end >> 3) + OWN_BITS_SPARE : n + end) * bytes;
+    const auto rows = drawRows(random, 1, (size_t)(OWN_BOX_BEFORE + all));
+    uint8_t* in = rows[0]->data + OWN_BOX_BEFORE;
+    for (ptrdiff_t i = 0; i < all && reach.span > 1; ++i) /* long runs, so that wide windows differ */
+        if (random() % 5) in[i] = *box.neutral;
+    GuardedBlock plain((size_t)(n * bytes)), packed(plain.bytes);
+    box.plainAcross(plain.data, in, reach, n);
+    box.across(packed.data, in, reach, n);
+    ASSERT_EQ(memcmp(packed.data, plain.data, plain.bytes), 0);
+    if (reach.at[0] > 0) return;
+    box.across(in, in, reach, n);
+    ASSERT_EQ(memcmp(in, plain.data, plain.bytes), 0) << "in place";
+}
+
 TEST(Box, acrossEqualsPlain)
 {
     Random random(2);
     for (const OwnBox* boxes : {ownBoxMin, ownBoxMax})
         for (int slot = 0; slot < OWN_32F; ++slot)
-            for (ptrdiff_t n = 1; n <= 140; ++n)
-                for (int count = 1; count <= OwnReach::MOST - (slot == OWN_1U); ++count)
-                    for (const bool inPlace : {false, true}) {
-                        OwnReach reach = {count, {}, false};
-                        for (int k = 1; k < count; ++k) reach.at[k] = reach.at[k - 1] + draw(random, 1, 21);
-                        const ptrdiff_t at = reach.at[count - 1];
-                        const ptrdiff_t all = slot == OWN_1U ? n + (at >> 3) + OWN_BITS_SPARE : n + at;
-                        const auto rows = drawRows(random, 1, (size_t)(all * sampleBytes[slot]));
-                        GuardedBlock plain((size_t)(n * sampleBytes[slot])), packed(plain.bytes);
-                        boxes[slot].plainAcross(plain.data, rows[0]->data, reach, n);
-                        uint8_t* out = inPlace ? rows[0]->data : packed.data;
-                        boxes[slot].across(out, rows[0]->data, reach, n);
-                        ASSERT_EQ(memcmp(out, plain.data, plain.bytes), 0)
-                            << "slot " << slot << " n " << n << " count " << count << " in place " << inPlace;
-                    }
+            for (const ptrdiff_t unit : {1, 2, 3})
+                for (int span = 1; span <= (slot == OWN_1U ? 1 : boxes[slot].mostSpan(unit)); span *= 2)
+                    for (ptrdiff_t n = 1; n <= 140; ++n)
+                        for (int count = 1 + (span > 1); count <= OwnReach::MOST - (slot == OWN_1U || span > 1);
+                             ++count) {
+                            OwnReach reach = {count, {draw(random, 0, 1)}, span, unit};
+                            for (int k = 1; k < count; ++k) reach.at[k] = reach.at[k - 1] + draw(random, 1, 21);
+                            SCOPED_TRACE("slot " + std::to_string(slot) + " n " + std::to_string(n) + " count " +
+                                         std::to_string(count) + " span " + std::to_string(span));
+                            checkAcross(boxes[slot], sampleBytes[slot], reach, n, slot == OWN_1U, random);
+                            ASSERT_FALSE(HasFatalFailure());
+                        }
+}
+
+/* Every window of bits in one pass, from every bit of a byte on. */
+TEST(Box, spansOfBitsEqualPlain)
+{
+    Random random(3);
+    for (const OwnBox* boxes : {ownBoxMin, ownBoxMax})
+        for (ptrdiff_t first = 0; first < 8; ++first)
+            for (int span = 2; span <= OwnReach::MOST_BITS; ++span)
+                for (const ptrdiff_t n : {3, 32, 45, 100}) {
+                    SCOPED_TRACE(std::to_string(first) + " span " + std::to_string(span) + " n " + std::to_string(n));
+                    checkAcross(boxes[OWN_1U], 1, {1, {first}, span, 1}, n, true, random);
+                    ASSERT_FALSE(HasFatalFailure());
+                }
 }
 
 /* Extrema of 3 x 3 boxes in one step, with pixels that are missing at the ends of rows and without. */
 static void checkThree(const OwnBox& box, int bytes, ptrdiff_t unit, int nRows, ptrdiff_t n, bool ends, Random& random)
 {
-    const size_t lineBytes = (size_t)((n + 2 * unit) * bytes), pixel = (size_t)(unit * bytes), vector = 64;
+    const size_t lineBytes = (size_t)((n + 2 * unit) * bytes), pixel = (size_t)(unit * bytes);
     const auto lines = drawRows(random, nRows + 2, lineBytes); /* with a pixel more at each end */
     const auto inner = drawRows(random, nRows + 2, lineBytes - 2 * pixel);
     const uint8_t *all[4], *rows[4];
@@ -80,15 +105,17 @@ static void checkThree(const OwnBox& box, int bytes, ptrdiff_t unit, int nRows, 
         all[i] = lines[(size_t)i]->data;
         rows[i] = ends ? inner[(size_t)i]->data : all[i];
     }
-    OwnReach reach = {3, {0, unit, 2 * unit}, false};
+    const OwnReach reach = {3, {0, unit, 2 * unit}, 1, unit};
     GuardedBlock down(lineBytes), plain((size_t)(n * bytes));
-    const auto sides = drawRows(random, 4, vector), out = drawRows(random, 2, (size_t)(n * bytes));
-    OwnBoxEnds missing = {{sides[0]->data + vector, sides[1]->data + vector}, {sides[2]->data, sides[3]->data}};
+    const auto values = drawRows(random, 2, pixel), out = drawRows(random, 2, (size_t)(n * bytes));
     uint8_t* const to[2] = {out[0]->data, out[1]->data};
-    for (int k = 0; k < nRows; ++k) {
-        box.plainDown(down.data, 0, all + k, 3, 1, n + 2 * unit);
-        memcpy(sides[(size_t)k]->data + vector - pixel, down.data, pixel);
-        memcpy(sides[(size_t)k + 2]->data, down.data + lineBytes - pixel, pixel);
+    OwnBoxEnds missing = {0, {}, {}};
+    for (int side = 0; side < 2 && ends; ++side) { /* a pixel of the rows, or a value */
+        missing.at[side] = (ptrdiff_t)pixel * draw(random, 0, (int)(n / unit) - 1);
+        if (draw(random, 0, 1)) missing.value[side] = values[(size_t)side]->data;
+        for (int i = 0; i < nRows + 2; ++i)
+            memcpy(lines[(size_t)i]->data + (side ? lineBytes - pixel : 0),
+                   missing.value[side] ? missing.value[side] : inner[(size_t)i]->data + missing.at[side], pixel);
     }
     if (!box.three(to, rows, nRows, n, unit, ends ? &missing : nullptr)) {
         ASSERT_TRUE(n * bytes < 140 || (unit > 1 && bytes > 2)) << "not served: " << unit << " of " << n;
@@ -116,46 +143,25 @@ TEST(Box, threeEqualsPlain)
                     }
 }
 
-/* Every window of bits in one pass, from every bit of a byte on. */
-TEST(Box, filledWindowsEqualPlain)
-{
-    Random random(3);
-    for (const OwnBox* boxes : {ownBoxMin, ownBoxMax})
-        for (ptrdiff_t first = 0; first < 8; ++first)
-            for (ptrdiff_t side = 2; side <= OwnReach::MOST_FILLED; ++side)
-                for (const ptrdiff_t n : {3, 32, 45, 100}) {
-                    const OwnReach reach = {2, {first, first + side - 1}, true};
-                    const auto row = drawRows(random, 1, (size_t)(n + (reach.at[1] >> 3) + OWN_BITS_SPARE));
-                    for (size_t i = 0; i < row[0]->bytes; ++i) /* long runs, so that wide windows differ */
-                        if (random() % 5) row[0]->data[i] = boxes == ownBoxMin ? 0xFF : 0;
-                    GuardedBlock plain((size_t)n), packed((size_t)n);
-                    boxes[OWN_1U].plainAcross(plain.data, row[0]->data, reach, n);
-                    boxes[OWN_1U].across(packed.data, row[0]->data, reach, n);
-                    ASSERT_EQ(memcmp(packed.data, plain.data, plain.bytes), 0)
-                        << first << " side " << side << " n " << n;
-                }
-}
-
 /* A plan's last pass covers each of `side` places, none beyond them, and no pass takes more than the kernels can. */
 TEST(Box, plansCoverTheirWindow)
 {
-    for (const bool bits : {false, true})
+    for (const int mostSpan : {1, 2, 4, 8, (int)OwnReach::MOST_BITS})
         for (int64_t side = 1; side <= 700; ++side) {
+            const bool bits = mostSpan == OwnReach::MOST_BITS;
             const ptrdiff_t unit = bits ? 1 : 3;
-            const OwnBoxPlan plan = ownBoxPlan(side, unit, bits);
+            const OwnBoxPlan plan = ownBoxPlan(side, unit, mostSpan, bits);
             std::vector<bool> window = {true};
             for (int i = 0; i < plan.count; ++i) {
                 const OwnReach& reach = plan.pass[i];
-                ASSERT_LE(reach.count, OwnReach::MOST - bits);
-                std::vector<bool> wider(window.size() + (size_t)(reach.at[reach.count - 1] / unit));
-                for (size_t j = 0; j < window.size(); ++j) {
-                    for (int k = 0; window[j] && k < reach.count; ++k) wider[j + (size_t)(reach.at[k] / unit)] = true;
-                    for (ptrdiff_t at = reach.at[0]; reach.filled && at < reach.at[1]; ++at)
-                        wider[j + (size_t)at] = true;
-                }
-                if (reach.filled) { ASSERT_LT(reach.at[1] - reach.at[0], (ptrdiff_t)OwnReach::MOST_FILLED); }
+                ASSERT_LE(reach.count, OwnReach::MOST - (bits || reach.span > 1));
+                ASSERT_LE(reach.span, mostSpan);
+                std::vector<bool> wider(window.size() + (size_t)(reach.at[reach.count - 1] / unit + reach.span - 1));
+                for (size_t j = 0; j < window.size(); ++j)
+                    for (int k = 0; window[j] && k < reach.count * reach.span; ++k)
+                        wider[j + (size_t)(reach.at[k / reach.span] / unit + k % reach.span)] = true;
                 window = wider;
             }
-            ASSERT_EQ(window, std::vector<bool>((size_t)side, true)) << "side " << side << " bits " << bits;
+            ASSERT_EQ(window, std::vector<bool>((size_t)side, true)) << "side " << side << " span " << mostSpan;
         }
 }
