@@ -154,6 +154,13 @@ static void ownDown(uint8_t* out, ptrdiff_t outStep, const uint8_t* const* rows,
     ownDownHighs<E>(out, outStep, rows, side, nRows, n);
 }
 
+/* Bytes from p on, up to a vector of them, to the next vector that is stored fastest. */
+template <class T> static inline ptrdiff_t ownStepToAligned(const void* p)
+{
+    const ptrdiff_t bytes = ownToAligned<T>(p) * (ptrdiff_t)sizeof(T);
+    return bytes ? bytes : OWN_VEC_BYTES;
+}
+
 /* ---- Across -------------------------------------------------------------------------------------------------- */
 
 /* out[i] = f(i) for n samples, i in bytes; the last vector is computed before the loop and stored after it. */
@@ -248,8 +255,10 @@ template <class E, int unit, int span, int count>
     begin(bytes - step, before);
     const OwnVec<T> last = ownWidenAcross<E, unit, span>(from.at(bytes - step), before);
     begin(0, before);
-    for (ptrdiff_t i = 0; i < bytes - step; i += step)
-        ownStore(po + i, ownWidenAcross<E, unit, span>(from.at(i), before));
+    ownStore(po, ownWidenAcross<E, unit, span>(from.at(0), before));
+    ptrdiff_t i = ownStepToAligned<T>(po);
+    begin(i, before);
+    for (; i < bytes - step; i += step) ownStore(po + i, ownWidenAcross<E, unit, span>(from.at(i), before));
     ownStore(po + bytes - step, last);
 }
 
@@ -351,18 +360,26 @@ template <class E, int pixel, int nRows>
 #pragma GCC unroll 2
         for (int k = 0; k < nRows; ++k) a.row[k] = ownAcrossBoth<step - pixel>(left.row[k], a.row[k]);
     }
-    uintptr_t next[nRows];
-    for (int k = 0; k < nRows; ++k) next[k] = 2 * (uintptr_t)rows[k + 2] - (uintptr_t)rows[k + 2 - nRows] + begin;
-    for (ptrdiff_t i = 0; i < bytes - 2 * step; i += step) {
-        if (step < 64) ownPrefetch<1, 0>((const void*)(next[i / step % nRows] + (i & -64)));
-        else
-            for (int k = 0; k < nRows; ++k) ownPrefetch<1, 0>((const void*)(next[k] + i));
-        const Down b(rows, begin + i + step);
+    const auto store = [&](ptrdiff_t i, const Down& b) {
 #pragma GCC unroll 2
         for (int k = 0; k < nRows; ++k) {
             const OwnVec<T> x = a.row[k], y = b.row[k];
             ownStore(out[k] + i, E::of(x, E::of(ownAcrossBoth<pixel>(x, y), ownAcrossBoth<2 * pixel>(x, y))));
         }
+    };
+    store(0, Down(rows, begin + step));
+    ptrdiff_t i = ownStepToAligned<T>(out[0]);
+    if (i < pixel) i = step;
+    a = Down(rows, begin + i);
+
+    uintptr_t next[nRows];
+    for (int k = 0; k < nRows; ++k) next[k] = 2 * (uintptr_t)rows[k + 2] - (uintptr_t)rows[k + 2 - nRows] + begin;
+    for (; i < bytes - 2 * step; i += step) {
+        if (step < 64) ownPrefetch<1, 0>((const void*)(next[i / step % nRows] + (i & -64)));
+        else
+            for (int k = 0; k < nRows; ++k) ownPrefetch<1, 0>((const void*)(next[k] + i));
+        const Down b(rows, begin + i + step);
+        store(i, b);
         a = b;
     }
     const Down p(rows, end - 2 * step), q(rows, end - 2 * step + pixel), r(rows, end - 2 * step + 2 * pixel);

@@ -26,7 +26,7 @@ struct OwnReach {
     ptrdiff_t unit;
 };
 
-/* n samples; out may be in when at[0] is 0. OWN_BOX_BEFORE bytes in front of in are read as well. Of 1-bit rows n counts
+/* n samples; out may be in when at[0] is 0 and span 1. OWN_BOX_BEFORE bytes in front of in are read as well. Of 1-bit rows n counts
  * bytes of out, and OWN_BITS_SPARE bytes behind the last one that holds a bit of the result are read as well. */
 enum { OWN_BOX_BEFORE = 64, OWN_BITS_SPARE = 16 };
 typedef void OwnBoxAcross(void* out, const void* in, const OwnReach& reach, ptrdiff_t n);
@@ -59,8 +59,8 @@ struct OwnBox {
 /* By depth; 32F is not served. */
 extern const OwnBox ownBoxMin[OWN_DEPTHS], ownBoxMax[OWN_DEPTHS];
 
-/* The passes whose last one gives windows of `side` pixels, `unit` samples apart, or of bits. Each pass but the last may
- * work in place. */
+/* The passes whose last one gives windows of `side` pixels, `unit` samples apart, or of bits. Passes between
+ * the first one and the last may work in place. */
 struct OwnBoxPlan {
     enum { MOST = 32 };
     int count;

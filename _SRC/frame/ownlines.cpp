@@ -3,20 +3,13 @@
  * private headers. */
 #include "own.h"
 
-/* Samples are copied as they are. */
-static OwnRun* ownCopyOf(const OwnLines& lines) { return ownCopyRows[ownSlot(lines.dst->depth)].run; }
-
 /* ---- Opening --------------------------------------------------------------------------------------------------- */
 
 /* A private header on a block with a rectangle of the image. */
 static bool ownCopyPart(OwnLines::Part& part, const VekImage* image, int32_t x, int32_t y, int32_t width,
                         int32_t height)
 {
-    part.image = *image;
-    part.image.tileInfo = nullptr;
-    part.image.maskROI = nullptr;
-    part.image.width = width;
-    part.image.height = height;
+    part.image = ownHeaderOn(image, nullptr, width, height, 0);
     part.block = vekCopyRectBordered(image, x, y, width, height, &part.image.widthStep);
     part.image.imageData = (uint8_t*)part.block;
     part.roi = {0, 0, 0, width, height};
@@ -81,20 +74,11 @@ static bool ownWholePixels(const VekImage* image, const OwnChannels& channels)
 /* Room for all results of a tiled destination, laid out as the lines are. */
 static bool ownOpenResult(OwnLines* lines, const VekImage* dstImage)
 {
-    VekImage& image = lines->result.image;
-    image = *dstImage;
-    image.tileInfo = nullptr;
-    image.maskROI = nullptr;
+    VekImage image = *dstImage;
     image.nChannels = std::max(lines->step, lines->nPlanes);
     image.alphaChannel = 0;
-    image.width = lines->width;
-    image.height = lines->height;
-    image.imageSize = 0;
-    const int64_t step = ownRowBytes(&image, image.width), rows = ownRowCount(&image, image.height);
-    if (step > INT32_MAX || rows > PTRDIFF_MAX / step) return false;
-    image.widthStep = (int32_t)step;
-    lines->result.block = ownAlloc((size_t)(rows * step));
-    image.imageData = (uint8_t*)lines->result.block;
+    lines->result.image = ownHeaderOnNew(&image, lines->width, lines->height);
+    lines->result.block = lines->result.image.imageData;
     lines->result.roi = {0, 0, 0, lines->width, lines->height};
     return lines->result.block != nullptr;
 }
@@ -151,15 +135,10 @@ OwnOpened ownOpenLines(OwnLines* lines, const VekImage* srcImage, const VekImage
 static VekImage ownRowsHeader(const OwnLines& lines, const uint8_t* rows, ptrdiff_t rowBytes, int32_t width,
                               VekROI* roi)
 {
-    VekImage image = lines.rows.image;
+    VekImage image = ownHeaderOn(&lines.rows.image, (void*)rows, width, roi->yOffset + roi->height, (int32_t)rowBytes);
     image.nChannels = lines.step;
     image.alphaChannel = 0;
     image.dataOrder = VEK_DATA_ORDER_PIXEL;
-    image.width = width;
-    image.height = roi->yOffset + roi->height;
-    image.widthStep = (int32_t)rowBytes;
-    image.imageSize = 0; /* not to be taken as one block */
-    image.imageData = (uint8_t*)rows;
     image.roi = roi;
     return image;
 }
@@ -167,13 +146,8 @@ static VekImage ownRowsHeader(const OwnLines& lines, const uint8_t* rows, ptrdif
 static void ownCopyPixels(const OwnLines& lines, const VekImage& src, const OwnChannels& from, const VekImage& dst,
                           const OwnChannels& to, const VekImage* mask)
 {
-    OwnPoint point = {};
-    point.nImages = 2;
-    point.channels[0] = from;
-    point.channels[1] = to;
-    point.run = ownCopyOf(lines);
     const VekImage* const image[2] = {&src, &dst};
-    ownTraverse(point, image, mask);
+    ownTraverse(ownCopyPoint(lines.sampleBits, from, to), image, mask);
 }
 
 /* The source's channels that a line of a plane has. */
@@ -347,12 +321,13 @@ void ownCloseLines(const OwnFace& face, OwnLines* lines, const char* missing, Ve
 {
     if (lines->result.block) {
         const char* const texts[2] = {missing, missing};
-        OwnPoint point = {&face, 2, {&lines->result.image, lines->dst}, {}, ownCopyOf(*lines), nullptr, false};
+        OwnPoint point = ownCopyPoint(lines->sampleBits, {0, lines->from.count, false}, lines->to);
+        point.face = &face;
+        point.image[0] = &lines->result.image;
+        point.image[1] = lines->dst;
         if (missing) point.missing = texts;
         point.missingStatus = status;
         lines->result.image.roi = &lines->result.roi;
-        point.channels[0] = {0, lines->from.count, false};
-        point.channels[1] = lines->to;
         ownTileWalk(point, lines->mask.image);
     }
     ownDropLines(lines);

@@ -132,22 +132,16 @@ static bool ownCopySource(OwnWork& work)
     const int64_t width = (int64_t)work.width + window.left + window.right,
                   height = (int64_t)work.height + window.top + window.bottom, x = work.x - window.left,
                   y = work.y - window.top;
-    if (width > INT32_MAX || height > INT32_MAX) return false;
     VekImage& copy = work.copyHeader;
-    copy = *window.srcImage;
-    copy.tileInfo = nullptr;
-    copy.width = (int32_t)width;
-    copy.height = (int32_t)height;
-    const int64_t rowBytes = ownRowBytes(&copy, width), rows = ownRowCount(&copy, height);
-    if (rowBytes > INT32_MAX || rows > PTRDIFF_MAX / rowBytes) return false;
-    copy.widthStep = (int32_t)rowBytes;
-    work.copy = ownAlloc((size_t)(rows * rowBytes));
+    copy = ownHeaderOnNew(window.srcImage, width, height);
+    work.copy = copy.imageData;
     if (!work.copy) return false;
-    copy.imageData = (uint8_t*)work.copy;
+    const int64_t rows = ownRowCount(&copy, height);
     const bool planes = copy.dataOrder != VEK_DATA_ORDER_PIXEL;
     for (int64_t i = 0; i < rows; ++i)
         ownFetchPixels(window.srcImage, window.borderConst, planes ? (int32_t)(i / height) : 0,
-                       planes ? 1 : copy.nChannels, x, y + i % height, width, copy.imageData + i * rowBytes);
+                       planes ? 1 : copy.nChannels, x, y + i % height, width,
+                       copy.imageData + i * (ptrdiff_t)copy.widthStep);
     work.source = &copy;
     work.x = window.left;
     work.y = window.top;
@@ -195,25 +189,16 @@ static void ownFetchLine(const OwnWork& work, const OwnWindowPatch& patch, int32
 
 /* ---- Results --------------------------------------------------------------------------------------------------- */
 
-static OwnRun* ownCopyOf(int sampleBits)
-{
-    return sampleBits <= 8 ? ownCopyRun<1> : sampleBits <= 16 ? ownCopyRun<2> : ownCopyRun<4>;
-}
-
 /* Rows y to y + n - 1 of the patch, from the rows of work.out. */
 static void ownStoreRows(const OwnWork& work, const OwnWindowPatch& patch, int32_t pass, int32_t y, int32_t n)
 {
     const OwnWindow& window = *work.window;
     VekROI from = {0, 0, 0, patch.width, n}, to = {0, patch.xDst, patch.yDst + y, patch.width, n}, shade;
-    VekImage result = patch.dst, dst = patch.dst, mask;
+    VekImage result = ownHeaderOn(&patch.dst, work.out, patch.width, n, (int32_t)work.outBytes);
+    VekImage dst = patch.dst, mask;
     result.nChannels = work.step;
     result.alphaChannel = 0;
     result.dataOrder = VEK_DATA_ORDER_PIXEL;
-    result.width = patch.width;
-    result.height = n;
-    result.widthStep = (int32_t)work.outBytes;
-    result.imageSize = 0; /* not to be taken as one block */
-    result.imageData = work.out;
     result.roi = &from;
     dst.roi = &to;
     if (work.mask) {
@@ -222,14 +207,9 @@ static void ownStoreRows(const OwnWork& work, const OwnWindowPatch& patch, int32
         shade = {0, shade.xOffset + patch.x, shade.yOffset + patch.y + y, patch.width, n};
         mask.roi = &shade;
     }
-    OwnPoint point = {};
-    point.nImages = 2;
-    point.run = ownCopyOf(work.sampleBits);
-    if (work.step > 1) point.channels[0] = point.channels[1] = {0, window.to.count, false};
-    else {
-        point.channels[0] = {0, 1, false};
-        point.channels[1] = {window.to.first + pass, 1, false};
-    }
+    const bool whole = work.step > 1;
+    const OwnPoint point = ownCopyPoint(work.sampleBits, {0, whole ? window.to.count : 1, false},
+                                        {whole ? 0 : window.to.first + pass, whole ? window.to.count : 1, false});
     const VekImage* const image[2] = {&result, &dst};
     ownTraverse(point, image, work.mask ? &mask : nullptr);
 }
@@ -302,13 +282,7 @@ static OwnWindowPatch ownTilePatch(const OwnWork& work, const VekROI& to, int64_
     const int64_t x1 = std::min<int64_t>(xTile + info.width, (int64_t)to.xOffset + work.width),
                   y1 = std::min<int64_t>(yTile + info.height, (int64_t)to.yOffset + work.height);
     OwnWindowPatch patch = {};
-    patch.dst = image;
-    patch.dst.tileInfo = nullptr;
-    patch.dst.maskROI = nullptr;
-    patch.dst.width = info.width;
-    patch.dst.height = info.height;
-    patch.dst.widthStep = ownTileRowBytes(&image);
-    patch.dst.imageData = info.tileData;
+    patch.dst = ownTileOf(&image);
     patch.xDst = (int32_t)(x0 - xTile);
     patch.yDst = (int32_t)(y0 - yTile);
     patch.x = (int32_t)(x0 - to.xOffset);

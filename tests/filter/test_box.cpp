@@ -55,7 +55,7 @@ static void checkAcross(const OwnBox& box, int bytes, const OwnReach& reach, ptr
     box.plainAcross(plain.data, in, reach, n);
     box.across(packed.data, in, reach, n);
     ASSERT_EQ(memcmp(packed.data, plain.data, plain.bytes), 0);
-    if (reach.at[0] > 0) return;
+    if (reach.at[0] > 0 || reach.span > 1) return;
     box.across(in, in, reach, n);
     ASSERT_EQ(memcmp(in, plain.data, plain.bytes), 0) << "in place";
 }
