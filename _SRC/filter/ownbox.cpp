@@ -342,8 +342,8 @@ template <class E, int pixel, int nRows> struct OwnThreeEnd {
     }
 };
 
-/* Extrema down stay in registers, and windows are taken from two vectors of them. The last two vectors of a row are made on
- * their own, so that nothing beyond the rows is read. The rows that come next are asked for: between the end of one row and
+/* Extrema down stay in registers, and windows are taken from two vectors of them, at the end of a row from the last ones that
+ * it has. The rows that come next are asked for: between the end of one row and
  * the begin of another the processor does not look that far ahead. */
 template <class E, int pixel, int nRows>
 [[gnu::flatten]] static void ownThreeOf(uint8_t* const* out, const uint8_t* const* rows, ptrdiff_t bytes,
@@ -353,8 +353,15 @@ template <class E, int pixel, int nRows>
     typedef OwnThreeDown<E, nRows> Down;
     typedef OwnThreeEnd<E, pixel, nRows> End;
     constexpr ptrdiff_t step = OWN_VEC_BYTES;
-    const ptrdiff_t begin = ends ? ends->first - pixel : 0, end = begin + bytes; /* of windows, in the rows */
-    Down a(rows, ends ? ends->first : 0);
+    const uint8_t *from[nRows + 2], *next[nRows]; /* at the first window; it may begin in front of the row */
+    uint8_t* to[nRows];
+    const ptrdiff_t begin = ends ? ends->first - pixel : 0;
+    for (int k = 0; k < nRows + 2; ++k) from[k] = (const uint8_t*)((uintptr_t)rows[k] + begin);
+    for (int k = 0; k < nRows; ++k) {
+        to[k] = out[k];
+        next[k] = (const uint8_t*)(2 * (uintptr_t)from[k + 2] - (uintptr_t)from[k + 2 - nRows]);
+    }
+    Down a(from, ends ? pixel : 0);
     if (ends) {
         const End left(rows, *ends, 0);
 #pragma GCC unroll 2
@@ -364,38 +371,32 @@ template <class E, int pixel, int nRows>
 #pragma GCC unroll 2
         for (int k = 0; k < nRows; ++k) {
             const OwnVec<T> x = a.row[k], y = b.row[k];
-            ownStore(out[k] + i, E::of(x, E::of(ownAcrossBoth<pixel>(x, y), ownAcrossBoth<2 * pixel>(x, y))));
+            ownStore(to[k] + i, E::of(x, E::of(ownAcrossBoth<pixel>(x, y), ownAcrossBoth<2 * pixel>(x, y))));
         }
     };
-    store(0, Down(rows, begin + step));
-    ptrdiff_t i = ownStepToAligned<T>(out[0]);
+    store(0, Down(from, step));
+    ptrdiff_t i = ownStepToAligned<T>(to[0]);
     if (i < pixel) i = step;
-    a = Down(rows, begin + i);
-
-    uintptr_t next[nRows];
-    for (int k = 0; k < nRows; ++k) next[k] = 2 * (uintptr_t)rows[k + 2] - (uintptr_t)rows[k + 2 - nRows] + begin;
+    a = Down(from, i);
     for (; i < bytes - 2 * step; i += step) {
-        if (step < 64) ownPrefetch<1, 0>((const void*)(next[i / step % nRows] + (i & -64)));
-        else
-            for (int k = 0; k < nRows; ++k) ownPrefetch<1, 0>((const void*)(next[k] + i));
-        const Down b(rows, begin + i + step);
+        for (int k = 0; k < nRows && (i & 63) < step; ++k) ownPrefetch<1, 0>((const void*)((uintptr_t)next[k] + i));
+        const Down b(from, i + step);
         store(i, b);
         a = b;
     }
-    const Down p(rows, end - 2 * step), q(rows, end - 2 * step + pixel), r(rows, end - 2 * step + 2 * pixel);
-    const Down x(rows, end - step), y(rows, end - step + pixel), z(rows, end - step + (ends ? 1 : 2) * pixel);
-    OwnVec<T> last[nRows];
-    for (int k = 0; k < nRows; ++k) last[k] = z.row[k];
+    a = Down(from, bytes - 2 * step);
+    const Down x(from, bytes - step), z(from, bytes - step + (ends ? 1 : 2) * pixel);
+    store(bytes - 2 * step, x);
+    a = x;
+    Down y = z; /* its first pixels are the last ones of the row */
     if (ends) {
         const End right(rows, *ends, 1);
 #pragma GCC unroll 2
-        for (int k = 0; k < nRows; ++k) last[k] = ownAcrossBoth<pixel>(z.row[k], right.row[k]);
-    }
+        for (int k = 0; k < nRows; ++k) y.row[k] = ownAcrossBoth<step - pixel>(z.row[k], right.row[k]);
+    } else
 #pragma GCC unroll 2
-    for (int k = 0; k < nRows; ++k) {
-        ownStore(out[k] + bytes - 2 * step, E::of(p.row[k], E::of(q.row[k], r.row[k])));
-        ownStore(out[k] + bytes - step, E::of(x.row[k], E::of(y.row[k], last[k])));
-    }
+        for (int k = 0; k < nRows; ++k) y.row[k] = ownAcrossBoth<step - 2 * pixel>(z.row[k], z.row[k]);
+    store(bytes - step, y);
 }
 
 template <class E, int unit>

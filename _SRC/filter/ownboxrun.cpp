@@ -103,25 +103,7 @@ static void ownSealBits(uint8_t* row, ptrdiff_t at, bool isLeft, int bit, int ne
 {
     const uint8_t place = (uint8_t)(0x80 >> (at & 7));
     const uint8_t mask = (uint8_t)(isLeft ? 0xFF << (7 - (at & 7)) : 0xFF >> (at & 7));
-    row[at >> 3] = (uint8_t)((row[at >> 3] & ~mask) | (neutral & mask & ~place) | (bit ? place : 0));
-}
-
-/* The pixel at a side that the source's rows don't hold: it is another one of the same row, in extrema too. */
-static void ownSealSide(const OwnBoxShape& shape, const OwnBoxPass& pass, int side, uint8_t* row, ptrdiff_t pixel0)
-{
-    const OwnStraight& s = pass.straight;
-    const OwnBeside& from = s.beside[side];
-    const bool isMissing = side ? s.right < shape.seen.right : s.left < shape.seen.left;
-    const ptrdiff_t at = pixel0 + (side ? shape.width + s.right : -s.left - 1) * shape.unit;
-    const ptrdiff_t source = pixel0 + (ptrdiff_t)from.column * shape.unit;
-    if (shape.bits()) {
-        const int neutral = *pass.box->neutral;
-        const int bit = !isMissing ? neutral : from.inside ? row[source >> 3] >> (7 - (source & 7)) : (int)from.value;
-        ownSealBits(row, at, side == 0, bit & 1, neutral);
-    } else if (isMissing) {
-        const uint8_t* pixel = from.inside ? row + shape.bytes(source) : pass.beside[side];
-        memcpy(row + shape.bytes(at), pixel, (size_t)shape.bytes(shape.unit));
-    }
+    row[at >> 3] = (uint8_t)((row[at >> 3] & ~mask) | (neutral & mask & ~place) | (bit & 1 ? place : 0));
 }
 
 /* Where pixel 0 is in a row of extrema down. Bits that come straight from the source keep their place in a byte. */
@@ -129,6 +111,27 @@ static ptrdiff_t ownPixel0(const OwnBoxShape& shape, const OwnBoxPass& pass)
 {
     if (shape.bits() && pass.isStraight) return shape.lead + pass.straight.rows.bit + pass.straight.left;
     return shape.lead + shape.seen.left * shape.unit;
+}
+
+/* The pixels at a side that the source's rows don't hold: each is another one of its row, in extrema too. */
+static void ownSealSide(const OwnBoxShape& shape, const OwnBoxPass& pass, int side, int32_t n)
+{
+    const OwnStraight& s = pass.straight;
+    const OwnBeside from = s.beside[side];
+    const bool isMissing = side ? s.right < shape.seen.right : s.left < shape.seen.left;
+    const ptrdiff_t pixel0 = ownPixel0(shape, pass), source = pixel0 + (ptrdiff_t)from.column * shape.unit;
+    const ptrdiff_t at = pixel0 + (side ? shape.width + s.right : -s.left - 1) * shape.unit;
+    uint8_t* row = pass.down;
+    if (shape.bits()) {
+        const int neutral = *pass.box->neutral, value = isMissing ? (int)from.value : neutral;
+        const bool isInside = isMissing && from.inside;
+        for (int32_t i = 0; i < n; ++i, row += shape.downBytes)
+            ownSealBits(row, at, side == 0, isInside ? row[source >> 3] >> (7 - (source & 7)) : value, neutral);
+    } else if (isMissing) {
+        const ptrdiff_t to = shape.bytes(at), in = shape.bytes(source), pixel = shape.bytes(shape.unit);
+        for (int32_t i = 0; i < n; ++i, row += shape.downBytes)
+            memcpy(row + to, from.inside ? row + in : pass.beside[side], (size_t)pixel);
+    }
 }
 
 /* Extrema down, of a batch of which n rows are wanted. */
@@ -143,9 +146,7 @@ static void ownMakeDown(const OwnBoxShape& shape, const OwnBoxPass& pass, int32_
     const ptrdiff_t nRows = (n + OWN_BOX_ROWS - 1) / OWN_BOX_ROWS * OWN_BOX_ROWS;
     pass.box->down(pass.down + shape.bytes(first), shape.downBytes, pass.rows, (ptrdiff_t)shape.high(), nRows,
                    shape.bits() ? (count + 7) >> 3 : count);
-    for (int32_t i = 0; i < n && pass.isStraight; ++i)
-        for (int side = 0; side < 2; ++side)
-            ownSealSide(shape, pass, side, pass.down + i * shape.downBytes, ownPixel0(shape, pass));
+    for (int side = 0; side < 2 && pass.isStraight; ++side) ownSealSide(shape, pass, side, n);
 }
 
 /* ---- Rows ------------------------------------------------------------------------------------------------------- */
