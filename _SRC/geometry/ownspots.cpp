@@ -416,9 +416,9 @@ void ownReachOfRow(const OwnWarpRun& run, uint32_t depth, int32_t y, int32_t lef
             ownIndices(Y, 0.5, whole, row);
         }
         for (int i = 0; i < n; ++i) {
-            const OwnRect& in = run.inside;
+            const OwnRect& in = run.inside; /* the nearest pixel may be the next one */
             if (run.tests &&
-                (column[i] < in.left - 3 || row[i] < in.top - 3 || column[i] > in.right + 3 || row[i] > in.bottom + 3))
+                (column[i] < in.left - 1 || row[i] < in.top - 1 || column[i] > in.right || row[i] > in.bottom))
                 continue;
             box->left = std::min(box->left, column[i]);
             box->right = std::max(box->right, column[i]);

@@ -40,20 +40,29 @@ static bool ownSpanIn(const OwnWarpJob& job, const OwnRect& part, int32_t y, int
     return *left <= *right;
 }
 
+/* The indices that a part's pixels come from; of a source without tiles only whether there are any. False when there are
+ * none: nothing of the part is written. */
+static bool ownReachOfPart(const OwnWarpJob& job, const OwnRect& part, OwnRect* box)
+{
+    *box = {INT32_MAX, INT32_MAX, INT32_MIN, INT32_MIN};
+    int32_t left, right;
+    for (int32_t y = part.top; y <= part.bottom && (job.srcImage->tileInfo || box->left > box->right); ++y)
+        if (ownSpanIn(job, part, y, &left, &right)) ownReachOfRow(job.run, job.srcImage->depth, y, left, right, box);
+    return box->left <= box->right;
+}
+
 /* The source pixels that a part needs, clipped to the image. False when it needs none. A window has at least the four
  * columns and rows of a cubic neighbourhood, if the image has. */
 static bool ownWindowOf(const OwnWarpJob& job, const OwnRect& part, OwnRect* need)
 {
     const OwnRect all = {0, 0, job.srcImage->width - 1, job.srcImage->height - 1};
+    const bool hasTiles = job.srcImage->tileInfo || job.dstImage->tileInfo;
+    OwnRect box;
+    if (hasTiles && !ownReachOfPart(job, part, &box)) return false;
     if (!job.srcImage->tileInfo) {
         *need = {0, 0, ownWholeView(job.srcImage).width - 1, all.bottom};
         return true;
     }
-    OwnRect box = {INT32_MAX, INT32_MAX, INT32_MIN, INT32_MIN};
-    int32_t left, right;
-    for (int32_t y = part.top; y <= part.bottom; ++y)
-        if (ownSpanIn(job, part, y, &left, &right)) ownReachOfRow(job.run, job.srcImage->depth, y, left, right, &box);
-    if (box.left > box.right) return false;
     const auto hold = [](int64_t v, int32_t high) { return (int32_t)std::clamp<int64_t>(v, 0, high); };
     const int32_t reach = 4; /* of a cubic window, and of an index before its first pixel */
     *need = {hold((int64_t)box.left + job.xSrc - reach, all.right),

@@ -362,6 +362,23 @@ TEST(Warp, tiledIsUntiled)
     }
 }
 
+/* Tiles of the destination of which no pixel is reached are not opened, whether the source has tiles or not. */
+TEST(Warp, opensWhatItReaches)
+{
+    Random random(6);
+    TestImage src({VEK_DEPTH_8U, 1, false, 0, 32, 32}, random), dst({VEK_DEPTH_8U, 1, false, 0, 64, 64}, random);
+    TiledImage srcTiles(src, 16, 16);
+    const double to[8] = {20, 20, 27, 20, 27, 27, 20, 27}, from[8] = {-300, -300, 40, -300, 40, 40, -300, 40};
+    for (const VekImage* image : {&src.image, &srcTiles.image})
+        for (int32_t warpFlag = 0; warpFlag < 2; ++warpFlag)
+            for (int32_t interpolate = 0; interpolate < 3; ++interpolate)
+                for (const auto warp : {vekWarpPerspectiveQ, vekWarpBilinearQ}) {
+                    TiledImage dstTiles(dst, 16, 16);
+                    warp(image, &dstTiles.image, warpFlag ? from : to, warpFlag, interpolate);
+                    EXPECT_EQ(dstTiles.logText(), warpFlag ? "W 3,3; release 3,3" : "W 1,1; release 1,1");
+                }
+}
+
 /* Horizons, huge and odd coefficients: nothing but the region changes, and nothing beyond the pixels is read. */
 TEST(Warp, anyCoefficients)
 {
