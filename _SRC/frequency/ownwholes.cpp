@@ -144,10 +144,12 @@ void ownSpectrumRun(const OwnSpectrum& spectrum, const OwnSpectrumWholes& wholes
     for (ptrdiff_t y = 0; y < height; ++y) ownReadWholes[src.slot](work + y * width, src.row(y), src.pixelStep, width);
     for (ptrdiff_t i = 0; i < width * height; ++i) work[i] *= 1 << OWN_FRACTION_BITS;
 
+    /* The pass over a length of 1 changes nothing: a single row or column has its only shift in the other one. */
+    const bool rowsAreLast = toPacked ? height == 1 : width > 1;
     const OwnWholePass rows = {wholes.rowPlan, spectrum.isForward,
-                               OwnWholeScale(spectrum.width, spectrum.isScaled, !toPacked), wholes.line};
+                               OwnWholeScale(spectrum.width, spectrum.isScaled, rowsAreLast), wholes.line};
     const OwnWholePass columns = {wholes.columnPlan, spectrum.isForward,
-                                  OwnWholeScale(spectrum.height, spectrum.isScaled, toPacked), wholes.line};
+                                  OwnWholeScale(spectrum.height, spectrum.isScaled, !rowsAreLast), wholes.line};
     const auto transformRows = [&] {
         for (ptrdiff_t y = 0; y < height; ++y) ownWholeReal(rows, toPacked, work + y * width, 1);
     };

@@ -188,6 +188,8 @@ TEST(Fft, wholeNumbersAreShiftedDownAndRealOnesChopped)
     EXPECT_EQ(rowThrough(vekRealFft2D, {-5, 0, 0, 0}, VEK_DEPTH_16S, 2 + 32), "-1 -1 0 -1 ") << "-1.25";
     EXPECT_EQ(rowThrough(vekRealFft2D, {-5, 0, 0, 0}, VEK_DEPTH_16S, 2), "-2 -2 0 -2 ") << "small: whole numbers";
     EXPECT_EQ(rowThrough(vekRealFft2D, {-7, 0, 0}, VEK_DEPTH_16S, 2 + 16), "-3 -3 0 ") << "-2.33";
+    EXPECT_EQ(rowThrough(vekRealFft2D, {-3, -7, 0, 0, 0, 0, 0, 0}, VEK_DEPTH_16S, 2 + 16), "-2 0 0 0 0 0 0 0 ")
+        << "a row is shifted once: -0.99 is no unit";
 }
 
 /* The path shows in how -1.25 is stored: -2 by the shift, -1 by the chop. */
