@@ -1000,7 +1000,8 @@ VEK_API void vekConvolve2DFP(const VekImage* srcImage, VekImage* dstImage, VekCo
  *   Xkernel  its nCols, anchorX, nShiftR and its first nCols stored coefficients count
  *   Ykernel  its nRows, anchorY, nShiftR and its first nRows stored coefficients count
  *   shift    the sum of both; above 31 as 31, below 0 as 0
- *   1U, borders, writes  as vekConvolve2D, the border constants by their low bits
+ *   1U, borders  as vekConvolve2D, the border constants by their low bits
+ *   writes   [W], without its one run over whole blocks
  *   depths   1U 8U 8S 16U 16S 32S
  *   refuses  the headers; -5 "Xkernel==0"; -5 "Ykernel==0"; after it a negative stored status ends the call, whatever left
  *            it there; -5 "srcImage->depth != dstImage->depth"; -5 "srcImage->origin != dstImage->origin";
