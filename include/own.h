@@ -193,7 +193,10 @@ OwnView ownWholeView(const VekImage* image);
 /* An image's region, clipped, whether it has tiles or not. Empty: width and height are 0. */
 VekROI ownRegion(const VekImage* image);
 
-/* The same by width and height alone: of an image that may have no pixels. */
+/* The same, held to the size of the image's mask. */
+VekROI ownMaskedRegion(const VekImage* image);
+
+/* An image's region by width and height alone: of an image that may have no pixels. */
 VekROI ownHeaderRegion(const VekImage* image);
 
 /* A private header: on pixels that are laid out like the image's, without region, mask and tiles. */

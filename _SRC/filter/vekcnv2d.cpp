@@ -88,7 +88,7 @@ static void ownConvolve(const OwnFace& face, const VekImage* srcImage, const Vek
                         const OwnConvSource* source, int32_t nKernels, int32_t combineMethod)
 {
     const OwnConvChannels channels = ownConvChannels(srcImage, dstImage);
-    if (channels.isNothing) return;
+    if (channels.isNothing || ownMaskedRegion(srcImage).width == 0 || ownMaskedRegion(dstImage).width == 0) return;
     OWN_REFUSE_TEXT_IF(channels.from.count != channels.to.count, "Uncompatible images");
 
     OwnConvPlan plan;

@@ -88,6 +88,17 @@ VekROI ownRegion(const VekImage* image)
     return region;
 }
 
+VekROI ownMaskedRegion(const VekImage* image)
+{
+    VekROI region = ownRegion(image);
+    if (image->maskROI) {
+        const VekROI mask = ownRegion(image->maskROI);
+        region.width = std::min(region.width, mask.width);
+        region.height = std::min(region.height, mask.height);
+    }
+    return region;
+}
+
 /* ---- Masks --------------------------------------------------------------------------------------------------- */
 
 /* out = a AND b, byte by byte. */

@@ -14,12 +14,9 @@ static bool ownPicksAlpha(const VekImage* image)
 /* The region's rectangle, held to the size of the image's mask. */
 static bool ownMaskedRect(const VekImage* image, OwnRect* rect)
 {
-    if (!ownPixelRect(image, rect)) return false;
-    if (!image->maskROI) return true;
-    const OwnView mask = ownView(image->maskROI);
-    rect->right = (int32_t)std::min<int64_t>(rect->right, (int64_t)rect->left + mask.width - 1);
-    rect->bottom = (int32_t)std::min<int64_t>(rect->bottom, (int64_t)rect->top + mask.height - 1);
-    return rect->left <= rect->right && rect->top <= rect->bottom;
+    const VekROI region = ownMaskedRegion(image);
+    *rect = {region.xOffset, region.yOffset, region.xOffset + region.width - 1, region.yOffset + region.height - 1};
+    return region.width > 0 && region.height > 0;
 }
 
 /* Rounds down, but for a value that falls short of an integer by rounding. */

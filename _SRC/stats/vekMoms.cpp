@@ -194,18 +194,6 @@ static const OwnReduceRow ownOneMomentRows[4][OWN_DEPTHS] = {OWN_MOMENT_ROWS(0, 
 
 /* ---- Images -------------------------------------------------------------------------------------------------- */
 
-/* The working rectangle: the region, cut by the mask's. */
-static VekROI ownWorkingRegion(const VekImage* image)
-{
-    VekROI region = ownRegion(image);
-    if (image->maskROI) {
-        const VekROI mask = ownRegion(image->maskROI);
-        region.width = std::min(region.width, mask.width);
-        region.height = std::min(region.height, mask.height);
-    }
-    return region;
-}
-
 /* Part of the rectangle, whose mask lies at (x, y) in the mask's region. */
 static void ownMomentPart(OwnReduction& reduction, const VekImage* part, const VekImage* mask, int32_t x, int32_t y,
                           int32_t width, int32_t height)
@@ -262,7 +250,7 @@ static bool ownSumMoments(const OwnFace& face, const VekImage* image, const VekR
 /* Fills a state. False for an empty rectangle and after a failure, which leave it as it was. */
 static bool ownFillState(const OwnFace& face, const VekImage* image, VekMomentState state)
 {
-    const VekROI region = ownWorkingRegion(image);
+    const VekROI region = ownMaskedRegion(image);
     if (region.width < 1 || region.height < 1) return false;
     OwnMoments moments = {};
     moments.lastPower = 3;
@@ -286,7 +274,7 @@ static bool ownFillState(const OwnFace& face, const VekImage* image, VekMomentSt
 /* One moment alone; 0 for an empty rectangle and after a failure. */
 static double ownOneMoment(const OwnFace& face, const VekImage* image, int32_t m, int32_t n)
 {
-    const VekROI region = ownWorkingRegion(image);
+    const VekROI region = ownMaskedRegion(image);
     if (region.width < 1 || region.height < 1) return 0.0;
     OwnMoments moments = {};
     moments.firstPower = moments.lastPower = m;
@@ -390,7 +378,7 @@ double vekNormalizedSpatialMoment(const VekImage* image, int32_t m, int32_t n)
     OWN_FACE("vekNormalizedSpatialMoment", "vekMoms");
     OWN_REFUSE_MOMENTS(image, 0.0);
     OWN_REFUSE_ORDER(m, n);
-    const VekROI region = ownWorkingRegion(image);
+    const VekROI region = ownMaskedRegion(image);
     if (region.width < 1 || region.height < 1) return 0.0;
     return ownOneMoment(face, image, m, n) / ownMomentUnit(region, m, n);
 }

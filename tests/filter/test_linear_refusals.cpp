@@ -256,6 +256,18 @@ TEST(LinearRefusals, nothingToDo)
         EXPECT_EQ(recorder.text(), "");
         EXPECT_TRUE(args.other.bytes() == before);
     }
+    for (const bool onSource : {true, false}) { /* an empty rectangle, likewise */
+        Args args;
+        ImageSpec bits;
+        bits.depth = VEK_DEPTH_1U;
+        TestImage mask(bits, args.random);
+        mask.setRoi(0, 99, 0, 4, 4);
+        (onSource ? args.src : args.other).image.maskROI = &mask.image;
+        args.other.image.nChannels = 2;
+        Recorder recorder;
+        vekConvolve2D(args.pSrc, args.pDst, args.pKernels, 1, 99);
+        EXPECT_EQ(recorder.text(), "");
+    }
     Args args; /* all alpha: success, whatever the filter's number */
     for (TestImage* image : {&args.src, &args.other}) image->image.nChannels = image->image.alphaChannel = 1;
     Recorder recorder;
