@@ -13,8 +13,7 @@ enum OwnMix {
     OWN_BLEND_LINEAR,  /* two, weights of 14 bits, chopped twice */
     OWN_BLEND_HALF_UP, /* two, weights of 8 bits, rounded half up once */
     OWN_BLEND_SUPER,   /* the mean of a box of samples; in a row, of two with small weights */
-    OWN_BLEND_CUBIC,   /* four, Newton's polynomial in floats, chopped */
-    OWN_BLENDS
+    OWN_BLEND_CUBIC    /* four, Newton's polynomial in floats, chopped */
 };
 
 /* Where a destination column (or row) takes its samples, in columns of the source region. */
