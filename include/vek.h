@@ -669,7 +669,10 @@ VEK_API VekImage* vekTranslateDIB(struct tagBITMAPINFOHEADER* dib, int32_t* clon
  *              "(dib->biSize != sizeof(BITMAPINFOHEADER))"; [D]; -10 "Image size is too small"; -5
  *              "(dib->biClrUsed > 65536)"; -5 "(red == 0 || green == 0 || blue == 0)" for the masks; -14 "image->channelSeq
  *              unsupport"; -4 "Not enough memory to allocate data for destination image"; -3 "Impossible to decompress RLE
- *              DIB" after the decoder's own report; -3 "" for other bit counts, channels and depths.
+ *              DIB" after the decoder's own report; -3 "" for other bit counts, channels and depths. The decoder's reports
+ *              (of 4 bits, BI_RLE4): -4 "Not enough memory to decompress BI_RLE8 DIB at DIB"; -5 "Incorrect format of
+ *              BI_RLE8 DIB (mismatch biHeight or biWidth)" for pixels beyond the picture, "(mismatch biWidth)" for a row
+ *              that ends too early, "(mismatch biHeight)" for a picture that does, "(bad Delta command)".
  *              vekConvertFromDIBSep has the same tests with these texts: "( ((void *)0) == dibHeader )", dibData, image;
  *              "( (image->origin != 0) && (image->origin != 1) )", align likewise; dibHeader in place of dib; the third of
  *              [D] as "( ( dibHeader->biCompression != 0 ) && ... )". It returns -9 for a null image, the status that
@@ -693,7 +696,8 @@ VEK_API VekStatus vekConvertFromDIBSep(const struct tagBITMAPINFOHEADER* dibHead
  *   indices            the entry with the smallest sum of squared differences of blue, green, red, the first of equals; its
  *                      low bits are stored, at 1 bit whether the low 8 bits are not 0
  *   biCompression      1, 2: the plain rows are replaced by a stream when that is shorter, and biSizeImage is set; else
- *                      biCompression becomes 0
+ *                      biCompression becomes 0. Without memory for the stream: -4 "Not enough memory to compress DIB at
+ *                      BI_RLE8 DIB" (BI_RLE4), the rows stay plain, and biCompression what it was
  *   refuses            the header's status, "Incorrect Image"; -5 "dib==0"; "(image->nChannels <= 0 || image->nChannels >
  *                      4)"; "(image->depth & 0x80000000)"; "(image->alphaChannel != 0 && image->alphaChannel != 4)";
  *                      "(image->nChannels != 4)"; "(image->nChannels != 3 && image->nChannels != 1)"; "(image->width !=
@@ -748,7 +752,8 @@ VEK_API void vekRGB2XYZ(const VekImage* srcImage, VekImage* dstImage);
 VEK_API void vekXYZ2RGB(const VekImage* srcImage, VekImage* dstImage);
 
 /* vekRGB2YUV, vekYUV2RGB: Y = 0.299 R + 0.587 G + 0.114 B, U = B - Y, V = R - Y. RGB is unsigned, YUV signed: 8U and 16U
- * become 8S and 16S, clamped, so that Y above 127 (32767) is cut there.
+ * become 8S and 16S, clamped, so that Y above 127 (32767) is cut there. Back: R = Y + V, G = Y - 0.509 V - 0.194 U, B = Y + U,
+ * raised to 0 but for 32F.
  *   depths   from RGB 8U 16U 32S 32F, to RGB 8S 16S 32S 32F; dst of as many bits
  *   refuses  as above, the text of the shapes without the depths */
 VEK_API void vekRGB2YUV(const VekImage* srcImage, VekImage* dstImage);
@@ -774,7 +779,7 @@ VEK_API void vekLUV2RGB(const VekImage* srcImage, VekImage* dstImage);
  * middle of the range.
  *   srcImage  "RGB", at least three channels; regions play no part
  *   dstImage  "GRAY" or "Gray", channelSeq "G"; one channel in pixel order, in plane order the first plane is written
- *   depths    8U 16U 32S, each to 1U 8U 16U, but 32S not to 32S. 16U to 8U in plane order may be smaller by one or two
+ *   depths    8U 16U 32S, each to 1U 8U 16U. 16U to 8U in plane order may differ by one from that in pixel order
  *   refuses   the headers; -5: the tests of "RGB" above for src; "colorModel must be GRAY instead of ... ", "channelSeq must
  *             be G instead of ... "; "(dst-> dataOrder == VEK_DATA_ORDER_PIXEL) && (dst-> nChannels != 1)"; "src->origin !=
  *             dst->origin"; "src->nChannels < 3"; "Error in-out depth. 32S,16U,8U=> 16U,8U,1U are valid now" */
@@ -797,9 +802,9 @@ VEK_API void vekGrayToColor(const VekImage* srcImage, VekImage* dstImage, float 
  * converted: to 1U, a sample above the middle of its range gives 1; else the high bits are kept. Then each sample of dst
  * becomes the nearer of the two values about it that have `levels` high bits and, below these, all zeros or all ones: the
  * error goes to samples not yet visited, or a matrix of thresholds decides.
- *   srcImage    at least one image has a lower depth: 8U to 1U; 16U to 8U, 1U; 32S to 16U, 8U, 1U
- *   dstImage    as many channels, the same dataOrder and origin; the smaller of the two sizes is converted, or, where
- *               there is noise or a dither or a tile, all of dst, srcImage being continued by its border
+ *   depths      8U to 1U; 16U to 8U, 1U; 32S to 16U, 8U, 1U
+ *   dstImage    as many channels as srcImage, the same dataOrder and origin; the smaller of the two sizes is converted, or,
+ *               where there is noise or a dither or a tile, all of dst, srcImage being continued by its border
  *   jitterType  0 to 8: amplitude of the noise, 0 none. Each call with noise moves the thread's generator on, so the next
  *               has other noise. Samples near 0 that noise would bring below it come out bright
  *   ditherType  1 none; error diffusion after 2 Floyd and Steinberg, 4 Jarvis, Judice and Ninke, 8 Stucki; 16 ordered, with
@@ -835,12 +840,13 @@ VEK_API void vekSetColorTwist(VekColorTwist* cTwist, const int32_t* data, int32_
 VEK_API void vekDeleteColorTwist(VekColorTwist* cTwist);
 
 /* vekApplyColorTwist: dst = map(src) + offset, for the first three channels of each pixel, clamped. Small maps (coefficients
- * of 16 bits, scalingValue up to 15, an offset within half the range, equal channel counts up to 4) are computed in integers
- * and rounded down: at 8U the sum is then held to 16 bits, offset added, and the result clamped. All others are computed in
- * double, clamped to the range, chopped, and offset added with a clamp.
+ * of 16 bits, of which at 16U the magnitudes of a row's three factors come to less than 32767 - 2^(scalingValue - 1), or 32766
+ * for a scalingValue of 0; scalingValue up to 15, an offset within half the range, equal channel counts up to 4) are computed
+ * in integers and rounded down: at 8U the sum is then held to 16 bits, offset added, and the result clamped. All others are
+ * computed in double, clamped to the range, chopped, and offset added with a clamp.
  *   srcImage, dstImage  same depth, data order and origin; at least three channels; may be the same image
  *   depths   8U 16U
- *   writes   [W], always the first three channels: coi plays no part
+ *   writes   [W], always the first three channels: coi plays no part; padding is spared
  *   refuses  the headers; -5: "cTwist==0"; "(srcImage->nChannels < 3)";
  *            "((srcImage->alphaChannel != 0) && (srcImage->nChannels < 4))",
  *            "((srcImage->alphaChannel != 0) && (srcImage->alphaChannel < srcImage->nChannels))"; the same three of dstImage;
@@ -900,6 +906,7 @@ VEK_API void vekContrastStretch(const VekImage* srcImage, VekImage* dstImage, Ve
  * share that the levels up to g have of all counts. A bin's count is spread evenly over its levels. On return the tables
  * hold the histogram of the result, as the source's samples and the map give it.
  *   lut      counts by bins, as vekComputeHisto leaves them
+ *   srcImage, dstImage, depths, writes  as vekContrastStretch
  *   refuses  as vekContrastStretch; -2 "Error get tile to read", followed by -1 "", when the source can't be counted;
  *            -3 "All values in histogram are zeroes" */
 VEK_API void vekHistoEqualize(const VekImage* srcImage, VekImage* dstImage, VekLUT** lut);

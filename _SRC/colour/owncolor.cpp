@@ -109,20 +109,12 @@ static void ownPassOver(const OwnColourPass& pass, const OwnView& src, const Own
     ownPlanePass(planes);
 }
 
-/* The view without all pixels of a row but the last one of `width`. */
-static OwnView ownLastColumn(OwnView view, int32_t width)
-{
-    view.data += (width - 1) * (ptrdiff_t)view.pixelStep * (view.sampleBits >> 3);
-    view.width = 1;
-    return view;
-}
-
 static void ownPassOnce(const OwnColourPass& pass, const OwnView& src, const OwnView& dst)
 {
     ownPassOver(pass, src, dst, pass.run);
     const int32_t width = std::min(src.width, dst.width);
-    if (pass.lastRun && width % 2 != 0)
-        ownPassOver(pass, ownLastColumn(src, width), ownLastColumn(dst, width), pass.lastRun);
+    const auto lastColumn = [=](const OwnView& view) { return ownCrop(view, width - 1, 0, 1, view.height); };
+    if (pass.lastRun && width % 2 != 0) ownPassOver(pass, lastColumn(src), lastColumn(dst), pass.lastRun);
 }
 
 /* One tile of the destination, or all of it: the source's pixels at the same place are brought into a block, unless they

@@ -33,13 +33,6 @@ template <> struct OwnRleKind<4> {
                                           "Not enough memory to compress DIB at BI_RLE4 DIB"};
 };
 
-/* Behind the header and the table. */
-static uint8_t* ownStreamOf(const BITMAPINFOHEADER* dib)
-{
-    const uint64_t entries = dib->biClrUsed ? dib->biClrUsed : (uint64_t)1 << dib->biBitCount;
-    return (uint8_t*)dib + (size_t)(dib->biSize + 4 * entries);
-}
-
 /* Null for a block that no count of 32 bits can name, too. */
 static uint8_t* ownBlockOf(int64_t bytes) { return bytes > INT32_MAX ? nullptr : (uint8_t*)vekMalloc((int32_t)bytes); }
 
@@ -169,7 +162,7 @@ static uint8_t* ownDecompress(const OwnFace& face, const BITMAPINFOHEADER* dib, 
 uint8_t* ownDecompressDib(const OwnFace& face, const BITMAPINFOHEADER* dib, const uint8_t* stream)
 {
     const OwnFace own = {face.func, "ownrle"};
-    if (!stream) stream = ownStreamOf(dib);
+    if (!stream) stream = ownOpenDib(dib).pixels;
     return dib->biCompression == OWN_DIB_RLE8 ? ownDecompress<8>(own, dib, stream) : ownDecompress<4>(own, dib, stream);
 }
 
@@ -325,17 +318,18 @@ static int64_t ownPack(uint8_t* stream, const uint8_t* rows, int64_t width, int6
     return out - stream < plain ? out - stream : 0;
 }
 
-template <int bits> static bool ownCompress(const OwnFace& face, BITMAPINFOHEADER* dib)
+template <int bits> static bool ownCompress(const OwnFace& face, OwnDib& dib)
 {
-    const int64_t width = dib->biWidth, rowBytes = ownDibRowBytes(width, bits), plain = rowBytes * dib->biHeight;
+    const int64_t width = dib.info.biWidth, height = dib.info.biHeight;
+    const int64_t rowBytes = ownDibRowBytes(width, bits), plain = rowBytes * height;
     uint8_t* pixels = ownBlockOf(width + 2 + plain + 2 * width + 4 + OWN_COPIED);
     OWN_FAIL_IF(!pixels, VEK_StatusNoMemory, OwnRleKind<bits>::texts.noMemoryToPack, false);
-    uint8_t *rows = ownStreamOf(dib), *stream = pixels + width + 2;
-    const int64_t bytes = ownPack<bits>(stream, rows, width, dib->biHeight, rowBytes, pixels);
+    uint8_t* stream = pixels + width + 2;
+    const int64_t bytes = ownPack<bits>(stream, dib.pixels, width, height, rowBytes, pixels);
     if (bytes) {
-        memcpy(rows, stream, (size_t)bytes);
-        dib->biSizeImage = (uint32_t)bytes;
-    } else dib->biCompression = OWN_DIB_PLAIN;
+        memcpy(dib.pixels, stream, (size_t)bytes);
+        dib.info.biSizeImage = (uint32_t)bytes;
+    } else dib.info.biCompression = OWN_DIB_PLAIN;
     vekFree(pixels);
     return true;
 }
@@ -343,5 +337,9 @@ template <int bits> static bool ownCompress(const OwnFace& face, BITMAPINFOHEADE
 bool ownCompressDib(const OwnFace& face, BITMAPINFOHEADER* dib)
 {
     const OwnFace own = {face.func, "ownrle"};
-    return dib->biCompression == OWN_DIB_RLE8 ? ownCompress<8>(own, dib) : ownCompress<4>(own, dib);
+    OwnDib parts = ownOpenDib(dib);
+    const bool isDone = parts.info.biCompression == OWN_DIB_RLE8 ? ownCompress<8>(own, parts)
+                                                                 : ownCompress<4>(own, parts);
+    if (isDone) memcpy((void*)dib, &parts.info, sizeof(parts.info));
+    return isDone;
 }
