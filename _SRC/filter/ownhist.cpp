@@ -2,124 +2,122 @@
  *
  * Every column of lines has a histogram of its nRows samples, which changes by the line that comes and the line that goes.
  * The histogram of a window is the sum of its columns', and changes by a column that comes and one that goes; so a result
- * costs the same whatever the window. Counts are kept as sums from the lowest bin up, of the sixteen values of the high four
- * bits, and for each of these of the sixteen values of the low ones: the bin that reaches the rank is the number of sums
- * that don't, and all sixteen change at once. Of the low sums of a window only those are kept that medians fall into. */
+ * costs the same whatever the window. Counts are kept as sums of all lower bins, of the sixteen values of the high four
+ * bits, and for each of these of the sixteen values of the low ones: all sixteen change at once, and of the sums of a window,
+ * less its rank, the last negative one is the median's. Of the low sums of a window only those are kept that medians fall
+ * into. */
 #include "ownrank.h"
 #include "ownsimd.h"
 
-enum { OWN_BINS = 16 };
+enum { OWN_BINS = 16, OWN_COLUMN_BYTES = OWN_BINS * (1 + OWN_BINS) };
 
-/* From the first of these on counts of columns leave a byte, counts of windows the sixteen bits of a signed number. */
-static bool ownCountsFit(const OwnRank& rank) { return rank.nRows <= 255 && rank.nCols * rank.nRows <= 32767; }
-
-/* Row v: the change of the sums when a sample comes into bin v; and when one comes into bin v and one leaves bin w. */
-struct OwnSteps {
-    alignas(16) uint8_t row[OWN_BINS][OWN_BINS], move[OWN_BINS][OWN_BINS][OWN_BINS];
-    constexpr OwnSteps() : row(), move()
+/* Row v: what a sample in bin v adds to the sums. */
+struct OwnAbove {
+    alignas(16) uint8_t row[OWN_BINS][OWN_BINS];
+    constexpr OwnAbove() : row()
     {
         for (int v = 0; v < OWN_BINS; ++v)
-            for (int bin = v; bin < OWN_BINS; ++bin) row[v][bin] = 1;
-        for (int v = 0; v < OWN_BINS; ++v)
-            for (int w = 0; w < OWN_BINS; ++w)
-                for (int bin = 0; bin < OWN_BINS; ++bin) move[v][w][bin] = (uint8_t)(row[v][bin] - row[w][bin]);
+            for (int bin = v + 1; bin < OWN_BINS; ++bin) row[v][bin] = 1;
     }
 };
-static constexpr OwnSteps ownSteps;
+static constexpr OwnAbove ownAbove;
 
-/* The columns' sums: by sample of the line the high ones, then for each high value the low ones. */
-struct OwnColumns {
-    uint8_t* high;
-    uint8_t* low;
-    ptrdiff_t lineSamples;
-    uint8_t* highOf(ptrdiff_t i) const { return high + i * OWN_BINS; }
-    uint8_t* lowOf(int v, ptrdiff_t i) const { return low + (v * lineSamples + i) * OWN_BINS; }
-};
+/* A column's sums: the high ones, then for each high value the low ones. */
+static inline uint8_t* ownLowOf(uint8_t* column, int high) { return column + OWN_BINS * (1 + high); }
 
 /* A line comes, and one goes (null: none). */
-static void ownMoveLines(const OwnColumns& columns, const uint8_t* come, const uint8_t* gone, ptrdiff_t n, uint8_t flip)
+static void ownMoveLines(uint8_t* column, const uint8_t* come, const uint8_t* gone, ptrdiff_t n, uint8_t flip)
 {
-    const ptrdiff_t plane = columns.lineSamples * OWN_BINS;
-    uint8_t *high = columns.high, *low = columns.low;
-    for (ptrdiff_t i = 0; i < n; ++i, high += OWN_BINS, low += OWN_BINS) {
+    for (ptrdiff_t i = 0; i < n; ++i, column += OWN_COLUMN_BYTES) {
         const int in = come[i] ^ flip;
-        ownBinsStep(low + (in >> 4) * plane, ownSteps.row[in & 15], nullptr);
-        if (!gone) ownBinsStep(high, ownSteps.row[in >> 4], nullptr);
+        ownBinsStep(ownLowOf(column, in >> 4), ownAbove.row[in & 15], nullptr);
+        if (!gone) ownBinsStep(column, ownAbove.row[in >> 4], nullptr);
         else {
             const int out = gone[i] ^ flip;
-            ownBinsStep(low + (out >> 4) * plane, nullptr, ownSteps.row[out & 15]);
-            ownBinsStep(high, ownSteps.move[in >> 4][out >> 4], nullptr);
+            ownBinsStep(ownLowOf(column, out >> 4), nullptr, ownAbove.row[out & 15]);
+            ownBinsStep(column, ownAbove.row[in >> 4], ownAbove.row[out >> 4]);
         }
     }
 }
 
-/* The sums of a window whose first column's are at p. */
-static inline OwnBins16 ownWindowSums(const uint8_t* p, ptrdiff_t step, ptrdiff_t span)
+/* The sums of columns from `first` on, `stepBytes` apart. */
+template <class U> static OwnBins<U> ownWindowSums(const uint8_t* first, ptrdiff_t stepBytes, ptrdiff_t spanBytes)
 {
-    OwnBins16 sums = {};
-    for (ptrdiff_t c = 0; c < span; c += step) sums += ownBinsLoad(p + c * OWN_BINS);
+    OwnBins<U> sums = {};
+    for (ptrdiff_t c = 0; c < spanBytes; c += stepBytes) sums.v += ownBinsLoad<U>(first + c).v;
     return sums;
 }
 
-/* The results of one channel, `step` samples apart. The low sums of two high values go along, those that medians were last
- * found in; mostly a row needs no others. */
-static void ownSlide(uint8_t* out, const OwnColumns& columns, ptrdiff_t first, const OwnWindowRow& row, uint8_t flip)
+/* A column comes to those from `first` on, which goes. */
+template <class U> static inline void ownMoveSums(OwnBins<U>& sums, const uint8_t* first, ptrdiff_t spanBytes)
 {
-    const OwnRank& rank = *(const OwnRank*)row.k;
-    const ptrdiff_t step = row.step, span = (ptrdiff_t)rank.nCols * step, n = row.n;
-    const ptrdiff_t stepBytes = step * OWN_BINS, spanBytes = span * OWN_BINS;
-    const int k = (int)rank.rank;
-    int vA = -1, vB = -1; /* the two high values: none yet */
-    bool inB = true;      /* where the last median was found */
-    const uint8_t *p = columns.highOf(first), *pA = columns.lowOf(0, first), *pB = pA;
-    OwnBins16 high = ownWindowSums(p, step, span), lowA = {}, lowB = {};
-    for (ptrdiff_t i = first; i < n; i += step) {
-        int below, unused;
-        const int v = ownBinsBelow(high, k, &below);
-        if (v != vA && v != vB) {
+    sums.v += ownBinsLoad<U>(first + spanBytes).v - ownBinsLoad<U>(first).v;
+}
+
+/* The results of one channel, `step` samples apart. The low sums of two high values go along, those that medians were last
+ * found in; mostly a row needs no others. Which of the two a median is in changes too often for a branch. */
+template <class U>
+static void ownSlide(uint8_t* out, uint8_t* column, const OwnWindowRow& row, const OwnRank& rank, uint8_t flip)
+{
+    const ptrdiff_t step = row.step, n = row.n;
+    const ptrdiff_t stepBytes = step * OWN_COLUMN_BYTES, spanBytes = stepBytes * (ptrdiff_t)rank.nCols;
+    OwnBins<U> high = ownWindowSums<U>(column, stepBytes, spanBytes);
+    high.v -= (U)rank.rank;
+    int vA = ownBinsLastNegative(high), vB = vA; /* the two high values, */
+    bool inB = true;                             /* and where the last median was found */
+    OwnBins<U> lowA = ownWindowSums<U>(ownLowOf(column, vA), stepBytes, spanBytes), lowB = lowA;
+    for (ptrdiff_t i = 0; i < n; i += step, column += stepBytes) {
+        const int v = ownBinsLastNegative(high);
+        if (__builtin_expect(v != vA && v != vB, 0)) {
+            const OwnBins<U> low = ownWindowSums<U>(ownLowOf(column, v), stepBytes, spanBytes);
             if (inB) {
                 vA = v;
-                pA = columns.lowOf(v, i);
-                lowA = ownWindowSums(pA, step, span);
+                lowA = low;
             } else {
                 vB = v;
-                pB = columns.lowOf(v, i);
-                lowB = ownWindowSums(pB, step, span);
+                lowB = low;
             }
         }
-        inB = v == vB;
-        const int low = ownBinsBelow(ownBinsSelect(inB, lowB, lowA), k - below, &unused);
-        out[i] = (uint8_t)((v << 4 | low) ^ flip);
-        high += ownBinsLoad(p + spanBytes) - ownBinsLoad(p);
-        lowA += ownBinsLoad(pA + spanBytes) - ownBinsLoad(pA);
-        lowB += ownBinsLoad(pB + spanBytes) - ownBinsLoad(pB);
-        p += stepBytes;
-        pA += stepBytes;
-        pB += stepBytes;
+        inB = v != vA;
+        const U below = high.v[v]; /* less the rank */
+        const int a = ownBinsLastNegative<U>({lowA.v + below}), b = ownBinsLastNegative<U>({lowB.v + below});
+        out[i] = (uint8_t)((v << 4 | (a ^ ((a ^ b) & -(int)inB))) ^ flip);
+        ownMoveSums(high, column, spanBytes);
+        ownMoveSums(lowA, ownLowOf(column, vA), spanBytes);
+        ownMoveSums(lowB, ownLowOf(column, vB), spanBytes);
     }
 }
 
-template <uint8_t flip> static void ownColumnsRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
+template <class U, uint8_t flip>
+static void ownColumnsRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
 {
     const OwnRank& rank = *(const OwnRank*)row.k;
     const ptrdiff_t nRows = (ptrdiff_t)rank.nRows, line = row.n + (ptrdiff_t)(rank.nCols - 1) * row.step;
-    const OwnColumns columns = {row.scratch, row.scratch + row.lineSamples * OWN_BINS, row.lineSamples};
-    uint8_t* gone = columns.lowOf(OWN_BINS, 0); /* the line that was the first of the window before */
+    uint8_t *columns = row.scratch,
+            *gone = columns + row.lineSamples * OWN_COLUMN_BYTES; /* the last window's first line */
     if (row.first) {
-        memset(row.scratch, 0, (size_t)row.lineSamples * OWN_BINS * (OWN_BINS + 1));
+        memset(columns, 0, (size_t)row.lineSamples * OWN_COLUMN_BYTES);
         for (ptrdiff_t r = 0; r < nRows; ++r) ownMoveLines(columns, rows[r], nullptr, line, flip);
     } else ownMoveLines(columns, rows[nRows - 1], gone, line, flip);
     memcpy(gone, rows[0], (size_t)line);
-    for (ptrdiff_t channel = 0; channel < row.step; ++channel) ownSlide((uint8_t*)out, columns, channel, row, flip);
+    for (ptrdiff_t channel = 0; channel < row.step; ++channel)
+        ownSlide<U>((uint8_t*)out + channel, columns + channel * OWN_COLUMN_BYTES, row, rank, flip);
 }
 
 /* ---- The choice ----------------------------------------------------------------------------------------------------- */
 
+template <uint8_t flip> static OwnWindowStage* ownColumnsStage(const OwnRank& rank)
+{
+    return rank.nCols * rank.nRows <= 255 ? ownColumnsRow<uint8_t, flip> : ownColumnsRow<uint16_t, flip>;
+}
+
+/* Counts of columns are bytes, counts of windows signed numbers of 16 bits. */
 bool ownHistogramStage(OwnWindow& window, const OwnRank& rank)
 {
-    if ((rank.slot != OWN_8U && rank.slot != OWN_8S) || ownHasFewSamples(rank) || !ownCountsFit(rank)) return false;
+    if ((rank.slot != OWN_8U && rank.slot != OWN_8S) || ownHasFewSamples(rank)) return false;
+    if (rank.nRows > 255 || rank.nCols * rank.nRows > 32767) return false;
     /* Bins are in the order of values: of 8S the sample plus 128. */
-    window.stage = rank.slot == OWN_8S ? ownColumnsRow<0x80> : ownColumnsRow<0>;
-    window.scratchPerSample = OWN_BINS * (OWN_BINS + 1) + 1;
+    window.stage = rank.slot == OWN_8S ? ownColumnsStage<0x80>(rank) : ownColumnsStage<0>(rank);
+    window.scratchPerSample = OWN_COLUMN_BYTES + 1;
     return true;
 }

@@ -155,52 +155,49 @@ static inline OwnVec<uint64_t> ownLoadBits(const void* p) { return ownBitsOrder(
 
 /* ---- Sums of sixteen bins ------------------------------------------------------------------------------------ */
 
-/* Sixteen counts, whatever the width of a vector; those of one column are bytes in memory. */
-typedef uint16_t OwnBins16 __attribute__((vector_size(32)));
-typedef uint8_t OwnBins8 __attribute__((vector_size(16)));
-typedef uint8_t OwnBins8Loose __attribute__((vector_size(16), aligned(1), may_alias));
+/* Sixteen numbers that wrap, of 8 or 16 bits, whatever the width of a vector. */
+template <class U> struct OwnBins {
+    typedef U Raw __attribute__((vector_size(16 * sizeof(U))));
+    Raw v;
+};
+typedef uint8_t OwnBinBytes __attribute__((vector_size(16)));
+typedef uint8_t OwnBinBytesLoose __attribute__((vector_size(16), aligned(1), may_alias));
 
-static inline OwnBins16 ownBinsLoad(const uint8_t* p)
+/* Sixteen bytes in memory. */
+template <class U> static inline OwnBins<U> ownBinsLoad(const uint8_t* p)
 {
-#if OWN_VEC_BYTES == 32
-    return (OwnBins16)_mm256_cvtepu8_epi16(_mm_loadu_si128((const __m128i*)p));
+    if constexpr (sizeof(U) == 1) return {*(const OwnBinBytesLoose*)p};
+    else {
+#ifdef __AVX2__
+        return {(typename OwnBins<U>::Raw)_mm256_cvtepu8_epi16(_mm_loadu_si128((const __m128i*)p))};
 #else
-    return __builtin_convertvector(*(const OwnBins8Loose*)p, OwnBins16);
+        return {__builtin_convertvector(*(const OwnBinBytesLoose*)p, typename OwnBins<U>::Raw)};
 #endif
+    }
 }
 
-/* a if it holds, otherwise b, without a branch. */
-static inline OwnBins16 ownBinsSelect(bool holds, OwnBins16 a, OwnBins16 b)
+/* The sixteen bytes at `bins` plus those at `come`, less those at `gone`; null: none. */
+static inline void ownBinsStep(uint8_t* bins, const uint8_t* come, const uint8_t* gone)
 {
-    const OwnBins16 mask = OwnBins16{} - (uint16_t)holds;
-    return (a & mask) | (b & ~mask);
+    OwnBinBytes x = *(const OwnBinBytesLoose*)bins;
+    if (come) x += *(const OwnBinBytesLoose*)come;
+    if (gone) x -= *(const OwnBinBytesLoose*)gone;
+    *(OwnBinBytesLoose*)bins = x;
 }
 
-/* The bytes at `sums` plus those at `come`, or less those at `gone`; null: none. */
-static inline void ownBinsStep(uint8_t* sums, const uint8_t* come, const uint8_t* gone)
+/* Of lanes that rise as signed numbers, the first one being negative: the last negative one. */
+template <class U> static inline int ownBinsLastNegative(OwnBins<U> a)
 {
-    OwnBins8 x = *(const OwnBins8Loose*)sums;
-    if (come) x += *(const OwnBins8Loose*)come;
-    if (gone) x -= *(const OwnBins8Loose*)gone;
-    *(OwnBins8Loose*)sums = x;
-}
-
-/* Of sums that rise: how many are below k (k and the sums below 32768), and the last one of these, 0 if there is none. */
-static inline int ownBinsBelow(OwnBins16 sums, int k, int* last)
-{
-    uint16_t from[17];
-    from[0] = 0;
-    typedef OwnBins16 Loose __attribute__((aligned(1), may_alias));
-    *(Loose*)(from + 1) = sums;
-#if OWN_VEC_BYTES == 32
-    const __m256i less = _mm256_cmpgt_epi16(_mm256_set1_epi16((short)k), (__m256i)sums);
-    const int n = __builtin_popcount((unsigned)_mm256_movemask_epi8(less)) >> 1;
-#else
-    int n = 0;
-    for (int i = 1; i <= 16; ++i) n += from[i] < k;
+#ifdef OWN_X86
+    if constexpr (sizeof(U) == 1) return __builtin_popcount((unsigned)_mm_movemask_epi8((__m128i)a.v)) - 1;
 #endif
-    *last = from[n];
-    return n;
+#ifdef __AVX2__
+    if constexpr (sizeof(U) == 2)
+        return (__builtin_popcount((unsigned)_mm256_movemask_epi8(_mm256_srai_epi16((__m256i)a.v, 15))) >> 1) - 1;
+#endif
+    int last = -1;
+    for (int i = 0; i < 16; ++i) last += (std::make_signed_t<U>)a.v[i] < 0;
+    return last;
 }
 
 #endif
