@@ -1,5 +1,5 @@
 /* ownmedian: the sample of a given rank in a window, without histograms. Networks of minima and maxima for 3 x 3 and 5 x 5,
- * a search bit by bit for other windows, a count of ones for 1-bit images. */
+ * a search bit by bit for other windows. */
 #include "ownrank.h"
 #include "ownsimd.h"
 
@@ -208,33 +208,6 @@ template <class T> static void ownSearchRow(void* out, const uint8_t* const* row
     }
 }
 
-/* ---- Ones --------------------------------------------------------------------------------------------------------- */
-
-/* 1-bit samples, a byte each: the counts of ones by column change by a line that comes and a line that goes, the count of
- * the window by a column that comes and one that goes. The median is 1 when fewer zeros than its rank are there. */
-static void ownOnesRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
-{
-    const OwnRank& rank = *(const OwnRank*)row.k;
-    const ptrdiff_t nCols = (ptrdiff_t)rank.nCols, nRows = (ptrdiff_t)rank.nRows, line = row.n + nCols - 1;
-    int32_t* ones = (int32_t*)row.scratch;
-    if (row.first) {
-        memset(ones, 0, (size_t)line * sizeof(int32_t));
-        for (ptrdiff_t r = 0; r < nRows - 1; ++r)
-            for (ptrdiff_t i = 0; i < line; ++i) ones[i] += rows[r][i];
-    }
-    for (ptrdiff_t i = 0; i < line; ++i) ones[i] += rows[nRows - 1][i];
-
-    const int64_t least = rank.nCols * rank.nRows - rank.rank + 1;
-    int64_t count = 0;
-    for (ptrdiff_t i = 0; i < nCols - 1; ++i) count += ones[i];
-    for (ptrdiff_t i = 0; i < row.n; ++i) {
-        count += ones[i + nCols - 1];
-        ((uint8_t*)out)[i] = count >= least;
-        count -= ones[i];
-    }
-    for (ptrdiff_t i = 0; i < line; ++i) ones[i] -= rows[0][i];
-}
-
 /* ---- The choice --------------------------------------------------------------------------------------------------- */
 
 struct OwnMedianStages {
@@ -246,7 +219,7 @@ static constexpr OwnMedianStages ownMedianStages = {ownNetworkRow<T, 3>, ownNetw
                                                     sizeof(T)};
 
 static const OwnMedianStages ownMedians[OWN_DEPTHS] = {
-    /*  1U */ {ownNetworkRow<uint8_t, 3>, ownNetworkRow<uint8_t, 5>, ownOnesRow, 1},
+    /*  1U */ {}, /* ownOnesStage */
     /*  8U */ ownMedianStages<uint8_t>,
     /*  8S */ ownMedianStages<int8_t>,
     /* 16U */ ownMedianStages<uint16_t>,
@@ -260,7 +233,6 @@ void ownMedianStage(OwnWindow& window, const OwnRank& rank)
     const OwnMedianStages& stages = ownMedians[rank.slot];
     const bool square3 = rank.nCols == 3 && rank.nRows == 3, square5 = rank.nCols == 5 && rank.nRows == 5;
     window.stage = square3 ? stages.network3 : square5 ? stages.network5 : stages.other;
-    window.scratchPerSample = rank.slot == OWN_1U && !square3 && !square5 ? (int64_t)sizeof(int32_t)
-                                                                          : rank.nRows * stages.sampleBytes;
+    window.scratchPerSample = rank.nRows * stages.sampleBytes;
     window.scratchBytes = ownPointerRoom(rank);
 }
