@@ -1,115 +1,178 @@
-/* ownmedian: the sample of a given rank in a window, without histograms. Networks of minima and maxima for 3 x 3 and 5 x 5,
+/* ownmedian: the sample of a given rank in a window, without histograms. Networks of minima and maxima for small squares,
  * a search bit by bit for other windows. */
 #include "ownrank.h"
 #include "ownsimd.h"
 
 /* ---- Networks ------------------------------------------------------------------------------------------------- */
 
-/* a and b in ascending order. */
-template <class V> static inline void ownOrder(V& a, V& b)
+/* f(0), f(1), ..., f(n - 1), each with a constant: vectors in arrays stay in registers only so. */
+template <int n, class F> [[gnu::always_inline]] static inline void ownUnroll(F f)
 {
-    const V low = ownMin(a, b);
-    b = ownMax(a, b);
-    a = low;
+    [&]<int... i>(std::integer_sequence<int, i...>) [[gnu::always_inline]]
+    {
+        (f(std::integral_constant<int, i>()), ...);
+    }
+    (std::make_integer_sequence<int, n>());
+}
+
+/* Vectors of samples, in ascending order lane by lane. */
+template <class T, int n> struct OwnSorted {
+    OwnVec<T> x[n > 0 ? n : 1];
+};
+
+/* Every other one, from the first or the second on. */
+template <int from, class T, int n>
+[[gnu::always_inline]] static inline OwnSorted<T, (n + 1 - from) / 2> ownEveryOther(const OwnSorted<T, n>& a)
+{
+    OwnSorted<T, (n + 1 - from) / 2> r;
+    ownUnroll<(n + 1 - from) / 2>([&](auto i) [[gnu::always_inline]] { r.x[i] = a.x[2 * i + from]; });
+    return r;
+}
+
+/* Two lists become one: their odd places by themselves, their even ones, and then each of these finds its place beside one
+ * of the others. What isn't used of the result isn't computed. */
+template <class T, int m, int n>
+[[gnu::always_inline]] static inline OwnSorted<T, m + n> ownMerge(const OwnSorted<T, m>& a, const OwnSorted<T, n>& b)
+{
+    if constexpr (m == 0) return b;
+    else if constexpr (n == 0) return a;
+    else if constexpr (m == 1 && n == 1) return {{ownMin(a.x[0], b.x[0]), ownMax(a.x[0], b.x[0])}};
+    else {
+        constexpr int nEven = (m + 1) / 2 + (n + 1) / 2, nOdd = m / 2 + n / 2, nPairs = nOdd < nEven ? nOdd : nEven - 1;
+        const OwnSorted<T, nEven> even = ownMerge(ownEveryOther<0>(a), ownEveryOther<0>(b));
+        const OwnSorted<T, nOdd> odd = ownMerge(ownEveryOther<1>(a), ownEveryOther<1>(b));
+        OwnSorted<T, m + n> r;
+        r.x[0] = even.x[0];
+        ownUnroll<nPairs>([&](auto i) [[gnu::always_inline]] {
+            r.x[2 * i + 1] = ownMin(odd.x[i], even.x[i + 1]);
+            r.x[2 * i + 2] = ownMax(odd.x[i], even.x[i + 1]);
+        });
+        if constexpr (nOdd == nEven) r.x[m + n - 1] = odd.x[nOdd - 1];
+        if constexpr (nOdd == nEven - 2) r.x[m + n - 1] = even.x[nEven - 1];
+        return r;
+    }
+}
+
+/* The n samples from p on, `step` apart, in order. */
+template <class T, int n>
+[[gnu::always_inline]] static inline OwnSorted<T, n> ownSorted(const uint8_t* const* rows, ptrdiff_t i)
+{
+    if constexpr (n == 1) return {{ownLoad<T>((const T*)rows[0] + i)}};
+    else return ownMerge(ownSorted<T, n / 2>(rows, i), ownSorted<T, n - n / 2>(rows + n / 2, i));
+}
+
+/* Of a list of n, when `more` samples are yet to come to it, those that may be the middle one in the end. */
+template <int more, class T, int n> [[gnu::always_inline]] static inline auto ownKeepMiddle(const OwnSorted<T, n>& a)
+{
+    constexpr int kept = n < more + 1 ? n : more + 1;
+    OwnSorted<T, kept> r;
+    ownUnroll<kept>([&](auto i) [[gnu::always_inline]] { r.x[i] = a.x[i + (n - kept) / 2]; });
+    return r;
+}
+
+/* The middle one of both lists: the largest that has n others below it for certain. */
+template <class T, int n>
+[[gnu::always_inline]] static inline OwnVec<T> ownMiddle(const OwnSorted<T, n + 1>& a, const OwnSorted<T, n>& b)
+{
+    OwnVec<T> middle = a.x[0];
+    ownUnroll<n>([&](auto i) [[gnu::always_inline]] { middle = ownMax(middle, ownMin(a.x[i + 1], b.x[n - 1 - i])); });
+    return middle;
+}
+
+/* Rows of lists in scratch, a list for each sample of a part of a line; so few that they stay in the first-level cache. */
+enum { OWN_LIST_BYTES = 384 };
+template <class T> static constexpr ptrdiff_t ownListSamples = OWN_LIST_BYTES / (ptrdiff_t)sizeof(T);
+template <class T, int n> struct OwnLists {
+    T* first;
+    OwnSorted<T, n> at(ptrdiff_t i) const
+    {
+        OwnSorted<T, n> r;
+        ownUnroll<n>([&](auto k) [[gnu::always_inline]] { r.x[k] = ownLoad<T>(first + k * ownListSamples<T> + i); });
+        return r;
+    }
+    void put(ptrdiff_t i, const OwnSorted<T, n>& a) const
+    {
+        ownUnroll<n>([&](auto k) [[gnu::always_inline]] { ownStore(first + k * ownListSamples<T> + i, a.x[k]); });
+    }
+};
+
+/* Columns of the window are ordered once for all windows that they are in; so are pairs of columns, and fours, from which
+ * the window's median is made. */
+template <class T, int side> struct OwnColumnLists {
+    static constexpr int all = side * side, nFour = 4 * side < all - 4 * side + 1 ? 4 * side : all - 4 * side + 1;
+    static constexpr int rows = 3 * side + nFour;
+    static constexpr ptrdiff_t lanes = OwnVec<T>::lanes;
+    OwnLists<T, side> one;
+    OwnLists<T, 2 * side> two;
+    OwnLists<T, nFour> four;
+    ptrdiff_t step;
+
+    [[gnu::flatten]] void makeOnes(const uint8_t* const* lines, ptrdiff_t at, ptrdiff_t n) const
+    {
+        for (ptrdiff_t i = 0; i < n; i += lanes) one.put(i, ownSorted<T, side>(lines, at + i));
+    }
+    [[gnu::flatten]] void makeTwos(ptrdiff_t n) const
+    {
+        for (ptrdiff_t i = 0; i < n; i += lanes) two.put(i, ownMerge(one.at(i), one.at(i + step)));
+    }
+    [[gnu::always_inline]] OwnSorted<T, nFour> fourAt(ptrdiff_t i) const
+    {
+        return ownKeepMiddle<all - 4 * side>(ownMerge(two.at(i), two.at(i + 2 * step)));
+    }
+    [[gnu::flatten]] void makeFours(ptrdiff_t n) const
+    {
+        for (ptrdiff_t i = 0; i < n; i += lanes) four.put(i, fourAt(i));
+    }
+    /* The fours, the pair that the columns don't make up a four of, the last column. */
+    OwnVec<T> median(ptrdiff_t i) const
+    {
+        const OwnSorted<T, side> last = one.at(i + (side - 1) * step);
+        if constexpr (side == 5) return ownMiddle<T, 5>(fourAt(i), last);
+        else if constexpr (side == 7)
+            return ownMiddle<T, 7>(ownKeepMiddle<7>(ownMerge(fourAt(i), two.at(i + 4 * step))), last);
+        else if constexpr (side == 9)
+            return ownMiddle<T, 9>(ownKeepMiddle<9>(ownMerge(four.at(i), four.at(i + 4 * step))), last);
+        else {
+            const auto eight = ownKeepMiddle<33>(ownMerge(four.at(i), four.at(i + 4 * step)));
+            return ownMiddle<T, 11>(ownKeepMiddle<11>(ownMerge(eight, two.at(i + 8 * step))), last);
+        }
+    }
+    [[gnu::flatten]] void makeMedians(T* out, ptrdiff_t n) const
+    {
+        for (ptrdiff_t i = 0; i < n; i += lanes) ownStore(out + i, median(i));
+    }
+};
+
+template <class T> static void ownSearchRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row);
+
+template <class T, int side> static void ownListsRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
+{
+    typedef OwnColumnLists<T, side> Lists;
+    const ptrdiff_t most = (ownListSamples<T> - (side - 1) * row.step) / Lists::lanes * Lists::lanes - Lists::lanes;
+    if (most <= 0) return ownSearchRow<T>(out, rows, row); /* pixels of very many channels */
+    T* s = (T*)row.scratch;
+    const Lists lists = {{s}, {s + side * ownListSamples<T>}, {s + 3 * side * ownListSamples<T>}, row.step};
+    for (ptrdiff_t at = 0; at < row.n; at += most) {
+        const ptrdiff_t n = std::min(row.n - at, most);
+        lists.makeOnes(rows, at, n + (side - 1) * row.step);
+        lists.makeTwos(n + (side - 2) * row.step);
+        if (side > 8) lists.makeFours(n + (side - 4) * row.step);
+        lists.makeMedians((T*)out + at, n);
+    }
 }
 
 template <class V> static inline V ownMiddle(V a, V b, V c) { return ownMax(ownMin(a, b), ownMin(ownMax(a, b), c)); }
 
-/* Five in ascending order, in nine steps. */
-template <class V> static inline void ownOrder5(V* x)
+/* Of nine, ordered by columns, the median is the middle one of the largest least, the middle middle and the least largest. */
+template <class T>
+[[gnu::flatten]] static void ownNineRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
 {
-    ownOrder(x[0], x[1]);
-    ownOrder(x[3], x[4]);
-    ownOrder(x[2], x[4]);
-    ownOrder(x[2], x[3]);
-    ownOrder(x[1], x[4]);
-    ownOrder(x[0], x[3]);
-    ownOrder(x[0], x[2]);
-    ownOrder(x[1], x[3]);
-    ownOrder(x[1], x[2]);
-}
-
-/* Brings the least of n to x[0] and the largest to x[n - 1]. */
-template <int n, class V> static inline void ownEnds(V* x)
-{
-#pragma GCC unroll 8
-    for (int i = 0; i < n / 2; ++i) ownOrder(x[i], x[n - 1 - i]);
-#pragma GCC unroll 8
-    for (int i = 1; i < (n + 1) / 2; ++i) ownOrder(x[0], x[i]);
-#pragma GCC unroll 8
-    for (int i = n / 2; i < n - 1; ++i) ownOrder(x[i], x[n - 1]);
-}
-
-/* The middle one of x[0 .. n - 1] and more[0 .. n - 4]: whatever is least or largest of more than half of them is not the
- * middle, so two are dropped for each that comes. */
-template <int n, class V> static inline V ownMiddleOf(V* x, const V* more)
-{
-    if constexpr (n == 3) return ownMiddle(x[0], x[1], x[2]);
-    else {
-        ownEnds<n>(x);
-        x[0] = more[0];
-        return ownMiddleOf<n - 1>(x, more + 1);
+    for (ptrdiff_t i = 0; i < row.n; i += OwnVec<T>::lanes) {
+        const OwnSorted<T, 3> a = ownSorted<T, 3>(rows, i), b = ownSorted<T, 3>(rows, i + row.step),
+                              c = ownSorted<T, 3>(rows, i + 2 * row.step);
+        const OwnVec<T> least = ownMax(ownMax(a.x[0], b.x[0]), c.x[0]), most = ownMin(ownMin(a.x[2], b.x[2]), c.x[2]);
+        ownStore((T*)out + i, ownMiddle(least, ownMiddle(a.x[1], b.x[1], c.x[1]), most));
     }
-}
-
-/* The columns of the window, each in ascending order, lie as rows s[0] (the least) and on. Of nine, ordered by columns, the
- * median is the middle one of the largest least, the middle middle and the least largest. */
-template <class T> static inline OwnVec<T> ownMedian3(const T* const* s, ptrdiff_t i, ptrdiff_t step)
-{
-    typedef OwnVec<T> V;
-    const auto at = [=](int r, int c) { return ownLoad<T>(s[r] + i + c * step); };
-    const V least = ownMax(ownMax(at(0, 0), at(0, 1)), at(0, 2));
-    const V most = ownMin(ownMin(at(2, 0), at(2, 1)), at(2, 2));
-    return ownMiddle(least, ownMiddle(at(1, 0), at(1, 1), at(1, 2)), most);
-}
-
-/* When the rows are ordered too, the columns stay so; then sample (r, c) has at least (r + 1)(c + 1) samples not above it
- * and (5 - r)(5 - c) not below it. Where either is more than 13 it is not the median, or another of its value is. Thirteen
- * remain, as many having gone below as above, and the median is the middle one of these. */
-template <class T> static inline OwnVec<T> ownMedian5(const T* const* s, ptrdiff_t i, ptrdiff_t step)
-{
-    typedef OwnVec<T> V;
-    V x[5][5];
-#pragma GCC unroll 5
-    for (int r = 0; r < 5; ++r) {
-#pragma GCC unroll 5
-        for (int c = 0; c < 5; ++c) x[r][c] = ownLoad<T>(s[r] + i + c * step);
-        ownOrder5(x[r]);
-    }
-    /* Of the eight in the first three rows the least and the largest are among the rows' first and last. */
-    V least = x[0][3], low = x[1][2], l2 = x[2][1], most = x[2][3], high = x[1][4], h2 = x[0][4];
-    ownOrder(least, low);
-    ownOrder(least, l2);
-    ownOrder(high, most);
-    ownOrder(h2, most);
-    V y[7] = {low, l2, x[1][3], x[2][2], high, h2, x[3][0]};
-    const V more[4] = {x[3][1], x[3][2], x[4][0], x[4][1]};
-    return ownMiddleOf<7>(y, more);
-}
-
-/* The stage: columns are ordered once for all windows that they are in, into scratch. */
-template <class T, int side>
-[[gnu::flatten]] static void ownNetworkRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
-{
-    constexpr ptrdiff_t lanes = OwnVec<T>::lanes;
-    T* s[side];
-    for (int r = 0; r < side; ++r) s[r] = (T*)row.scratch + r * row.lineSamples;
-    const ptrdiff_t line = row.n + (side - 1) * row.step + lanes; /* and what the last result's vector reads beyond */
-    for (ptrdiff_t i = 0; i < line; i += lanes) {
-        OwnVec<T> x[side];
-#pragma GCC unroll 5
-        for (int r = 0; r < side; ++r) x[r] = ownLoad<T>((const T*)rows[r] + i);
-        if constexpr (side == 3) {
-            ownOrder(x[0], x[1]);
-            ownOrder(x[1], x[2]);
-            ownOrder(x[0], x[1]);
-        } else ownOrder5(x);
-#pragma GCC unroll 5
-        for (int r = 0; r < side; ++r) ownStore(s[r] + i, x[r]);
-    }
-    for (ptrdiff_t i = 0; i < row.n; i += lanes)
-        if constexpr (side == 3) ownStore((T*)out + i, ownMedian3<T>(s, i, row.step));
-        else ownStore((T*)out + i, ownMedian5<T>(s, i, row.step));
 }
 
 /* ---- Bit by bit ------------------------------------------------------------------------------------------------- */
@@ -211,12 +274,14 @@ template <class T> static void ownSearchRow(void* out, const uint8_t* const* row
 /* ---- The choice --------------------------------------------------------------------------------------------------- */
 
 struct OwnMedianStages {
-    OwnWindowStage *network3, *network5, *other;
+    OwnWindowStage *square[6], *other; /* of 1, 3, 5, 7, 9, 11 columns and rows */
     int sampleBytes;
 };
 template <class T>
-static constexpr OwnMedianStages ownMedianStages = {ownNetworkRow<T, 3>, ownNetworkRow<T, 5>, ownSearchRow<T>,
-                                                    sizeof(T)};
+static constexpr OwnMedianStages ownMedianStages = {
+    {nullptr, ownNineRow<T>, ownListsRow<T, 5>, ownListsRow<T, 7>, ownListsRow<T, 9>, ownListsRow<T, 11>},
+    ownSearchRow<T>,
+    sizeof(T)};
 
 static const OwnMedianStages ownMedians[OWN_DEPTHS] = {
     /*  1U */ {}, /* ownOnesStage */
@@ -228,11 +293,19 @@ static const OwnMedianStages ownMedians[OWN_DEPTHS] = {
     /* 32F */ {},
 };
 
-void ownMedianStage(OwnWindow& window, const OwnRank& rank)
+void ownSearchStage(OwnWindow& window, const OwnRank& rank)
 {
-    const OwnMedianStages& stages = ownMedians[rank.slot];
-    const bool square3 = rank.nCols == 3 && rank.nRows == 3, square5 = rank.nCols == 5 && rank.nRows == 5;
-    window.stage = square3 ? stages.network3 : square5 ? stages.network5 : stages.other;
-    window.scratchPerSample = rank.nRows * stages.sampleBytes;
+    window.stage = ownMedians[rank.slot].other;
+    window.scratchPerSample = rank.nRows * ownMedians[rank.slot].sampleBytes;
     window.scratchBytes = ownPointerRoom(rank);
+}
+
+bool ownNetworkStage(OwnWindow& window, const OwnRank& rank)
+{
+    if (rank.nCols != rank.nRows || rank.nCols > 11 || !ownMedians[rank.slot].square[rank.nCols / 2]) return false;
+    if (rank.nCols % 2 == 0) return false;
+    ownSearchStage(window, rank);
+    window.stage = ownMedians[rank.slot].square[rank.nCols / 2];
+    window.scratchBytes = std::max<int64_t>(window.scratchBytes, 7 * rank.nCols * OWN_LIST_BYTES);
+    return true;
 }

@@ -58,8 +58,7 @@ static void ownJoinOnes(OwnOnes& out, const OwnOnes& a, const OwnOnes& b, ptrdif
     for (ptrdiff_t i = 0; i < nBytes; i += OWN_VEC_BYTES) {
         OwnWords carry = {};
         for (int p = 0; p < nB; ++p)
-            ownStore(sum.plane(p) + i,
-                     ownSumOfBits(ownLoad<uint64_t>(a.plane(p) + i), behind(b.plane(p) + i), carry));
+            ownStore(sum.plane(p) + i, ownSumOfBits(ownLoad<uint64_t>(a.plane(p) + i), behind(b.plane(p) + i), carry));
         for (int p = nB; p < nA; ++p) {
             const OwnWords x = ownLoad<uint64_t>(a.plane(p) + i);
             ownStore(sum.plane(p) + i, x ^ carry);

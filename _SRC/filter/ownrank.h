@@ -18,8 +18,9 @@ static inline bool ownHasFewSamples(const OwnRank& rank)
 
 /* Gives a window its stage, and the scratch that the stage needs. Those with a result serve some depths and windows, and
  * say so. */
-void ownMedianStage(OwnWindow& window, const OwnRank& rank);
+void ownSearchStage(OwnWindow& window, const OwnRank& rank);
 bool ownOnesStage(OwnWindow& window, const OwnRank& rank);
+bool ownNetworkStage(OwnWindow& window, const OwnRank& rank);
 bool ownHistogramStage(OwnWindow& window, const OwnRank& rank);
 bool ownSlidingStage(OwnWindow& window, const OwnRank& rank);
 

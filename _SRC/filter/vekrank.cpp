@@ -36,8 +36,9 @@ static void ownRunMedian(const OwnFace& face, const VekImage* srcImage, VekImage
     const int64_t n = (int64_t)args.nCols * args.nRows;
     const OwnRank rank = {args.nCols, args.nRows, (n >> 1) + 1, ownSlot(srcImage->depth)};
     window.k = &rank;
-    if (!ownOnesStage(window, rank) && !ownHistogramStage(window, rank) && !ownSlidingStage(window, rank))
-        ownMedianStage(window, rank);
+    if (!ownOnesStage(window, rank) && !ownNetworkStage(window, rank) && !ownHistogramStage(window, rank) &&
+        !ownSlidingStage(window, rank))
+        ownSearchStage(window, rank);
 
     const OwnWindowEnd end = ownWindow(window);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure");
