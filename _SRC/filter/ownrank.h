@@ -8,6 +8,7 @@
 struct OwnRank {
     int64_t nCols, nRows, rank;
     int slot;
+    int32_t tileRows = 0; /* of ownOrderStage */
 };
 
 /* Windows of so few samples are searched faster than histograms of them are kept. */
@@ -22,6 +23,7 @@ void ownSearchStage(OwnWindow& window, const OwnRank& rank);
 bool ownOnesStage(OwnWindow& window, const OwnRank& rank);
 bool ownNetworkStage(OwnWindow& window, const OwnRank& rank);
 bool ownHistogramStage(OwnWindow& window, const OwnRank& rank);
+bool ownOrderStage(OwnWindow& window, OwnRank& rank);
 bool ownSlidingStage(OwnWindow& window, const OwnRank& rank);
 
 #endif

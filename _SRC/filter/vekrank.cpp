@@ -34,10 +34,10 @@ static void ownRunMedian(const OwnFace& face, const VekImage* srcImage, VekImage
     window.bottom = reach.bottom;
 
     const int64_t n = (int64_t)args.nCols * args.nRows;
-    const OwnRank rank = {args.nCols, args.nRows, (n >> 1) + 1, ownSlot(srcImage->depth)};
+    OwnRank rank = {args.nCols, args.nRows, (n >> 1) + 1, ownSlot(srcImage->depth)};
     window.k = &rank;
     if (!ownOnesStage(window, rank) && !ownNetworkStage(window, rank) && !ownHistogramStage(window, rank) &&
-        !ownSlidingStage(window, rank))
+        !ownOrderStage(window, rank) && !ownSlidingStage(window, rank))
         ownSearchStage(window, rank);
 
     const OwnWindowEnd end = ownWindow(window);

@@ -64,4 +64,15 @@ static inline void ownStoreSigns(uint8_t* bits, OwnVec<uint8_t> a)
 #endif
 }
 
+/* The place of the n-th 1 of a word, from 0 and from the lowest bit on; the word has more than n of them. */
+static inline int ownNthOne(uint64_t word, int n)
+{
+#if defined(__BMI2__) && defined(__x86_64__)
+    return (int)_tzcnt_u64(_pdep_u64((uint64_t)1 << n, word));
+#else
+    for (; n > 0; --n) word &= word - 1;
+    return __builtin_ctzll(word);
+#endif
+}
+
 #endif

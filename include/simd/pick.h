@@ -57,4 +57,27 @@ static inline int32_t ownLowest(OwnVec<int32_t> a)
 #endif
 }
 
+/* The sum of the lanes. */
+static inline int32_t ownTotal(OwnVec<int32_t> a)
+{
+#if OWN_VEC_BYTES == 32
+    const __m256i v = (__m256i)ownX86(a);
+    __m128i m = _mm_add_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+    m = _mm_add_epi32(m, _mm_shuffle_epi32(m, 0x4E));
+    return _mm_cvtsi128_si32(_mm_add_epi32(m, _mm_shuffle_epi32(m, 0xB1)));
+#else
+    int32_t total = 0;
+    for (ptrdiff_t i = 0; i < OwnVec<int32_t>::lanes; ++i) total += a.v[i];
+    return total;
+#endif
+}
+
+/* The first n lanes all ones, zeros behind. */
+template <class T> static inline OwnVec<T> ownFirstLanes(ptrdiff_t n)
+{
+    OwnVec<T> place;
+    for (ptrdiff_t i = 0; i < OwnVec<T>::lanes; ++i) place.v[i] = (T)i;
+    return ownGreater(ownSet((T)n), place);
+}
+
 #endif
