@@ -699,6 +699,7 @@ struct OwnWindow {
     const void* k;
     int64_t scratchBytes, scratchPerSample; /* the stage's scratch: so much, and so much for each of lineSamples */
     bool oneByOne; /* each line comes as it is read, as rows[0] alone, even before the window is full */
+    bool asBits;   /* 1-bit lines and results stay bits, from the top bit of the first byte on */
 };
 
 enum OwnWindowEnd { OWN_WINDOW_DONE, OWN_WINDOW_NO_MEMORY, OWN_WINDOW_NO_TILE };

@@ -33,7 +33,7 @@ struct OwnWork {
     int64_t x, y;           /* its pixel under the rectangle's corner */
     int32_t width, height;
     int sampleBits;
-    int lineSampleBytes;   /* bytes of a sample in a line */
+    int lineSampleBytes;   /* bytes of a sample in a line, 0 for bits */
     int32_t step, nPasses; /* whole pixels in one pass, or one channel in each */
     bool inPlace;          /* lines must be read before rows are written */
 
@@ -69,7 +69,7 @@ static void ownMeasure(OwnWork& work)
     work.y = from.yOffset;
     work.inPlace = window.srcImage == window.dstImage;
     work.sampleBits = ownSampleBits(window.srcImage->depth);
-    work.lineSampleBytes = std::max(work.sampleBits >> 3, 1);
+    work.lineSampleBytes = work.sampleBits > 1 ? work.sampleBits >> 3 : !window.asBits;
 
     const VekImage &src = *window.srcImage, &dst = *window.dstImage;
     const bool wholePixels = src.dataOrder == VEK_DATA_ORDER_PIXEL && dst.dataOrder == VEK_DATA_ORDER_PIXEL &&
@@ -80,12 +80,18 @@ static void ownMeasure(OwnWork& work)
 
 /* ---- Scratch --------------------------------------------------------------------------------------------------- */
 
+/* Bytes of n samples as lines hold them. */
+static int64_t ownLineRoom(const OwnWork& work, int64_t n)
+{
+    return work.lineSampleBytes ? n * work.lineSampleBytes : (n + 7) / 8;
+}
+
 static void ownDealScratch(OwnWork& work, OwnCarver& carver, int64_t mostPixels)
 {
     const OwnWindow& window = *work.window;
     const int64_t linePixels = mostPixels + window.left + window.right, samples = linePixels * work.step;
-    const int64_t lineBytes = ((samples + OWN_LINE_SPARE) * work.lineSampleBytes + OWN_LINE_SPARE + 63) / 64 * 64;
-    const int64_t outBytes = (mostPixels * work.step * work.lineSampleBytes + OWN_OUT_UNIT - 1) / OWN_OUT_UNIT *
+    const int64_t lineBytes = (ownLineRoom(work, samples + OWN_LINE_SPARE) + OWN_LINE_SPARE + 63) / 64 * 64;
+    const int64_t outBytes = (ownLineRoom(work, mostPixels * work.step) + OWN_OUT_UNIT - 1) / OWN_OUT_UNIT *
                              OWN_OUT_UNIT;
     work.lineBytes = (ptrdiff_t)lineBytes;
     work.outBytes = (ptrdiff_t)outBytes;
@@ -181,7 +187,7 @@ static void ownFetchLine(const OwnWork& work, const OwnWindowPatch& patch, int32
     const OwnWindow& window = *work.window;
     const int64_t x = work.x + patch.x - window.left, count = (int64_t)patch.width + window.left + window.right;
     const int32_t first = work.step > 1 ? 0 : window.from.first + pass;
-    const bool unpacked = work.sampleBits == 1;
+    const bool unpacked = work.sampleBits == 1 && work.lineSampleBytes;
     ownFetchPixels(work.source, window.borderConst, first, work.step, x, work.y + y, count,
                    unpacked ? work.bits : line);
     if (unpacked) ownBitsToBytes(line, work.bits, (ptrdiff_t)count);
@@ -259,7 +265,7 @@ static void ownRunPass(const OwnWork& work, const OwnWindowPatch& patch, int32_t
         uint8_t* out = straight ? straight + y * (ptrdiff_t)patch.dst.widthStep : work.out + place * work.outBytes;
         window.stage(out, work.rows + y % work.nKept, row);
         if (straight) continue;
-        if (work.sampleBits == 1) ownBytesToBits(out, n);
+        if (work.sampleBits == 1 && work.lineSampleBytes) ownBytesToBits(out, n);
         if (place == OWN_ROWS_TOGETHER - 1 || y == patch.height - 1)
             ownStoreRows(work, patch, pass, y - place, place + 1);
     }
