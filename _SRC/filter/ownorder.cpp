@@ -134,10 +134,11 @@ static void ownOrderedRow(T* out, const OwnPlaces<T>& order, ptrdiff_t y, ptrdif
 {
     const OwnPatch& patch = order.patch;
     const uint64_t* words = (const uint64_t*)order.window;
-    memset(order.window, 0, (size_t)patch.setBytes);
-    for (ptrdiff_t c = 0; c < patch.nCols; ++c)
-        for (ptrdiff_t i = 0; i < patch.setBytes; i += OWN_VEC_BYTES)
-            ownStore(order.window + i, ownLoad<uint64_t>(order.window + i) ^ ownLoad<uint64_t>(order.setOf(c) + i));
+    for (ptrdiff_t i = 0; i < patch.setBytes; i += OWN_VEC_BYTES) {
+        OwnVec<uint64_t> all = {};
+        for (ptrdiff_t c = 0; c < patch.nCols; ++c) all = all | ownLoad<uint64_t>(order.setOf(c) + i);
+        ownStore(order.window + i, all);
+    }
     ptrdiff_t word = 0, below = 0; /* samples below the word */
     for (ptrdiff_t x = 0;; ++x) {
         while (below > target) below -= std::popcount(words[--word]);
