@@ -374,7 +374,9 @@ TEST(Warp, opensWhatItReaches)
             for (int32_t interpolate = 0; interpolate < 3; ++interpolate)
                 for (const auto warp : {vekWarpPerspectiveQ, vekWarpBilinearQ}) {
                     TiledImage dstTiles(dst, 16, 16);
+                    Recorder recorder;
                     warp(image, &dstTiles.image, warpFlag ? from : to, warpFlag, interpolate);
+                    EXPECT_EQ(recorder.text(), "");
                     EXPECT_EQ(dstTiles.logText(), warpFlag ? "W 3,3; release 3,3" : "W 1,1; release 1,1");
                 }
 }
