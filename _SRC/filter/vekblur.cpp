@@ -5,20 +5,10 @@
  * the row that enters the window and subtracting the one that leaves it. Floats: nothing is subtracted, which would carry
  * an infinity, or what was lost by rounding, from window to window. Rows are taken in blocks as high as the window, so
  * that each window is the end of a block and the begin of the next. */
+#include "ownblur.h"
 #include "ownboxsum.h"
 
 #include <fenv.h>
-
-/* ---- The plan ---------------------------------------------------------------------------------------------------- */
-
-struct OwnBlurPlan {
-    int32_t nCols, nRows;
-    double r;
-    float rFloat;
-    uint16_t factor; /* s / n is (s + n / 2) factor >> 16 >> shift, for 8-bit samples and odd n */
-    int shift;
-    int32_t n;
-};
 
 /* ---- Columns and means ------------------------------------------------------------------------------------------- */
 
@@ -26,29 +16,6 @@ struct OwnBlurPlan {
  * kept in an order of the function's own. */
 typedef void OwnTurn(void* out, void* columns, const void* entering, const void* leaving, ptrdiff_t n,
                      const OwnBlurPlan& plan);
-
-/* 16-bit sums of 8-bit samples. Signed samples are counted from -128 on. */
-template <class T>
-[[gnu::flatten]] static void ownTurn16(void* out, void* columns, const void* entering, const void* leaving, ptrdiff_t n,
-                                       const OwnBlurPlan& plan)
-{
-    constexpr ptrdiff_t lanes = OwnVec<uint16_t>::lanes;
-    constexpr bool isSigned = std::is_signed_v<T>;
-    uint16_t* column = (uint16_t*)columns;
-    const OwnVec<uint16_t> half = ownSet((uint16_t)(plan.n / 2 + (isSigned ? 128 * plan.n : 0)));
-    const OwnVec<uint16_t> factor = ownSet(plan.factor);
-    const OwnVec<uint8_t> flip = ownSet((uint8_t)(isSigned ? 128 : 0));
-    const auto turn = [&](ptrdiff_t at) {
-        const OwnVec<uint16_t> s = ownLoad<uint16_t>(column + at) + ownLoad<uint16_t>((const uint16_t*)entering + at) -
-                                   ownLoad<uint16_t>((const uint16_t*)leaving + at);
-        ownStore(column + at, s);
-        return ownAs<int16_t>(ownShiftRight(ownMulHigh(s + half, factor), plan.shift));
-    };
-    for (ptrdiff_t i = 0; i < n; i += 2 * lanes) {
-        const OwnVec<int16_t> low = turn(i), high = turn(i + lanes);
-        ownStore((uint8_t*)out + i, ownNarrow<uint8_t>(low, high) ^ flip);
-    }
-}
 
 /* One vector of means: in single precision where it is known to be enough, else in double. */
 template <bool single> static inline OwnVec<int32_t> ownMeanOf(OwnVec<uint32_t> sums, const OwnBlurPlan& plan)
@@ -62,7 +29,7 @@ template <bool single> static inline OwnVec<int32_t> ownMeanOf(OwnVec<uint32_t> 
 }
 
 /* 32-bit sums from 16-bit ones, S, along the rows of 8-bit samples; in the order of ownUnpack. */
-template <class T, class S, bool single>
+template <class T, class S>
 [[gnu::flatten]] static void ownTurnWide(void* out, void* columns, const void* entering, const void* leaving,
                                          ptrdiff_t n, const OwnBlurPlan& plan)
 {
@@ -75,7 +42,7 @@ template <class T, class S, bool single>
         const OwnVec<uint32_t> high = ownLoad<uint32_t>(column + at + half) + ownAs<uint32_t>(in.hi - gone.hi);
         ownStore(column + at, low);
         ownStore(column + at + half, high);
-        return ownPack<int16_t>(ownMeanOf<single>(low, plan), ownMeanOf<single>(high, plan));
+        return ownPack<int16_t>(ownMeanOf<false>(low, plan), ownMeanOf<false>(high, plan));
     };
     for (ptrdiff_t i = 0; i < n; i += 2 * lanes) {
         const OwnVec<int16_t> low = turn(i), high = turn(i + lanes);
@@ -180,18 +147,16 @@ static void ownBlurFloatStage(void* out, const uint8_t* const* rows, const OwnWi
 
 /* ---- The choice of a stage --------------------------------------------------------------------------------------- */
 
-/* Sums of 16 bits along rows and in the window; of 16 along rows alone; of 32 bits, with means in single precision, and in
- * double. */
+/* Bytes by quotients; sums of 16 bits along rows; of 32 bits, with means in single precision, and in double. */
 struct OwnBlurForms {
-    OwnWindowStage *all16, *row16Single, *row16Double, *all32Single, *all32Double;
+    OwnWindowStage *bytes, *row16, *all32Single, *all32Double;
 };
 template <class T, class S>
 constexpr OwnBlurForms ownBlurForms8 = {
-    ownBlurStage<T, S, uint16_t, ownTurn16<T>>, ownBlurStage<T, S, uint32_t, ownTurnWide<T, S, true>>,
-    ownBlurStage<T, S, uint32_t, ownTurnWide<T, S, false>>, ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, true>>,
-    ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, false>>};
+    ownMean8Stage<T>, ownBlurStage<T, S, uint32_t, ownTurnWide<T, S>>,
+    ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, true>>, ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, false>>};
 template <class T>
-constexpr OwnBlurForms ownBlurForms32 = {nullptr, nullptr, nullptr,
+constexpr OwnBlurForms ownBlurForms32 = {nullptr, nullptr,
                                          ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, true>>,
                                          ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, false>>};
 
@@ -202,26 +167,15 @@ static const OwnBlurForms ownBlurForms[OWN_DEPTHS] = {
     /* 16U */ ownBlurForms32<uint16_t>,
     /* 16S */ ownBlurForms32<int16_t>,
     /* 32S */
-    {nullptr, nullptr, nullptr, nullptr, ownBlurStage<int32_t, uint32_t, uint32_t, ownTurn32<int32_t, false>>},
-    /* 32F */ {nullptr, nullptr, nullptr, nullptr, ownBlurFloatStage},
+    {nullptr, nullptr, nullptr, ownBlurStage<int32_t, uint32_t, uint32_t, ownTurn32<int32_t, false>>},
+    /* 32F */ {nullptr, nullptr, nullptr, ownBlurFloatStage},
 };
-
-/* The quotient's error stays below its distance from the next integer when 256 (factor n - 2^(16 + shift)) is below the
- * factor. */
-static bool ownPlanFactor(OwnBlurPlan* plan, int64_t n)
-{
-    if (n % 2 == 0 || n > 255 || n == 1) return false;
-    plan->shift = (int)std::bit_width((uint32_t)n) - 1;
-    const int64_t scale = (int64_t)1 << (16 + plan->shift), factor = (scale + n - 1) / n;
-    plan->factor = (uint16_t)factor;
-    return 256 * (factor * n - scale) < factor;
-}
 
 /* The stage, and with it the bytes of scratch for each sample of a line. */
 static OwnWindowStage* ownPlanBlur(OwnBlurPlan* plan, uint32_t depth, int32_t nCols, int32_t nRows, int64_t* perSample)
 {
     const int64_t n = (int64_t)nCols * nRows;
-    *plan = {nCols, nRows, 1.0 / (double)n, (float)(1.0 / (double)n), 0, 0, (int32_t)std::min<int64_t>(n, INT32_MAX)};
+    *plan = {nCols, nRows, 1.0 / (double)n, (float)(1.0 / (double)n), 0, 0, 0, false};
     const OwnBlurForms& forms = ownBlurForms[ownSlot(depth)];
     const auto room = [=](int64_t sum, int64_t column) {
         return column + sum * (ownBoxLevels(nCols) + (int64_t)nRows + 1);
@@ -231,10 +185,8 @@ static OwnWindowStage* ownPlanBlur(OwnBlurPlan* plan, uint32_t depth, int32_t nC
     const bool isSingle = n % 2 == 1 && n * (ownSampleBits(depth) > 8 ? 65535 : 255) < 1 << 22;
     if (depth == VEK_DEPTH_32F) return *perSample = room(8, 8), forms.all32Double;
     if (depth == VEK_DEPTH_32S) return *perSample = room(4, 4), forms.all32Double;
-    if (forms.all16 && nCols <= 255) {
-        if (ownPlanFactor(plan, n)) return *perSample = room(2, 2), forms.all16;
-        return *perSample = room(2, 4), isSingle ? forms.row16Single : forms.row16Double;
-    }
+    if (forms.bytes && ownPlanMean8(plan)) return *perSample = ownMean8Room(*plan), forms.bytes;
+    if (forms.row16 && nCols <= 255) return *perSample = room(2, 4), forms.row16;
     return *perSample = room(4, 4), isSingle ? forms.all32Single : forms.all32Double;
 }
 
@@ -272,12 +224,12 @@ void vekBlur(const VekImage* srcImage, VekImage* dstImage, int32_t nCols, int32_
     window.top = anchorY;
     window.bottom = nRows - 1 - anchorY;
     window.borderConst = srcImage->borderConst;
-    window.stage = ownPlanBlur(&plan, srcImage->depth, nCols, nRows, &window.scratchPerSample);
     window.k = &plan;
-    window.scratchBytes = 64;
+    window.scratchBytes = OWN_MEAN8_BYTES;
     window.oneByOne = true;
     const int rounding = fegetround();
     fesetround(FE_TONEAREST);
+    window.stage = ownPlanBlur(&plan, srcImage->depth, nCols, nRows, &window.scratchPerSample);
     const OwnWindowEnd end = ownWindow(window);
     fesetround(rounding);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure");

@@ -140,6 +140,18 @@ template <class T, class W> static inline OwnVec<T> ownNarrow(OwnVec<W> lo, OwnV
 #endif
 }
 
+/* The low bytes of the lanes of even and odd in turn. */
+static inline OwnVec<uint8_t> ownJoinBytes(OwnVec<int16_t> even, OwnVec<int16_t> odd)
+{
+#ifdef OWN_X86
+    return ownAs<uint8_t>((even & ownSet<int16_t>(255)) | ownShiftLeft(odd, 8));
+#else
+    OwnVec<uint8_t> r;
+    for (ptrdiff_t i = 0; i < OwnVec<uint8_t>::lanes; ++i) r.v[i] = (uint8_t)(i & 1 ? odd.v[i / 2] : even.v[i / 2]);
+    return r;
+#endif
+}
+
 /* a times b, held to the range of the lane. */
 static inline OwnVec<uint8_t> ownMulSat(OwnVec<uint8_t> a, OwnVec<uint8_t> b)
 {
