@@ -6,8 +6,8 @@
  * are doubled: then a quotient by 2 n is at least 1 / 2n away from an integer, and the product with a factor of 16 bits
  * gives its floor.
  *
- * Sums along a row are differences of running sums, which wrap. Samples at even and at odd places lie in lanes of their
- * own, as pairs of bytes have them. Signed samples are counted from -128 on. */
+ * Samples at even and at odd places of a row lie in lanes of their own, as pairs of bytes have them. Few pixels are added up
+ * pair by pair; sums of many are differences of running sums, which wrap. Signed samples are counted from -128 on. */
 #include "ownblur.h"
 
 #include <math.h>
@@ -37,6 +37,34 @@ bool ownPlanMean8(OwnBlurPlan* plan)
     plan->shift = (int)std::bit_width((uint32_t)n - 1) - 1;
     plan->twiceN = (int16_t)(2 * n);
     plan->factor = (int16_t)((((int64_t)1 << (16 + plan->shift)) + n) / (2 * n));
+    return true;
+}
+
+/* ---- Sums of few ------------------------------------------------------------------------------------------------- */
+
+/* Where the pairs of bytes lie that a sum is made of, and what becomes of them in the sums for even and for odd places. */
+enum { OWN_MOST_FEW = 5 };
+struct OwnFewBytes {
+    int nPairs;
+    ptrdiff_t offset[OWN_MOST_FEW];
+    int32_t even[OWN_MOST_FEW], odd[OWN_MOST_FEW]; /* weights of a pair, twice */
+};
+
+/* Neighbours in a row of one channel are pairs as they lie; of other pixels one byte of a pair is used at a time. False:
+ * they are too many. */
+static bool ownPlanFew(OwnFewBytes* few, int32_t width, ptrdiff_t step)
+{
+    const auto twice = [=](int32_t c, int32_t next) {
+        const auto weight = [=](int32_t column) { return column >= 0 && column < width ? 2 : 0; };
+        return (weight(c) | weight(next) << 8) * 0x10001;
+    };
+    few->nPairs = step == 1 ? width / 2 + 1 : width;
+    if (few->nPairs > OWN_MOST_FEW) return false;
+    for (int k = 0; k < few->nPairs; ++k) {
+        few->offset[k] = step == 1 ? 2 * k : k * step;
+        few->even[k] = step == 1 ? twice(2 * k, 2 * k + 1) : twice(k, -1);
+        few->odd[k] = step == 1 ? twice(2 * k - 1, 2 * k) : twice(-1, k);
+    }
     return true;
 }
 
@@ -141,8 +169,8 @@ static void ownMeansByRunning(void* out, const uint8_t* line, const OwnMean8Stat
                               const OwnBlurPlan& plan)
 {
     const ptrdiff_t reach = (plan.nCols - 1) * (ptrdiff_t)step, whole = (row.n + OWN_VEC_BYTES - 1) & -OWN_VEC_BYTES;
-    const OwnByteSums running = {{state.levels + OWN_BYTE_ZEROS,
-                                  state.levels + 2 * OWN_BYTE_ZEROS + row.lineSamples / 2}};
+    const OwnByteSums running = {
+        {state.levels + OWN_BYTE_ZEROS, state.levels + 2 * OWN_BYTE_ZEROS + row.lineSamples / 2}};
     if (row.first)
         for (int16_t* sums : running.sums) memset(sums - OWN_BYTE_ZEROS, 0, OWN_BYTE_ZEROS * sizeof(int16_t));
     ownRunBytes<step, T>(running, line, whole + reach + 1);
@@ -156,6 +184,29 @@ static void ownMeansByRunning(void* out, const uint8_t* line, const OwnMean8Stat
     ownTurnEither<T>(out, state, row.n, plan, sums, [](auto a, auto b) { return ownJoinBytes(a, b); });
 }
 
+template <class T, int nPairs>
+static void ownMeansOfFew(void* out, const uint8_t* line, const OwnMean8State& state, const OwnWindowRow& row,
+                          const OwnBlurPlan& plan, const OwnFewBytes& few)
+{
+    const OwnVec<uint8_t> flip = ownSet<uint8_t>(std::is_signed_v<T> ? 128 : 0);
+    const uint8_t* from[nPairs];
+    OwnVec<int8_t> even[nPairs], odd[nPairs];
+    for (int k = 0; k < nPairs; ++k) {
+        from[k] = line + few.offset[k];
+        even[k] = ownAs<int8_t>(ownSet(few.even[k]));
+        odd[k] = ownAs<int8_t>(ownSet(few.odd[k]));
+    }
+    const auto sums = [=](ptrdiff_t i) {
+        OwnPair<int16_t> sum = {};
+        for (int k = 0; k < nPairs; ++k) {
+            const OwnVec<uint8_t> x = ownLoad<uint8_t>(from[k] + i) ^ flip;
+            sum = {sum.lo + ownMulAddSat(x, even[k]), sum.hi + ownMulAddSat(x, odd[k])};
+        }
+        return sum;
+    };
+    ownTurnEither<T>(out, state, row.n, plan, sums, [](auto a, auto b) { return ownJoinBytes(a, b); });
+}
+
 /* Pixels of many samples: the sums of the row in order, from levels of sums. */
 template <class T>
 static void ownMeansByLevels(void* out, const uint8_t* line, const OwnMean8State& state, const OwnWindowRow& row,
@@ -163,7 +214,8 @@ static void ownMeansByLevels(void* out, const uint8_t* line, const OwnMean8State
 {
     int16_t* row16 = state.levels;
     ownBoxByLevels(row16, (const T*)line, plan.nCols, row, row16 + row.lineSamples);
-    const OwnVec<int16_t> up = ownSet((int16_t)(std::is_signed_v<T> ? 128 * plan.nCols : 0)), byte = ownSet<int16_t>(255);
+    const OwnVec<int16_t> up = ownSet((int16_t)(std::is_signed_v<T> ? 128 * plan.nCols : 0)),
+                          byte = ownSet<int16_t>(255);
     const auto sums = [=](ptrdiff_t i) {
         const auto a = ownLoad<int16_t>(row16 + i) + up, b = ownLoad<int16_t>(row16 + i + OwnVec<int16_t>::lanes) + up;
         return OwnPair<int16_t>{a + a, b + b};
@@ -194,6 +246,14 @@ template <class T> void ownMean8Stage(void* out, const uint8_t* const* rows, con
     }
     state.leaving = state.ring + *state.place * row.lineSamples;
     *state.place = *state.place + 1 < plan.nRows ? *state.place + 1 : 0;
+    OwnFewBytes few;
+    if (ownPlanFew(&few, plan.nCols, row.step)) switch (few.nPairs) {
+        case 1: return ownMeansOfFew<T, 1>(out, rows[0], state, row, plan, few);
+        case 2: return ownMeansOfFew<T, 2>(out, rows[0], state, row, plan, few);
+        case 3: return ownMeansOfFew<T, 3>(out, rows[0], state, row, plan, few);
+        case 4: return ownMeansOfFew<T, 4>(out, rows[0], state, row, plan, few);
+        case 5: return ownMeansOfFew<T, 5>(out, rows[0], state, row, plan, few);
+        }
     switch (row.step) {
     case 1: return ownMeansByRunning<T, 1>(out, rows[0], state, row, plan);
     case 2: return ownMeansByRunning<T, 2>(out, rows[0], state, row, plan);

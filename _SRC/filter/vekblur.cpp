@@ -152,12 +152,11 @@ struct OwnBlurForms {
     OwnWindowStage *bytes, *row16, *all32Single, *all32Double;
 };
 template <class T, class S>
-constexpr OwnBlurForms ownBlurForms8 = {
-    ownMean8Stage<T>, ownBlurStage<T, S, uint32_t, ownTurnWide<T, S>>,
-    ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, true>>, ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, false>>};
+constexpr OwnBlurForms ownBlurForms8 = {ownMean8Stage<T>, ownBlurStage<T, S, uint32_t, ownTurnWide<T, S>>,
+                                        ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, true>>,
+                                        ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, false>>};
 template <class T>
-constexpr OwnBlurForms ownBlurForms32 = {nullptr, nullptr,
-                                         ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, true>>,
+constexpr OwnBlurForms ownBlurForms32 = {nullptr, nullptr, ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, true>>,
                                          ownBlurStage<T, uint32_t, uint32_t, ownTurn32<T, false>>};
 
 static const OwnBlurForms ownBlurForms[OWN_DEPTHS] = {

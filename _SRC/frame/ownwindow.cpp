@@ -26,6 +26,13 @@ static uint8_t* ownCarve(OwnCarver& carver, int64_t bytes)
     return carver.block ? carver.block + at : nullptr;
 }
 
+/* A pixel of a line beside the image: where its like lies in the image's row, or a constant. */
+struct OwnSidePixel {
+    ptrdiff_t at; /* in the line, in bytes */
+    ptrdiff_t from;
+    const uint8_t* constant; /* or null */
+};
+
 struct OwnWork {
     const OwnWindow* window;
     const VekImage* mask;
@@ -40,9 +47,11 @@ struct OwnWork {
     int64_t nLines, nBelow;
     int64_t nKept; /* lines of the ring: all, or the newest alone */
     ptrdiff_t lineBytes, lineSamples, outBytes;
-    uint8_t *lines, *below, *bits, *out, *scratch;
-    const uint8_t** rows; /* the ring's lines twice over, so that any turn of it is a run of pointers */
-    void *ring, *copy;    /* the blocks to free */
+    uint8_t *below, *bits, *out, *scratch;
+    uint8_t** rows;      /* the ring's lines twice over, so that any turn of it is a run of pointers */
+    OwnSidePixel* sides; /* one for each pixel that a window reaches beyond the rectangle */
+    uint8_t* constants;  /* pixels of the left and of the right border's constant */
+    void *ring, *copy;   /* the blocks to free */
     VekImage copyHeader;
 };
 
@@ -96,12 +105,20 @@ static void ownDealScratch(OwnWork& work, OwnCarver& carver, int64_t mostPixels)
     work.lineBytes = (ptrdiff_t)lineBytes;
     work.outBytes = (ptrdiff_t)outBytes;
     work.lineSamples = (ptrdiff_t)((samples + OWN_LINE_SPARE + 63) / 64 * 64);
-    work.lines = ownCarve(carver, work.nKept * lineBytes);
+    uint8_t* lines = ownCarve(carver, work.nKept * lineBytes + 64);
     work.below = ownCarve(carver, work.nBelow * lineBytes);
     work.bits = ownCarve(carver, linePixels / 8 + 64);
     work.out = ownCarve(carver, OWN_ROWS_TOGETHER * outBytes);
-    work.rows = (const uint8_t**)ownCarve(carver, 2 * work.nKept * (int64_t)sizeof(uint8_t*));
+    work.rows = (uint8_t**)ownCarve(carver, 2 * work.nKept * (int64_t)sizeof(uint8_t*));
+    work.sides = (OwnSidePixel*)ownCarve(carver, ((int64_t)window.left + window.right) * (int64_t)sizeof(OwnSidePixel));
+    work.constants = ownCarve(carver, 2 * work.step * (int64_t)sizeof(uint32_t));
     work.scratch = ownCarve(carver, window.scratchBytes + window.scratchPerSample * work.lineSamples);
+    if (!lines) return;
+
+    /* The pixels of the rectangle begin at a multiple of 64 bytes, as most rows of images do. */
+    memset(lines, 0, (size_t)(work.nKept * lineBytes + 64));
+    lines += -(int64_t)window.left * work.step * work.lineSampleBytes & 63;
+    for (int64_t i = 0; i < 2 * work.nKept; ++i) work.rows[i] = lines + i % work.nKept * lineBytes;
 }
 
 static bool ownTakeScratch(OwnWork& work)
@@ -126,8 +143,6 @@ static bool ownTakeScratch(OwnWork& work)
     if (!work.ring) return false;
     carver = {(uint8_t*)work.ring, 0};
     ownDealScratch(work, carver, mostPixels);
-    memset(work.lines, 0, (size_t)(work.nKept * work.lineBytes));
-    for (int64_t i = 0; i < 2 * work.nKept; ++i) work.rows[i] = work.lines + i % work.nKept * work.lineBytes;
     return true;
 }
 
@@ -156,6 +171,14 @@ static bool ownCopySource(OwnWork& work)
 }
 
 /* ---- Lines ----------------------------------------------------------------------------------------------------- */
+
+/* The low bytes of a value. */
+static void ownStoreSample(uint8_t* out, uint32_t value, int nBytes)
+{
+    const uint8_t byte = (uint8_t)value;
+    const uint16_t half = (uint16_t)value;
+    memcpy(out, nBytes == 1 ? &byte : nBytes == 2 ? (const void*)&half : &value, (size_t)nBytes);
+}
 
 /* Bits to bytes of 0 and 1. */
 static void ownBitsToBytes(uint8_t* out, const uint8_t* bits, ptrdiff_t n)
@@ -191,6 +214,70 @@ static void ownFetchLine(const OwnWork& work, const OwnWindowPatch& patch, int32
     ownFetchPixels(work.source, window.borderConst, first, work.step, x, work.y + y, count,
                    unpacked ? work.bits : line);
     if (unpacked) ownBitsToBytes(line, work.bits, (ptrdiff_t)count);
+}
+
+/* What the lines of a patch have in common, found out once: those of rows in the image are its own pixels, and beside it
+ * others of the same row, or constants. */
+struct OwnPlainLines {
+    bool serves;
+    const uint8_t* row;            /* the image's row 0 from the line's first pixel in the image on */
+    ptrdiff_t rowStep, at, nBytes; /* where that pixel lies in the line; what is copied from there on */
+    ptrdiff_t unit;                /* bytes of a pixel */
+    ptrdiff_t nSides;
+};
+
+static OwnPlainLines ownPlanLines(const OwnWork& work, const OwnWindowPatch& patch, int32_t pass)
+{
+    const OwnWindow& window = *work.window;
+    VekImage image = *work.source;
+    OwnPlainLines plain = {};
+    if (image.tileInfo || work.sampleBits == 1) return plain;
+    const OwnView view = ownWholeView(&image);
+    if (view.pixelStep != work.step || view.width != image.width) return plain;
+
+    const int64_t x = work.x + patch.x - window.left, end = x + window.left + patch.width + window.right;
+    const int64_t first = std::max<int64_t>(x, 0), last = std::min<int64_t>(end, image.width);
+    plain.serves = true;
+    plain.unit = (ptrdiff_t)work.step * work.lineSampleBytes;
+    plain.row = view.data + (work.step > 1 ? 0 : (window.from.first + pass) * view.channelStep) + first * plain.unit;
+    plain.rowStep = view.rowStep;
+    plain.at = (first - x) * plain.unit;
+    plain.nBytes = (last - first) * plain.unit;
+
+    memcpy(image.borderConst, window.borderConst, sizeof(image.borderConst));
+    for (int side = 0; side < 2; ++side)
+        for (int64_t i = side ? last : x; i < (side ? end : first); ++i) {
+            uint32_t value = 0;
+            const int64_t column = ownBorderColumn(&image, i, &value);
+            uint8_t* constant = work.constants + side * plain.unit;
+            for (int32_t k = 0; column < 0 && k < work.step; ++k)
+                ownStoreSample(constant + k * work.lineSampleBytes, value, work.lineSampleBytes);
+            work.sides[plain.nSides++] = {(i - x) * plain.unit, (column - first) * plain.unit,
+                                          column < 0 ? constant : nullptr};
+        }
+    return plain;
+}
+
+static inline void ownCopyPixel(uint8_t* out, const uint8_t* from, ptrdiff_t unit)
+{
+    switch (unit) {
+    case 1: *out = *from; return;
+    case 2: memcpy(out, from, 2); return;
+    case 3: memcpy(out, from, 3); return;
+    case 4: memcpy(out, from, 4); return;
+    }
+    memcpy(out, from, (size_t)unit);
+}
+
+/* Row y of the image. */
+static void ownFetchPlain(const OwnWork& work, const OwnPlainLines& plain, int64_t y, uint8_t* line)
+{
+    const uint8_t* row = plain.row + y * plain.rowStep;
+    memcpy(line + plain.at, row, (size_t)plain.nBytes);
+    for (ptrdiff_t i = 0; i < plain.nSides; ++i) {
+        const OwnSidePixel& side = work.sides[i];
+        ownCopyPixel(line + side.at, side.constant ? side.constant : row + side.from, plain.unit);
+    }
 }
 
 /* ---- Results --------------------------------------------------------------------------------------------------- */
@@ -243,10 +330,15 @@ static void ownRunPass(const OwnWork& work, const OwnWindowPatch& patch, int32_t
     const ptrdiff_t n = (ptrdiff_t)patch.width * work.step;
     for (int64_t i = 0; i < work.nBelow; ++i)
         ownFetchLine(work, patch, pass, above + belowFrom + i, work.below + i * work.lineBytes);
+    const OwnPlainLines plain = ownPlanLines(work, patch, pass);
+    int64_t newest = work.nKept - 1; /* the ring's place of the line that came last */
     const auto fetch = [&](int64_t i) {
-        uint8_t* line = work.lines + i % work.nKept * work.lineBytes;
+        newest = newest + 1 < work.nKept ? newest + 1 : 0;
+        uint8_t* line = work.rows[newest];
+        const int64_t y = work.y + above + i;
         if (work.nBelow && i >= belowFrom)
             memcpy(line, work.below + (i - belowFrom) * work.lineBytes, (size_t)work.lineBytes);
+        else if (plain.serves && y >= 0 && y < work.source->height) ownFetchPlain(work, plain, y, line);
         else ownFetchLine(work, patch, pass, above + i, line);
     };
     OwnWindowRow row = {n, work.step, work.lineSamples, true, false, work.scratch, window.k};
@@ -263,7 +355,7 @@ static void ownRunPass(const OwnWork& work, const OwnWindowPatch& patch, int32_t
         fetch(y + work.nLines - 1);
         const int32_t place = y % OWN_ROWS_TOGETHER;
         uint8_t* out = straight ? straight + y * (ptrdiff_t)patch.dst.widthStep : work.out + place * work.outBytes;
-        window.stage(out, work.rows + y % work.nKept, row);
+        window.stage(out, work.rows + newest + 1, row);
         if (straight) continue;
         if (work.sampleBits == 1 && work.lineSampleBytes) ownBytesToBits(out, n);
         if (place == OWN_ROWS_TOGETHER - 1 || y == patch.height - 1)
