@@ -47,53 +47,66 @@ static inline OwnVec<int32_t> ownMulPairs(OwnVec<int16_t> a, uint32_t weights)
 template <class T> using OwnFactor = std::conditional_t<sizeof(T) == 1, uint8_t, int16_t>;
 template <class T> using OwnPairSum = std::conditional_t<sizeof(T) == 1, int16_t, int32_t>;
 
-/* Two taps at a time, whose samples are brought side by side. */
-template <class T, class F>
-[[gnu::flatten]] static inline void ownEachPairs(const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps,
-                                                 int32_t start, ptrdiff_t n, F take)
+/* Adds two taps at a time, whose samples are brought side by side, from place k on: all of them, or a group. Returns the
+ * place behind. */
+template <class T, int vectors, bool isGroup>
+static inline ptrdiff_t ownAddPairs(OwnHalves<OwnPairSum<T>>* s, const uint8_t* const* at, const uint32_t* weights,
+                                    ptrdiff_t k, ptrdiff_t nPlaces, ptrdiff_t offset)
 {
     typedef OwnFactor<T> M;
-    typedef OwnPairSum<T> S;
-    constexpr ptrdiff_t lanes = OwnVec<T>::lanes;
-    ownEachBlock<4, 64 / OWN_VEC_BYTES>(lanes, n, [=](ptrdiff_t i, auto vectors) {
-        OwnHalves<S> s[vectors];
-        for (int j = 0; j < vectors; ++j) s[j].lo = s[j].hi = ownSet((S)start);
-        for (ptrdiff_t k = 0; k < nTaps; k += 2) {
-            const uint8_t *p = at[k] + i * (ptrdiff_t)sizeof(T), *q = at[k + 1] + i * (ptrdiff_t)sizeof(T);
-            const uint32_t w = weights[k];
-            for (int j = 0; j < vectors; ++j) {
-                const OwnVec<M> a = ownLoadAs<T, M>(p + j * OWN_VEC_BYTES), b = ownLoadAs<T, M>(q + j * OWN_VEC_BYTES);
-                s[j].lo = s[j].lo + ownMulPairs(ownZipLow(a, b), w);
-                s[j].hi = s[j].hi + ownMulPairs(ownZipHigh(a, b), w);
-            }
+    for (; k < nPlaces && (!isGroup || at[k]); k += 2) {
+        const uint8_t *p = at[k] + offset, *q = at[k + 1] + offset;
+        const uint32_t w = weights[k];
+        for (int j = 0; j < vectors; ++j) {
+            const OwnVec<M> a = ownLoadAs<T, M>(p + j * OWN_VEC_BYTES), b = ownLoadAs<T, M>(q + j * OWN_VEC_BYTES);
+            s[j].lo = s[j].lo + ownMulPairs(ownZipLow(a, b), w);
+            s[j].hi = s[j].hi + ownMulPairs(ownZipHigh(a, b), w);
         }
-        for (int j = 0; j < vectors; ++j) take(i + j * lanes, s[j]);
-    });
+    }
+    return k + 2;
 }
 
-/* Taps side by side in a row of one channel are pairs as they lie. Those that begin at a sample with an even number give
- * the sums of even number, and by other weights those of odd number. */
-template <class T, class F>
-[[gnu::flatten]] static inline void ownEachAlong(const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nPlaces,
-                                                 int32_t start, ptrdiff_t n, F take)
+/* The same of taps side by side in a row of one channel, which are pairs as they lie. Those that begin at a sample with an
+ * even number give the sums of even number, and by other weights those of odd number. */
+template <class T, int vectors, bool isGroup>
+static inline ptrdiff_t ownAddAlong(OwnHalves<OwnPairSum<T>>* s, const uint8_t* const* at, const uint32_t* weights,
+                                    ptrdiff_t k, ptrdiff_t nPlaces, ptrdiff_t offset)
 {
     typedef OwnFactor<T> M;
-    typedef OwnPairSum<T> S;
+    OwnVec<OwnPairSum<T>> even[vectors], odd[vectors];
+    for (int j = 0; j < vectors; ++j) even[j] = s[j].lo, odd[j] = s[j].lo;
+    for (; k < nPlaces && (!isGroup || at[k]); ++k) {
+        const uint8_t* p = at[k] + offset;
+        const uint32_t w = weights[2 * k], v = weights[2 * k + 1];
+        for (int j = 0; j < vectors; ++j) {
+            const OwnVec<M> a = ownLoadAs<T, M>(p + j * OWN_VEC_BYTES);
+            even[j] = even[j] + ownMulPairs(a, w);
+            odd[j] = odd[j] + ownMulPairs(a, v);
+        }
+    }
+    for (int j = 0; j < vectors; ++j) s[j] = {ownZipLow(even[j], odd[j]), ownZipHigh(even[j], odd[j])};
+    return k + 1;
+}
+
+/* Either, for sums that begin with a number. */
+template <class T, bool along, int vectors, bool isGroup>
+static inline ptrdiff_t ownAddEither(OwnHalves<OwnPairSum<T>>* s, int32_t start, const uint8_t* const* at,
+                                     const uint32_t* weights, ptrdiff_t k, ptrdiff_t nPlaces, ptrdiff_t offset)
+{
+    for (int j = 0; j < vectors; ++j) s[j].lo = s[j].hi = ownSet((OwnPairSum<T>)start);
+    if constexpr (along) return ownAddAlong<T, vectors, isGroup>(s, at, weights, k, nPlaces, offset);
+    else return ownAddPairs<T, vectors, isGroup>(s, at, weights, k, nPlaces, offset);
+}
+
+template <class T, bool along, class F>
+[[gnu::flatten]] static inline void ownEachPairs(const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nPlaces,
+                                                 int32_t start, ptrdiff_t n, F take)
+{
     constexpr ptrdiff_t lanes = OwnVec<T>::lanes;
     ownEachBlock<4, 64 / OWN_VEC_BYTES>(lanes, n, [=](ptrdiff_t i, auto vectors) {
-        OwnVec<S> even[vectors], odd[vectors];
-        for (int j = 0; j < vectors; ++j) even[j] = odd[j] = ownSet((S)start);
-        for (ptrdiff_t k = 0; k < nPlaces; ++k) {
-            const uint8_t* p = at[k] + i * (ptrdiff_t)sizeof(T);
-            const uint32_t w = weights[2 * k], v = weights[2 * k + 1];
-            for (int j = 0; j < vectors; ++j) {
-                const OwnVec<M> a = ownLoadAs<T, M>(p + j * OWN_VEC_BYTES);
-                even[j] = even[j] + ownMulPairs(a, w);
-                odd[j] = odd[j] + ownMulPairs(a, v);
-            }
-        }
-        for (int j = 0; j < vectors; ++j)
-            take(i + j * lanes, OwnHalves<S>{ownZipLow(even[j], odd[j]), ownZipHigh(even[j], odd[j])});
+        OwnHalves<OwnPairSum<T>> s[vectors];
+        ownAddEither<T, along, vectors, false>(s, start, at, weights, 0, nPlaces, i * (ptrdiff_t)sizeof(T));
+        for (int j = 0; j < vectors; ++j) take(i + j * lanes, s[j]);
     });
 }
 
@@ -108,8 +121,7 @@ static void ownSumPairs(void* sums, const uint8_t* const* at, const uint32_t* we
         ownStore(out + i, s.lo);
         ownStore(out + i + OwnVec<S>::lanes, s.hi);
     };
-    if constexpr (along) ownEachAlong<T>(at, weights, nPlaces, start, n, store);
-    else ownEachPairs<T>(at, weights, nPlaces, start, n, store);
+    ownEachPairs<T, along>(at, weights, nPlaces, start, n, store);
 }
 
 /* The same as samples: (s + bias + ((s >> shift) & last)) >> shift, held to the range of T. */
@@ -127,8 +139,35 @@ static void ownPairsToSamples(void* samples, const uint8_t* const* at, const uin
         return ownShiftRight(s, shift);
     };
     const auto store = [=](ptrdiff_t i, OwnHalves<S> s) { ownStore(out + i, ownPack<T>(ended(s.lo), ended(s.hi))); };
-    if constexpr (along) ownEachAlong<T>(at, weights, nPlaces, start, n, store);
-    else ownEachPairs<T>(at, weights, nPlaces, start, n, store);
+    ownEachPairs<T, along>(at, weights, nPlaces, start, n, store);
+}
+
+/* Sums of 32 bits of bytes: those of each group are made in 16 bits. */
+template <class T, bool along>
+[[gnu::flatten]] static void ownSumGroups(void* sums, const uint8_t* const* at, const uint32_t* weights,
+                                          ptrdiff_t nPlaces, int32_t start, ptrdiff_t n)
+{
+    constexpr ptrdiff_t lanes = OwnVec<T>::lanes, quarter = OwnVec<int32_t>::lanes;
+    constexpr int vectors = 64 / OWN_VEC_BYTES;
+    int32_t* out = (int32_t*)sums;
+    for (ptrdiff_t i = 0; i < n; i += vectors * lanes) {
+        OwnVec<int32_t> total[vectors][4];
+        for (auto& four : total)
+            for (auto& v : four) v = ownSet(start);
+        for (ptrdiff_t k = 0; k < nPlaces;) {
+            OwnHalves<int16_t> s[vectors];
+            k = ownAddEither<T, along, vectors, true>(s, 0, at, weights, k, nPlaces, i);
+            for (int j = 0; j < vectors; ++j) {
+                const OwnPair<int32_t> low = ownUnpack(s[j].lo), high = ownUnpack(s[j].hi);
+                total[j][0] = total[j][0] + low.lo;
+                total[j][1] = total[j][1] + low.hi;
+                total[j][2] = total[j][2] + high.lo;
+                total[j][3] = total[j][3] + high.hi;
+            }
+        }
+        for (int j = 0; j < vectors; ++j)
+            for (int q = 0; q < 4; ++q) ownStore(out + i + j * lanes + q * quarter, total[j][q]);
+    }
 }
 
 /* Sums of 32 bits of bytes, for weights of 16 bits. */
@@ -229,14 +268,20 @@ template <>
     });
 }
 
-/* What a row of pairs can be taken by: its sums, or samples at once, with and without a bias. */
+/* What a row of pairs can be taken by: its sums, or samples at once, with and without a bias; sums of groups. */
 struct OwnPairForms {
     OwnSumRun* sums;
     OwnSumToSamples *shifted, *rounded;
+    OwnSumRun* groups;
 };
+template <class T, bool along> constexpr OwnSumRun* ownGroupsOf()
+{
+    if constexpr (sizeof(T) == 1) return ownSumGroups<T, along>;
+    else return nullptr;
+}
 template <class T, bool along>
 constexpr OwnPairForms ownPairForms = {ownSumPairs<T, along>, ownPairsToSamples<T, along, false>,
-                                       ownPairsToSamples<T, along, true>};
+                                       ownPairsToSamples<T, along, true>, ownGroupsOf<T, along>()};
 
 /* By depth: pairs of taps that lie anywhere, and side by side; of 8-bit samples they give sums of 16 bits, of 16-bit
  * samples sums of 32. 32 bits from bytes; from anything, with any weights; floats. `from`: what one unit of weight adds
@@ -264,26 +309,17 @@ static const OwnSumForms ownSumForms[OWN_DEPTHS] = {
 
 /* ---- Making a sum ------------------------------------------------------------------------------------------------ */
 
-/* Each tap is in one pair of either kind, or in two places side by side: at most twice as many places as taps, and a
- * pair's second place when the number of taps is odd. */
-static int64_t ownMostPlaces(int64_t nTaps) { return 2 * nTaps + 1; }
-
-int64_t ownSumRoom(int64_t nTaps)
-{
-    const int64_t bytes = (nTaps + 1) * (int64_t)(sizeof(OwnTap) + sizeof(uint32_t)) +
-                          ownMostPlaces(nTaps) * (int64_t)(sizeof(OwnTap) + 2 * sizeof(uint32_t));
-    return (bytes + 7) / 8 * 8;
-}
-
-int64_t ownSumPointers(int64_t nTaps) { return (ownMostPlaces(nTaps) * (int64_t)sizeof(uint8_t*) + 63) / 64 * 64; }
+int64_t ownSumPointers(int64_t nTaps) { return (ownMostBesides(nTaps) * (int64_t)sizeof(uint8_t*) + 63) / 64 * 64; }
 
 void ownStartSum(OwnSum* sum, void* room, int64_t nTaps)
 {
+    const int64_t most = ownMostPlaces(nTaps), mostBesides = ownMostBesides(nTaps);
     *sum = {};
     sum->taps = (OwnTap*)room;
-    sum->besides = sum->taps + nTaps + 1;
-    sum->weights = (uint32_t*)(sum->besides + ownMostPlaces(nTaps));
-    sum->besideWeights = sum->weights + nTaps + 1;
+    sum->places.at = sum->taps + nTaps;
+    sum->besides.at = sum->places.at + most;
+    sum->places.weights = (uint32_t*)(sum->besides.at + mostBesides);
+    sum->besides.weights = sum->places.weights + most;
 }
 
 static bool ownFits(const OwnSum& sum, int32_t low, int32_t high)
@@ -293,35 +329,83 @@ static bool ownFits(const OwnSum& sum, int32_t low, int32_t high)
     return fits;
 }
 
-/* Whether pairs of products of bytes stay within 16 bits. A flipped sample goes up to 255. */
-static bool ownPairsFit(const uint32_t* weights, ptrdiff_t n, ptrdiff_t step, int32_t sampleMax)
+/* How far sums of products of bytes go, if each product is the furthest. */
+struct OwnReach {
+    int32_t least, largest;
+};
+static bool ownStaysWithin16(OwnReach* reach, const int32_t pair[2], int32_t sampleMax)
 {
-    bool fits = true;
-    for (ptrdiff_t k = 0; k < n; k += step) {
-        const int32_t w = (int8_t)weights[k], v = (int8_t)(weights[k] >> 8);
-        fits = fits && (std::max(w, 0) + std::max(v, 0)) * sampleMax <= INT16_MAX &&
-               (std::min(w, 0) + std::min(v, 0)) * sampleMax >= INT16_MIN;
-    }
-    return fits;
+    for (int i = 0; i < 2; ++i) (pair[i] < 0 ? reach->least : reach->largest) += pair[i] * sampleMax;
+    return reach->least >= INT16_MIN && reach->largest <= INT16_MAX;
 }
 
+/* Places as they are put down: samples of bytes up to sampleMax; those of 16 bits have none, and are put down as they are.
+ * Groups: a new one begins where sums would leave 16 bits. */
+struct OwnPutting {
+    OwnPlaces* places;
+    int32_t sampleMax;
+    bool inGroups;
+    int nWords; /* of weights; two words go with one place, one with two */
+    OwnReach reach[2];
+};
+
 /* Two weights of 8 bits, twice; or of 16 bits. */
-static uint32_t ownPairOf(int32_t a, int32_t b, int bits)
+static uint32_t ownPairOf(const int32_t pair[2], bool areBytes)
 {
-    if (bits == 16) return ((uint32_t)a & 0xFFFF) | (uint32_t)b << 16;
-    return (((uint32_t)a & 0xFF) | ((uint32_t)b & 0xFF) << 8) * 0x10001u;
+    const uint32_t a = (uint32_t)pair[0], b = (uint32_t)pair[1];
+    return areBytes ? ((a & 0xFF) | (b & 0xFF) << 8) * 0x10001u : (a & 0xFFFF) | b << 16;
+}
+
+static void ownPutPlace(OwnPutting& putting, const OwnTap& first, const OwnTap& second, const int32_t weights[2][2])
+{
+    OwnPlaces& places = *putting.places;
+    const auto put = [&](const OwnTap& one, const OwnTap& other) {
+        for (int word = 0; word < putting.nWords; ++word)
+            places.weights[putting.nWords * places.n + word] = ownPairOf(weights[word], putting.sampleMax > 0);
+        places.at[places.n++] = one;
+        if (putting.nWords == 1) places.at[places.n++] = other;
+    };
+    const auto staysWithin16 = [&] {
+        bool stays = true;
+        for (int word = 0; word < putting.nWords; ++word)
+            stays = ownStaysWithin16(&putting.reach[word], weights[word], putting.sampleMax) && stays;
+        return stays;
+    };
+    if (putting.inGroups && !staysWithin16()) {
+        const OwnTap between = {-1, 0, 0, 0};
+        put(between, between);
+        putting.reach[0] = putting.reach[1] = {};
+        (void)staysWithin16();
+    }
+    put(first, second);
+}
+
+/* The same; of bytes, whose products in pairs must not leave 16 bits, in two halves where they would. */
+static void ownPutPair(OwnPutting& putting, const OwnTap& first, const OwnTap& second, const int32_t weights[2][2])
+{
+    OwnReach reach[2] = {};
+    if (ownStaysWithin16(&reach[0], weights[0], putting.sampleMax) &&
+        ownStaysWithin16(&reach[1], weights[1], putting.sampleMax))
+        return ownPutPlace(putting, first, second, weights);
+    int32_t half[2][2], rest[2][2];
+    for (int i = 0; i < 4; ++i) {
+        half[i / 2][i % 2] = weights[i / 2][i % 2] / 2;
+        rest[i / 2][i % 2] = weights[i / 2][i % 2] - half[i / 2][i % 2];
+    }
+    ownPutPlace(putting, first, second, half);
+    ownPutPlace(putting, first, second, rest);
 }
 
 /* Taps two by two; the place of a missing second tap is that of the first. */
-static void ownPairWeights(OwnSum* sum, int bits)
+static void ownPlanPairs(OwnSum* sum, int32_t sampleMax, bool inGroups)
 {
-    if (sum->nTaps & 1) {
-        sum->taps[sum->nTaps] = sum->taps[sum->nTaps - 1];
-        sum->taps[sum->nTaps].weight = 0;
+    OwnPutting putting = {&sum->places, sampleMax, inGroups, 1, {}};
+    for (ptrdiff_t k = 0; k < sum->nTaps; k += 2) {
+        const bool isLast = k + 1 == sum->nTaps;
+        const OwnTap &first = sum->taps[k], &second = sum->taps[isLast ? k : k + 1];
+        const int32_t weights[2][2] = {{first.weight, isLast ? 0 : second.weight}, {}};
+        ownPutPair(putting, first, second, weights);
     }
-    sum->nPlaces = (sum->nTaps + 1) / 2 * 2;
-    for (ptrdiff_t k = 0; k < sum->nPlaces; k += 2)
-        sum->weights[k] = ownPairOf(sum->taps[k].weight, sum->taps[k + 1].weight, bits);
 }
 
 /* The weight of the tap at a column of the row of taps that begins at tap k; 0 where there is none. */
@@ -333,9 +417,10 @@ static int32_t ownWeightAt(const OwnSum& sum, ptrdiff_t k, int32_t column)
     return 0;
 }
 
-/* Taps two by two as they lie in their rows, where that makes less work; taps of a row come with rising columns. */
-static void ownPlanBeside(OwnSum* sum, int bits)
+/* Taps two by two as they lie in their rows; taps of a row come with rising columns. */
+static void ownPlanBesides(OwnSum* sum, int32_t sampleMax, bool inGroups)
 {
+    OwnPutting putting = {&sum->besides, sampleMax, inGroups, 2, {}};
     ptrdiff_t k = 0;
     while (k < sum->nTaps) {
         ptrdiff_t end = k + 1;
@@ -346,57 +431,52 @@ static void ownPlanBeside(OwnSum* sum, int bits)
         for (int32_t x = first.column; x <= sum->taps[end - 1].column + 1; x += 2) {
             const int32_t before = x > first.column ? ownWeightAt(*sum, k, x - 1) : 0, here = ownWeightAt(*sum, k, x),
                           behind = ownWeightAt(*sum, k, x + 1);
-            if (!before && !here && !behind) continue;
-            sum->besides[sum->nBesides] = {first.row, x, 0, 0};
-            sum->besideWeights[2 * sum->nBesides] = ownPairOf(here, behind, bits);
-            sum->besideWeights[2 * sum->nBesides++ + 1] = ownPairOf(before, here, bits);
+            const int32_t weights[2][2] = {{here, behind}, {before, here}};
+            const OwnTap tap = {first.row, x, 0, 0};
+            if (before || here || behind) ownPutPair(putting, tap, tap, weights);
         }
         k = end;
     }
 }
 
-/* The pairs of bytes, and of 16-bit samples, where such weights can be multiplied. */
-static bool ownPairBytes(OwnSum* sum, int32_t sampleMax)
+/* The taps as they are. */
+static void ownPlanSingles(OwnSum* sum, bool areReal)
 {
-    if (!ownFits(*sum, INT8_MIN, INT8_MAX)) return false;
-    ownPairWeights(sum, 8);
-    ownPlanBeside(sum, 8);
-    if (!ownPairsFit(sum->besideWeights, 2 * sum->nBesides, 1, sampleMax)) sum->nBesides = 0;
-    return ownPairsFit(sum->weights, sum->nPlaces, 2, sampleMax);
-}
-static bool ownPairWords(OwnSum* sum)
-{
-    if (!ownFits(*sum, INT16_MIN, INT16_MAX)) return false;
-    ownPairWeights(sum, 16);
-    ownPlanBeside(sum, 16);
-    return true;
+    for (ptrdiff_t k = 0; k < sum->nTaps; ++k) {
+        sum->places.at[k] = sum->taps[k];
+        sum->places.weights[k] = areReal ? std::bit_cast<uint32_t>(sum->taps[k].real) : (uint32_t)sum->taps[k].weight;
+    }
+    sum->places.n = sum->nTaps;
 }
 
 void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMax)
 {
     const OwnSumForms& forms = ownSumForms[ownSlot(depth)];
-    const bool areBytes = ownSampleBits(depth) <= 8;
+    const bool areBytes = ownSampleBits(depth) <= 8, isNarrow = ownFits(*sum, INT8_MIN, INT8_MAX),
+               isShort = ownFits(*sum, INT16_MIN, INT16_MAX);
     uint32_t total = 0;
     for (ptrdiff_t k = 0; k < sum->nTaps; ++k) total += (uint32_t)sum->taps[k].weight;
-    sum->kind = kind;
     sum->depth = depth;
-    sum->nPlaces = sum->nTaps;
+    sum->kind = areBytes && isNarrow && kind == OWN_SUM_16 ? OWN_SUM_16 : OWN_SUM_32;
     if (kind == OWN_SUM_FLOAT) {
+        sum->kind = OWN_SUM_FLOAT;
         sum->run = forms.real;
-        for (ptrdiff_t k = 0; k < sum->nTaps; ++k) sum->weights[k] = std::bit_cast<uint32_t>(sum->taps[k].real);
-        return;
-    }
-    sum->arePairs = areBytes ? kind == OWN_SUM_16 && ownPairBytes(sum, forms.from ? 255 : sampleMax)
-                             : forms.pairs.sums && ownPairWords(sum);
-    sum->kind = areBytes && sum->arePairs ? OWN_SUM_16 : OWN_SUM_32;
-    if (sum->arePairs) return (void)(sum->start = (int32_t)(total * (uint32_t)forms.from));
-    if (forms.widened && ownFits(*sum, INT16_MIN, INT16_MAX)) {
+        ownPlanSingles(sum, true);
+    } else if (forms.pairs.sums && (areBytes ? isNarrow : isShort)) {
+        /* A flipped sample goes up to 255. */
+        const int32_t most = areBytes ? (forms.from ? 255 : sampleMax) : 0;
+        sum->areGroups = areBytes && kind != OWN_SUM_16;
+        sum->arePairs = !sum->areGroups;
+        sum->start = (int32_t)(total * (uint32_t)forms.from);
+        ownPlanPairs(sum, most, sum->areGroups);
+        ownPlanBesides(sum, most, sum->areGroups);
+    } else if (forms.widened && isShort) {
         sum->run = forms.widened;
         sum->start = (int32_t)(total * (uint32_t)(depth == VEK_DEPTH_8S ? -128 : 0));
-        ownPairWeights(sum, 16);
+        ownPlanPairs(sum, 0, false);
     } else {
         sum->run = forms.wide;
-        for (ptrdiff_t k = 0; k < sum->nTaps; ++k) sum->weights[k] = (uint32_t)sum->taps[k].weight;
+        ownPlanSingles(sum, false);
     }
 }
 
@@ -415,19 +495,19 @@ struct OwnTaking {
 static OwnTaking ownTake(const OwnSum& sum, const uint8_t* const* rows, const OwnWindowRow& row, uint8_t* pointers)
 {
     const OwnSumForms& forms = ownSumForms[ownSlot(sum.depth)];
-    const bool beside = sum.arePairs && sum.nBesides && row.step == 1 && 4 * sum.nBesides <= 3 * sum.nPlaces;
-    const OwnTap* places = beside ? sum.besides : sum.taps;
+    const bool beside = sum.besides.n && row.step == 1 && 4 * sum.besides.n <= 3 * sum.places.n;
+    const OwnPlaces& places = beside ? sum.besides : sum.places;
     const ptrdiff_t bytes = std::max(ownSampleBits(sum.depth) >> 3, 1) * row.step;
-    OwnTaking taking = {beside ? &forms.along : &forms.pairs, (const uint8_t**)pointers,
-                        beside ? sum.besideWeights : sum.weights, beside ? sum.nBesides : sum.nPlaces};
-    for (ptrdiff_t k = 0; k < taking.nPlaces; ++k) taking.at[k] = rows[places[k].row] + places[k].column * bytes;
+    OwnTaking taking = {beside ? &forms.along : &forms.pairs, (const uint8_t**)pointers, places.weights, places.n};
+    for (ptrdiff_t k = 0; k < places.n; ++k)
+        taking.at[k] = places.at[k].row < 0 ? nullptr : rows[places.at[k].row] + places.at[k].column * bytes;
     return taking;
 }
 
 void ownSumRow(const OwnSum& sum, const uint8_t* const* rows, const OwnWindowRow& row, void* sums, uint8_t* pointers)
 {
     const OwnTaking taking = ownTake(sum, rows, row, pointers);
-    OwnSumRun* run = sum.arePairs ? taking.forms->sums : sum.run;
+    OwnSumRun* run = sum.arePairs ? taking.forms->sums : sum.areGroups ? taking.forms->groups : sum.run;
     run(sums, taking.at, taking.weights, taking.nPlaces, sum.start, row.n);
 }
 

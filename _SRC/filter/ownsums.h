@@ -34,16 +34,25 @@ struct OwnSumEnd {
 typedef void OwnSumToSamples(void* samples, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps,
                              int32_t start, const OwnSumEnd& end, ptrdiff_t n);
 
+/* What is multiplied at a time: tap by tap, or two taps, whose places follow each other; or two that lie side by side,
+ * whose place is that of the first, with two words of weights. */
+struct OwnPlaces {
+    ptrdiff_t n;
+    OwnTap* at; /* row -1: between two groups */
+    uint32_t* weights;
+};
+
 /* One weighted sum of samples of a depth. Taps whose weight is 0 are left out by its maker, and come row by row. */
 struct OwnSum {
     OwnSumKind kind;
     uint32_t depth;
     bool arePairs;  /* taps are multiplied two by two: then ownSumRowToSamples serves */
+    bool areGroups; /* so are they, in groups whose sums have 16 bits and make one of 32 */
     OwnSumRun* run; /* otherwise */
     int32_t start;
-    ptrdiff_t nTaps, nPlaces, nBesides;
-    OwnTap *taps, *besides; /* besides: where two that lie side by side begin */
-    uint32_t *weights, *besideWeights;
+    ptrdiff_t nTaps;
+    OwnTap* taps;
+    OwnPlaces places, besides; /* besides: side by side; none where that is no use */
 };
 
 /* The row with its samples rounded up to whole blocks of that order: steps on single sums take all of a block. */
@@ -53,8 +62,19 @@ static inline OwnWindowRow ownWholeBlocks(OwnWindowRow row)
     return row;
 }
 
+/* Places of the two kinds: each tap has one, or is in two that lie side by side; any may be halved, and a group may begin
+ * at each. */
+constexpr int64_t ownMostPlaces(int64_t nTaps) { return 4 * (nTaps + 1); }
+constexpr int64_t ownMostBesides(int64_t nTaps) { return 4 * (2 * nTaps + 1); }
+
 /* Bytes that a sum of nTaps taps needs beside its record, a multiple of 8. */
-int64_t ownSumRoom(int64_t nTaps);
+constexpr int64_t ownSumRoom(int64_t nTaps)
+{
+    const int64_t most = ownMostPlaces(nTaps), mostBesides = ownMostBesides(nTaps);
+    return ((nTaps + most + mostBesides) * (int64_t)sizeof(OwnTap) +
+            (most + 2 * mostBesides) * (int64_t)sizeof(uint32_t) + 7) /
+           8 * 8;
+}
 
 /* Bytes of the stage's scratch in which ownSumRow keeps its pointers, a multiple of 64. */
 int64_t ownSumPointers(int64_t nTaps);

@@ -70,14 +70,15 @@ static bool ownPlanSep(OwnSepPlan* plan, uint32_t depth, const VekConvKernel& x,
     plan->pairWeights = (uint32_t*)((uint8_t*)plan->room + roomX + roomY);
 
     const bool fits16 = ownSumsFit16(x.values, x.nCols, depth);
+    const int32_t sampleMax = depth == VEK_DEPTH_1U ? 1 : 255;
     ownStartSum(&plan->alongRow, plan->room, x.nCols);
     ownSepTaps(&plan->alongRow, x.values, x.nCols, false);
-    ownFinishSum(&plan->alongRow, fits16 ? OWN_SUM_16 : OWN_SUM_32, depth, depth == VEK_DEPTH_1U ? 1 : 255);
+    ownFinishSum(&plan->alongRow, fits16 ? OWN_SUM_16 : OWN_SUM_32, depth, sampleMax);
     plan->hasPairs = plan->alongRow.kind == OWN_SUM_16 && ownPlanPairs(plan, y.values, y.nRows);
     if (plan->alongRow.kind == OWN_SUM_16 && !plan->hasPairs) {
         ownStartSum(&plan->alongRow, plan->room, x.nCols);
         ownSepTaps(&plan->alongRow, x.values, x.nCols, false);
-        ownFinishSum(&plan->alongRow, OWN_SUM_32, depth, 0);
+        ownFinishSum(&plan->alongRow, OWN_SUM_32, depth, sampleMax);
     }
     ownStartSum(&plan->alongColumn, (uint8_t*)plan->room + roomX, y.nRows);
     ownSepTaps(&plan->alongColumn, y.values, y.nRows, true);

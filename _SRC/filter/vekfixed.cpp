@@ -82,14 +82,12 @@ static void ownScaleFloats(float* sums, float scale, ptrdiff_t n)
 
 /* ---- The plan and the row stages --------------------------------------------------------------------------------- */
 
-enum { OWN_FIXED_ROOM = 27 * (3 * sizeof(OwnTap) + 5 * sizeof(uint32_t)) };
-
 struct OwnFixedPlan {
     uint32_t depth;
     OwnFixedEnd end;
-    OwnSum sum, parts[3]; /* parts: of filter 7 on 8-bit samples */
+    OwnSum sum;
     int64_t pointerBytes;
-    alignas(8) uint8_t room[OWN_FIXED_ROOM], partRoom[3][OWN_FIXED_ROOM];
+    alignas(8) uint8_t room[ownSumRoom(25)];
 };
 
 static void ownEndSums(uint8_t* sums, const OwnFixedPlan& plan, ptrdiff_t n)
@@ -119,30 +117,21 @@ static void ownFixedStage(void* out, const uint8_t* const* rows, const OwnWindow
     ownSumsToSamples(out, sums, plan.sum.kind, 0, plan.depth, asked.n);
 }
 
-/* Filter 7 on 8-bit samples: its weights are dealt out to three sums that fit 16 bits, of the sign of the samples; added
- * up they are divided in single precision, which is exact enough for 8 bits. A sum of T's wider type. */
+/* Filter 7 on 8-bit samples: divided in single precision, which is exact enough for 8 bits. */
 template <class T>
 [[gnu::flatten]] static void ownFixedStage571(void* out, const uint8_t* const* rows, const OwnWindowRow& asked)
 {
-    typedef OwnWide<T> W;
-    constexpr ptrdiff_t lanes = OwnVec<W>::lanes;
+    constexpr ptrdiff_t lanes = OwnVec<int32_t>::lanes;
     const OwnWindowRow row = ownWholeBlocks(asked);
     const OwnFixedPlan& plan = *(const OwnFixedPlan*)row.k;
     uint8_t* pointers = row.scratch;
-    W* sums[3];
-    for (int part = 0; part < 3; ++part) {
-        sums[part] = (W*)(pointers + plan.pointerBytes) + part * row.lineSamples;
-        ownSumRow(plan.parts[part], rows, row, sums[part], pointers);
-    }
+    const int32_t* sums = (int32_t*)(pointers + plan.pointerBytes);
+    ownSumRow(plan.sum, rows, row, (void*)sums, pointers);
     const OwnVec<float> r = ownSet(1.0f / 571);
-    const auto mean = [=](ptrdiff_t i) {
-        const auto a = ownUnpack(ownLoad<W>(sums[0] + i)), b = ownUnpack(ownLoad<W>(sums[1] + i)),
-                   c = ownUnpack(ownLoad<W>(sums[2] + i));
-        const auto low = ownAs<int32_t>(a.lo + b.lo + c.lo), high = ownAs<int32_t>(a.hi + b.hi + c.hi);
-        return ownPack<int16_t>(ownNearest(ownToFloat(low) * r), ownNearest(ownToFloat(high) * r));
-    };
-    for (ptrdiff_t i = 0; i < asked.n; i += 2 * lanes)
-        ownStore((uint8_t*)out + i, ownAs<uint8_t>(ownPack<T>(mean(i), mean(i + lanes))));
+    const auto mean = [=](ptrdiff_t i) { return ownNearest(ownToFloat(ownLoad<int32_t>(sums + i)) * r); };
+    for (ptrdiff_t i = 0; i < asked.n; i += 4 * lanes)
+        ownStore((T*)out + i, ownPack<T>(ownPack<int16_t>(mean(i), mean(i + lanes)),
+                                         ownPack<int16_t>(mean(i + 2 * lanes), mean(i + 3 * lanes))));
 }
 
 /* 32S: sums of 64 bits, saturated at the end. */
@@ -161,29 +150,13 @@ static void ownFixedStage32S(void* out, const uint8_t* const* rows, const OwnWin
     for (ptrdiff_t i = 0; i < row.n; ++i) results[i] = ownClamp<int32_t>(sums[i]);
 }
 
-/* The three parts: the middle row, the two beside it, and the outer ones, with weights of 255, 256 and 60 in all, so that no
- * sum leaves 16 bits; two neighbours have 127 at most, for which a part of the centre is a tap of its own. */
-static void ownPlanParts(OwnFixedPlan* plan, const OwnFixedFilter& fixed)
-{
-    static constexpr int32_t rows[3][2] = {{2, 2}, {1, 3}, {0, 4}}, ownTap = 52;
-    for (int part = 0; part < 3; ++part) {
-        OwnSum& sum = plan->parts[part];
-        ownStartSum(&sum, plan->partRoom[part], 26);
-        for (int32_t row = rows[part][0]; row <= rows[part][1]; row += std::max(2 * part, 1))
-            for (int32_t x = 0; x < 5; ++x)
-                sum.taps[sum.nTaps++] = {row, x, fixed.weights[5 * row + x] - (part == 0 && x == 2 ? ownTap : 0), 0};
-        if (part == 0) sum.taps[sum.nTaps++] = {2, 2, ownTap, 0};
-        ownFinishSum(&sum, OWN_SUM_16, plan->depth, plan->depth == VEK_DEPTH_1U ? 1 : 255);
-    }
-}
-
 static void ownPlanFixed(OwnFixedPlan* plan, uint32_t depth, uint32_t filter)
 {
     const OwnFixedFilter& fixed = ownFixedFilters[filter];
     const bool over571 = fixed.end == OWN_FIXED_BY_571;
     plan->depth = depth;
     plan->end = fixed.end;
-    plan->pointerBytes = ownSumPointers(26);
+    plan->pointerBytes = ownSumPointers(25);
     ownStartSum(&plan->sum, plan->room, 25);
     for (int32_t i = 0; i < fixed.size * fixed.size; ++i) {
         const int32_t weight = fixed.weights[i];
@@ -198,7 +171,6 @@ static void ownPlanFixed(OwnFixedPlan* plan, uint32_t depth, uint32_t filter)
                  : fits16 ? OWN_SUM_16
                           : OWN_SUM_32,
                  depth, depth == VEK_DEPTH_1U ? 1 : 255);
-    if (over571 && ownSampleBits(depth) <= 8) ownPlanParts(plan, fixed);
 }
 
 static OwnWindowStage* ownStageOf(const OwnFixedPlan& plan)
