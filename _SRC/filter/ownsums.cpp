@@ -48,7 +48,7 @@ template <class T> using OwnFactor = std::conditional_t<sizeof(T) == 1, uint8_t,
 template <class T> using OwnPairSum = std::conditional_t<sizeof(T) == 1, int16_t, int32_t>;
 
 /* Adds two taps at a time, whose samples are brought side by side, from place k on: all of them, or a group. Returns the
- * place behind. */
+ * place behind it. */
 template <class T, int vectors, bool isGroup>
 static inline ptrdiff_t ownAddPairs(OwnHalves<OwnPairSum<T>>* s, const uint8_t* const* at, const uint32_t* weights,
                                     ptrdiff_t k, ptrdiff_t nPlaces, ptrdiff_t offset)
@@ -63,7 +63,7 @@ static inline ptrdiff_t ownAddPairs(OwnHalves<OwnPairSum<T>>* s, const uint8_t* 
             s[j].hi = s[j].hi + ownMulPairs(ownZipHigh(a, b), w);
         }
     }
-    return k + 2;
+    return k;
 }
 
 /* The same of taps side by side in a row of one channel, which are pairs as they lie. Those that begin at a sample with an
@@ -85,7 +85,7 @@ static inline ptrdiff_t ownAddAlong(OwnHalves<OwnPairSum<T>>* s, const uint8_t* 
         }
     }
     for (int j = 0; j < vectors; ++j) s[j] = {ownZipLow(even[j], odd[j]), ownZipHigh(even[j], odd[j])};
-    return k + 1;
+    return k;
 }
 
 /* Either, for sums that begin with a number. */
@@ -156,13 +156,14 @@ template <class T, bool along>
             for (auto& v : four) v = ownSet(start);
         for (ptrdiff_t k = 0; k < nPlaces;) {
             OwnHalves<int16_t> s[vectors];
-            k = ownAddEither<T, along, vectors, true>(s, 0, at, weights, k, nPlaces, i);
+            const int32_t first = (int32_t)weights[along ? 2 * k : k];
+            k = ownAddEither<T, along, vectors, true>(s, first, at, weights, k + (along ? 1 : 2), nPlaces, i);
             for (int j = 0; j < vectors; ++j) {
-                const OwnPair<int32_t> low = ownUnpack(s[j].lo), high = ownUnpack(s[j].hi);
-                total[j][0] = total[j][0] + low.lo;
-                total[j][1] = total[j][1] + low.hi;
-                total[j][2] = total[j][2] + high.lo;
-                total[j][3] = total[j][3] + high.hi;
+                const auto low = ownUnpack(ownAs<uint16_t>(s[j].lo)), high = ownUnpack(ownAs<uint16_t>(s[j].hi));
+                total[j][0] = total[j][0] + ownAs<int32_t>(low.lo);
+                total[j][1] = total[j][1] + ownAs<int32_t>(low.hi);
+                total[j][2] = total[j][2] + ownAs<int32_t>(high.lo);
+                total[j][3] = total[j][3] + ownAs<int32_t>(high.hi);
             }
         }
         for (int j = 0; j < vectors; ++j)
@@ -329,23 +330,24 @@ static bool ownFits(const OwnSum& sum, int32_t low, int32_t high)
     return fits;
 }
 
-/* How far sums of products of bytes go, if each product is the furthest. */
+/* Where sums of products of bytes end: each tap on the sample that takes it furthest. */
 struct OwnReach {
     int32_t least, largest;
 };
-static bool ownStaysWithin16(OwnReach* reach, const int32_t pair[2], int32_t sampleMax)
+static OwnReach ownReachOf(OwnReach from, const int32_t pair[2], int32_t sampleMax)
 {
-    for (int i = 0; i < 2; ++i) (pair[i] < 0 ? reach->least : reach->largest) += pair[i] * sampleMax;
-    return reach->least >= INT16_MIN && reach->largest <= INT16_MAX;
+    for (int i = 0; i < 2; ++i) (pair[i] < 0 ? from.least : from.largest) += pair[i] * sampleMax;
+    return from;
 }
 
 /* Places as they are put down: samples of bytes up to sampleMax; those of 16 bits have none, and are put down as they are.
- * Groups: a new one begins where sums would leave 16 bits. */
+ * With groups a new one begins where the sums, counted from the least that they can be, would leave 16 bits. */
 struct OwnPutting {
     OwnPlaces* places;
     int32_t sampleMax;
     bool inGroups;
-    int nWords; /* of weights; two words go with one place, one with two */
+    int nWords;       /* of weights: two go with one place, one with two */
+    ptrdiff_t header; /* the place where the group is introduced */
     OwnReach reach[2];
 };
 
@@ -356,37 +358,56 @@ static uint32_t ownPairOf(const int32_t pair[2], bool areBytes)
     return areBytes ? ((a & 0xFF) | (b & 0xFF) << 8) * 0x10001u : (a & 0xFFFF) | b << 16;
 }
 
-static void ownPutPlace(OwnPutting& putting, const OwnTap& first, const OwnTap& second, const int32_t weights[2][2])
+static void ownPut(OwnPutting& putting, const OwnTap& first, const OwnTap& second, uint32_t weights, uint32_t others)
 {
     OwnPlaces& places = *putting.places;
-    const auto put = [&](const OwnTap& one, const OwnTap& other) {
-        for (int word = 0; word < putting.nWords; ++word)
-            places.weights[putting.nWords * places.n + word] = ownPairOf(weights[word], putting.sampleMax > 0);
-        places.at[places.n++] = one;
-        if (putting.nWords == 1) places.at[places.n++] = other;
+    places.weights[putting.nWords * places.n] = weights;
+    if (putting.nWords == 2) places.weights[2 * places.n + 1] = others;
+    places.at[places.n++] = first;
+    if (putting.nWords == 1) places.at[places.n++] = second;
+}
+
+/* Brings the group's header up to date for a place that is to come into it, or begins a group. */
+static void ownPrepareGroup(OwnPutting& putting, const int32_t weights[2][2])
+{
+    OwnPlaces& places = *putting.places;
+    const auto leastOf = [](const OwnReach* reach) { return std::min(reach[0].least, reach[1].least); };
+    const auto reaching = [&](OwnReach* reach) {
+        for (int word = 0; word < 2; ++word)
+            reach[word] = ownReachOf(putting.reach[word], weights[word], putting.sampleMax);
+        return std::max(reach[0].largest, reach[1].largest) - leastOf(reach) <= UINT16_MAX;
     };
-    const auto staysWithin16 = [&] {
-        bool stays = true;
-        for (int word = 0; word < putting.nWords; ++word)
-            stays = ownStaysWithin16(&putting.reach[word], weights[word], putting.sampleMax) && stays;
-        return stays;
-    };
-    if (putting.inGroups && !staysWithin16()) {
-        const OwnTap between = {-1, 0, 0, 0};
-        put(between, between);
+    OwnReach reach[2];
+    const bool stays = reaching(reach);
+    if (places.n == 0 || !stays) {
+        const OwnTap header = {-1, 0, 0, 0};
+        putting.header = places.n;
+        ownPut(putting, header, header, 0, 0);
         putting.reach[0] = putting.reach[1] = {};
-        (void)staysWithin16();
+        (void)reaching(reach);
     }
-    put(first, second);
+    places.start += leastOf(reach) - leastOf(putting.reach);
+    places.weights[putting.nWords * putting.header] = (uint32_t)-leastOf(reach);
+    putting.reach[0] = reach[0];
+    putting.reach[1] = reach[1];
+}
+
+static void ownPutPlace(OwnPutting& putting, const OwnTap& first, const OwnTap& second, const int32_t weights[2][2])
+{
+    const bool areBytes = putting.sampleMax > 0;
+    if (putting.inGroups) ownPrepareGroup(putting, weights);
+    ownPut(putting, first, second, ownPairOf(weights[0], areBytes), ownPairOf(weights[1], areBytes));
 }
 
 /* The same; of bytes, whose products in pairs must not leave 16 bits, in two halves where they would. */
 static void ownPutPair(OwnPutting& putting, const OwnTap& first, const OwnTap& second, const int32_t weights[2][2])
 {
-    OwnReach reach[2] = {};
-    if (ownStaysWithin16(&reach[0], weights[0], putting.sampleMax) &&
-        ownStaysWithin16(&reach[1], weights[1], putting.sampleMax))
-        return ownPutPlace(putting, first, second, weights);
+    bool fits = true;
+    for (int word = 0; word < 2; ++word) {
+        const OwnReach reach = ownReachOf({}, weights[word], putting.sampleMax);
+        fits = fits && reach.least >= INT16_MIN && reach.largest <= INT16_MAX;
+    }
+    if (fits) return ownPutPlace(putting, first, second, weights);
     int32_t half[2][2], rest[2][2];
     for (int i = 0; i < 4; ++i) {
         half[i / 2][i % 2] = weights[i / 2][i % 2] / 2;
@@ -399,7 +420,7 @@ static void ownPutPair(OwnPutting& putting, const OwnTap& first, const OwnTap& s
 /* Taps two by two; the place of a missing second tap is that of the first. */
 static void ownPlanPairs(OwnSum* sum, int32_t sampleMax, bool inGroups)
 {
-    OwnPutting putting = {&sum->places, sampleMax, inGroups, 1, {}};
+    OwnPutting putting = {&sum->places, sampleMax, inGroups, 1, 0, {}};
     for (ptrdiff_t k = 0; k < sum->nTaps; k += 2) {
         const bool isLast = k + 1 == sum->nTaps;
         const OwnTap &first = sum->taps[k], &second = sum->taps[isLast ? k : k + 1];
@@ -420,7 +441,7 @@ static int32_t ownWeightAt(const OwnSum& sum, ptrdiff_t k, int32_t column)
 /* Taps two by two as they lie in their rows; taps of a row come with rising columns. */
 static void ownPlanBesides(OwnSum* sum, int32_t sampleMax, bool inGroups)
 {
-    OwnPutting putting = {&sum->besides, sampleMax, inGroups, 2, {}};
+    OwnPutting putting = {&sum->besides, sampleMax, inGroups, 2, 0, {}};
     ptrdiff_t k = 0;
     while (k < sum->nTaps) {
         ptrdiff_t end = k + 1;
@@ -467,12 +488,12 @@ void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMa
         const int32_t most = areBytes ? (forms.from ? 255 : sampleMax) : 0;
         sum->areGroups = areBytes && kind != OWN_SUM_16;
         sum->arePairs = !sum->areGroups;
-        sum->start = (int32_t)(total * (uint32_t)forms.from);
+        sum->places.start = sum->besides.start = (int32_t)(total * (uint32_t)forms.from);
         ownPlanPairs(sum, most, sum->areGroups);
         ownPlanBesides(sum, most, sum->areGroups);
     } else if (forms.widened && isShort) {
         sum->run = forms.widened;
-        sum->start = (int32_t)(total * (uint32_t)(depth == VEK_DEPTH_8S ? -128 : 0));
+        sum->places.start = (int32_t)(total * (uint32_t)(depth == VEK_DEPTH_8S ? -128 : 0));
         ownPlanPairs(sum, 0, false);
     } else {
         sum->run = forms.wide;
@@ -488,6 +509,7 @@ struct OwnTaking {
     const uint8_t** at;
     const uint32_t* weights;
     ptrdiff_t nPlaces;
+    int32_t start;
 };
 
 /* Words for a vector of samples: six, or with 16-bit ones that are flipped eight, for two taps that are brought side by
@@ -498,7 +520,8 @@ static OwnTaking ownTake(const OwnSum& sum, const uint8_t* const* rows, const Ow
     const bool beside = sum.besides.n && row.step == 1 && 4 * sum.besides.n <= 3 * sum.places.n;
     const OwnPlaces& places = beside ? sum.besides : sum.places;
     const ptrdiff_t bytes = std::max(ownSampleBits(sum.depth) >> 3, 1) * row.step;
-    OwnTaking taking = {beside ? &forms.along : &forms.pairs, (const uint8_t**)pointers, places.weights, places.n};
+    OwnTaking taking = {beside ? &forms.along : &forms.pairs, (const uint8_t**)pointers, places.weights, places.n,
+                        places.start};
     for (ptrdiff_t k = 0; k < places.n; ++k)
         taking.at[k] = places.at[k].row < 0 ? nullptr : rows[places.at[k].row] + places.at[k].column * bytes;
     return taking;
@@ -508,7 +531,7 @@ void ownSumRow(const OwnSum& sum, const uint8_t* const* rows, const OwnWindowRow
 {
     const OwnTaking taking = ownTake(sum, rows, row, pointers);
     OwnSumRun* run = sum.arePairs ? taking.forms->sums : sum.areGroups ? taking.forms->groups : sum.run;
-    run(sums, taking.at, taking.weights, taking.nPlaces, sum.start, row.n);
+    run(sums, taking.at, taking.weights, taking.nPlaces, taking.start, row.n);
 }
 
 void ownSumRowToSamples(const OwnSum& sum, const uint8_t* const* rows, const OwnWindowRow& row, void* out,
@@ -516,7 +539,7 @@ void ownSumRowToSamples(const OwnSum& sum, const uint8_t* const* rows, const Own
 {
     const OwnTaking taking = ownTake(sum, rows, row, pointers);
     OwnSumToSamples* run = end.bias || end.last ? taking.forms->rounded : taking.forms->shifted;
-    run(out, taking.at, taking.weights, taking.nPlaces, sum.start, end, row.n);
+    run(out, taking.at, taking.weights, taking.nPlaces, taking.start, end, row.n);
 }
 
 /* ---- Sums to samples --------------------------------------------------------------------------------------------- */

@@ -38,8 +38,9 @@ typedef void OwnSumToSamples(void* samples, const uint8_t* const* at, const uint
  * whose place is that of the first, with two words of weights. */
 struct OwnPlaces {
     ptrdiff_t n;
-    OwnTap* at; /* row -1: between two groups */
+    OwnTap* at; /* row -1: a group follows, whose sums begin with the weight that stands here */
     uint32_t* weights;
+    int32_t start; /* of sums, beside those */
 };
 
 /* One weighted sum of samples of a depth. Taps whose weight is 0 are left out by its maker, and come row by row. */
@@ -49,7 +50,6 @@ struct OwnSum {
     bool arePairs;  /* taps are multiplied two by two: then ownSumRowToSamples serves */
     bool areGroups; /* so are they, in groups whose sums have 16 bits and make one of 32 */
     OwnSumRun* run; /* otherwise */
-    int32_t start;
     ptrdiff_t nTaps;
     OwnTap* taps;
     OwnPlaces places, besides; /* besides: side by side; none where that is no use */
