@@ -679,8 +679,10 @@ struct OwnWindowRow {
     ptrdiff_t lineSamples; /* n + (left + right) * step, and at least OWN_LINE_SPARE more; a multiple of 64 */
     bool first;            /* the call before was not for the row above: running sums begin anew */
     bool isFull;           /* all lines of the window have come: out is wanted */
-    uint8_t* scratch;      /* the stage's own, aligned to 64 bytes, kept from row to row */
-    const void* k;         /* the window's */
+    int32_t nRows;         /* of results: 1, or 2 from one line more, the second outStep bytes behind the first */
+    ptrdiff_t outStep;
+    uint8_t* scratch; /* the stage's own, aligned to 64 bytes, kept from row to row */
+    const void* k;    /* the window's */
 };
 
 /* A row stage: one row of results from the lines of the window. rows[0] to rows[top + bottom] are the lines from top to
@@ -698,6 +700,7 @@ struct OwnWindow {
     OwnWindowStage* stage;
     const void* k;
     int64_t scratchBytes, scratchPerSample; /* the stage's scratch: so much, and so much for each of lineSamples */
+    bool inTwos;                            /* two rows of results at once, as long as there are two */
     bool oneByOne; /* each line comes as it is read, as rows[0] alone, even before the window is full */
     bool asBits;   /* 1-bit lines and results stay bits, from the top bit of the first byte on */
 };

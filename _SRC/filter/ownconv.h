@@ -37,6 +37,7 @@ bool ownPlanConv(OwnConvPlan* plan, uint32_t depth, const OwnConvSource* source,
                  int32_t combineMethod);
 
 /* The row stage; k is the plan. Its scratch: pointerBytes, and 3 OWN_SUM_BYTES for each sample. */
+bool ownConvInTwos(const OwnConvPlan& plan); /* as the window wants to know */
 void ownConvStage(void* out, const uint8_t* const* rows, const OwnWindowRow& row);
 
 #endif

@@ -169,12 +169,18 @@ static void ownConvSquares(void* out, const uint8_t* const* rows, const OwnWindo
 
 /* ---- The stage --------------------------------------------------------------------------------------------------- */
 
+/* Whether there is one kernel, whose sums are not squared. */
+static bool ownIsPlain(const OwnConvPlan& plan)
+{
+    return plan.nKernels == 1 && plan.combineMethod != COMBINE_SQUARES && plan.combineMethod != COMBINE_ROOT_OF_SQUARES;
+}
+
 static void ownConvOne(void* out, const uint8_t* const* rows, const OwnWindowRow& asked, const OwnConvPlan& plan)
 {
     const OwnWindowRow row = ownWholeBlocks(asked);
     uint8_t *pointers = row.scratch, *sums = pointers + plan.pointerBytes;
     const OwnSum& sum = plan.kernel[0].sum;
-    const bool isPlain = plan.combineMethod != COMBINE_SQUARES && plan.combineMethod != COMBINE_ROOT_OF_SQUARES;
+    const bool isPlain = ownIsPlain(plan);
     const int shift = std::min(plan.kernel[0].shift, sum.kind == OWN_SUM_16 ? 15 : 31);
     if (sum.arePairs && (isPlain || shift)) return ownSumRowToSamples(sum, rows, asked, out, {0, 0, shift}, pointers);
     if (plan.depth == VEK_DEPTH_32F && isPlain) return ownSumRow(sum, rows, asked, out, pointers);
@@ -203,10 +209,16 @@ static void ownConvMany(void* out, const uint8_t* const* rows, const OwnWindowRo
     ownSumsToSamples(out, merged, plan.floatMerge ? OWN_SUM_FLOAT : OWN_SUM_32, 0, plan.depth, asked.n);
 }
 
+bool ownConvInTwos(const OwnConvPlan& plan)
+{
+    return plan.depth == VEK_DEPTH_32F && ownIsPlain(plan) && plan.kernel[0].sum.nDense > 0;
+}
+
 void ownConvStage(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
 {
     const OwnConvPlan& plan = *(const OwnConvPlan*)row.k;
-    if (plan.nKernels == 1) ownConvOne(out, rows, row, plan);
+    if (row.nRows == 2) ownSumTwoRows(plan.kernel[0].sum, rows, row, out);
+    else if (plan.nKernels == 1) ownConvOne(out, rows, row, plan);
     else if (ownIsSquares(plan)) ownConvSquares(out, rows, row, plan);
     else ownConvMany(out, rows, row, plan);
 }

@@ -269,6 +269,41 @@ template <>
     });
 }
 
+/* Adds to a row of sums, or to two, what a line gives them: `count` taps that lie `apart` samples apart. */
+template <int vectors, class... Sum>
+static inline void ownAddTaps(const float* line, ptrdiff_t apart, int32_t count, const Sum&... sum)
+{
+    for (int32_t c = 0; c < count; ++c, line += apart)
+        for (int j = 0; j < vectors; ++j) {
+            const OwnVec<float> x = ownKeep(ownLoad<float>(line + j * OwnVec<float>::lanes));
+            ((sum.s[j] = ownMulAddOnce(x, ownSet(sum.weights[c]), sum.s[j])), ...);
+        }
+}
+
+/* Two rows of sums together, so that a vector of samples is loaded once for both. Each has its taps in their order. */
+struct OwnRowOfTwo {
+    OwnVec<float>* s;
+    const float* weights;
+};
+[[gnu::flatten]] static void ownSumTwo(float* out, float* second, const uint8_t* const* rows, const float* weights,
+                                       int32_t nRows, int32_t nCols, ptrdiff_t apart, ptrdiff_t offset, ptrdiff_t n)
+{
+    constexpr ptrdiff_t lanes = OwnVec<float>::lanes;
+    ownEachBlock<4, 64 / OWN_VEC_BYTES>(lanes, n, [=](ptrdiff_t i, auto vectors) {
+        OwnVec<float> s[vectors] = {}, t[vectors] = {};
+        const auto line = [=](int32_t y) { return (const float*)rows[y] + offset + i; };
+        const auto row = [=](int32_t y) { return weights + y * (ptrdiff_t)nCols; };
+        ownAddTaps<vectors>(line(0), apart, nCols, OwnRowOfTwo{s, row(0)});
+        for (int32_t y = 1; y < nRows; ++y)
+            ownAddTaps<vectors>(line(y), apart, nCols, OwnRowOfTwo{s, row(y)}, OwnRowOfTwo{t, row(y - 1)});
+        ownAddTaps<vectors>(line(nRows), apart, nCols, OwnRowOfTwo{t, row(nRows - 1)});
+        for (int j = 0; j < vectors; ++j) {
+            ownStore(out + i + j * lanes, s[j]);
+            ownStore(second + i + j * lanes, t[j]);
+        }
+    });
+}
+
 /* What a row of pairs can be taken by: its sums, or samples at once, with and without a bias; sums of groups. */
 struct OwnPairForms {
     OwnSumRun* sums;
@@ -470,6 +505,18 @@ static void ownPlanSingles(OwnSum* sum, bool areReal)
     sum->places.n = sum->nTaps;
 }
 
+/* The taps of a row, if all rows have the same, without gaps. */
+static int32_t ownDenseTaps(const OwnSum& sum)
+{
+    if (sum.nTaps == 0) return 0;
+    const OwnTap &first = sum.taps[0], &last = sum.taps[sum.nTaps - 1];
+    const int64_t nCols = (int64_t)last.column - first.column + 1, nRows = (int64_t)last.row - first.row + 1;
+    if (nCols < 1 || nCols * nRows != sum.nTaps) return 0;
+    for (ptrdiff_t k = 0; k < sum.nTaps; ++k)
+        if (sum.taps[k].row != first.row + k / nCols || sum.taps[k].column != first.column + k % nCols) return 0;
+    return (int32_t)nCols;
+}
+
 void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMax)
 {
     const OwnSumForms& forms = ownSumForms[ownSlot(depth)];
@@ -483,6 +530,7 @@ void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMa
         sum->kind = OWN_SUM_FLOAT;
         sum->run = forms.real;
         ownPlanSingles(sum, true);
+        sum->nDense = ownDenseTaps(*sum);
     } else if (forms.pairs.sums && (areBytes ? isNarrow : isShort)) {
         /* A flipped sample goes up to 255. */
         const int32_t most = areBytes ? (forms.from ? 255 : sampleMax) : 0;
@@ -540,6 +588,13 @@ void ownSumRowToSamples(const OwnSum& sum, const uint8_t* const* rows, const Own
     const OwnTaking taking = ownTake(sum, rows, row, pointers);
     OwnSumToSamples* run = end.bias || end.last ? taking.forms->rounded : taking.forms->shifted;
     run(out, taking.at, taking.weights, taking.nPlaces, taking.start, end, row.n);
+}
+
+void ownSumTwoRows(const OwnSum& sum, const uint8_t* const* rows, const OwnWindowRow& row, void* sums)
+{
+    const OwnTap& first = sum.taps[0];
+    ownSumTwo((float*)sums, (float*)((uint8_t*)sums + row.outStep), rows + first.row, (const float*)sum.places.weights,
+              (int32_t)(sum.nTaps / sum.nDense), sum.nDense, row.step, first.column * row.step, row.n);
 }
 
 /* ---- Sums to samples --------------------------------------------------------------------------------------------- */

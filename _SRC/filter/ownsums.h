@@ -53,6 +53,7 @@ struct OwnSum {
     ptrdiff_t nTaps;
     OwnTap* taps;
     OwnPlaces places, besides; /* besides: side by side; none where that is no use */
+    int32_t nDense;            /* the taps of a row where each row has all of them; otherwise 0 */
 };
 
 /* The row with its samples rounded up to whole blocks of that order: steps on single sums take all of a block. */
@@ -92,6 +93,9 @@ void ownSumRowToSamples(const OwnSum& sum, const uint8_t* const* rows, const Own
 
 /* A row of sums from the lines of a window. Those of 32F are written in units of OWN_OUT_UNIT, others in whole blocks. */
 void ownSumRow(const OwnSum& sum, const uint8_t* const* rows, const OwnWindowRow& row, void* sums, uint8_t* pointers);
+
+/* Two rows of a dense sum of 32F, from one line more, the second outStep bytes behind the first. */
+void ownSumTwoRows(const OwnSum& sum, const uint8_t* const* rows, const OwnWindowRow& row, void* sums);
 
 /* Sums to samples of a depth: integers shifted right, by their sign, floats rounded to nearest-even, and held to its range;
  * 32F as they are. Writes whole vectors. */

@@ -110,6 +110,7 @@ static void ownConvolve(const OwnFace& face, const VekImage* srcImage, const Vek
     window.borderConst = borderConst;
     window.stage = ownConvStage;
     window.k = &plan;
+    window.inTwos = ownConvInTwos(plan);
     window.scratchBytes = plan.pointerBytes;
     window.scratchPerSample = 3 * OWN_SUM_BYTES;
     const OwnWindowEnd end = ownWindow(window);

@@ -127,7 +127,7 @@ static bool ownTakeScratch(OwnWork& work)
     const int64_t mostPixels = window.dstImage->tileInfo ? std::min(work.width, window.dstImage->tileInfo->width)
                                                          : work.width;
     work.nLines = (int64_t)window.top + window.bottom + 1;
-    work.nKept = window.oneByOne ? 1 : work.nLines;
+    work.nKept = window.oneByOne ? 1 : work.nLines + window.inTwos;
     const int64_t end = work.y + work.height + window.bottom;
     work.nBelow = work.inPlace ? std::max<int64_t>(end - work.source->height, 0) : 0;
 
@@ -341,7 +341,7 @@ static void ownRunPass(const OwnWork& work, const OwnWindowPatch& patch, int32_t
         else if (plain.serves && y >= 0 && y < work.source->height) ownFetchPlain(work, plain, y, line);
         else ownFetchLine(work, patch, pass, above + i, line);
     };
-    OwnWindowRow row = {n, work.step, work.lineSamples, true, false, work.scratch, window.k};
+    OwnWindowRow row = {n, work.step, work.lineSamples, true, false, 1, 0, work.scratch, window.k};
     for (int64_t i = 0; i < work.nLines - 1; ++i) {
         fetch(i);
         if (!window.oneByOne) continue;
@@ -351,15 +351,20 @@ static void ownRunPass(const OwnWork& work, const OwnWindowPatch& patch, int32_t
 
     row.isFull = true;
     uint8_t* straight = ownStraight(work, patch, pass);
-    for (int32_t y = 0; y < patch.height; ++y, row.first = false) {
-        fetch(y + work.nLines - 1);
+    row.outStep = straight ? patch.dst.widthStep : work.outBytes;
+    for (int32_t y = 0; y < patch.height; y += row.nRows, row.first = false) {
+        row.nRows = window.inTwos && y + 1 < patch.height ? 2 : 1;
+        for (int32_t i = 0; i < row.nRows; ++i) fetch(y + i + work.nLines - 1);
         const int32_t place = y % OWN_ROWS_TOGETHER;
-        uint8_t* out = straight ? straight + y * (ptrdiff_t)patch.dst.widthStep : work.out + place * work.outBytes;
-        window.stage(out, work.rows + newest + 1, row);
+        uint8_t* out = straight ? straight + y * row.outStep : work.out + place * row.outStep;
+        const int64_t nNeeded = window.oneByOne ? 1 : work.nLines + row.nRows - 1;
+        window.stage(out, work.rows + newest + 1 + work.nKept - nNeeded, row);
         if (straight) continue;
-        if (work.sampleBits == 1 && work.lineSampleBytes) ownBytesToBits(out, n);
-        if (place == OWN_ROWS_TOGETHER - 1 || y == patch.height - 1)
-            ownStoreRows(work, patch, pass, y - place, place + 1);
+        const int32_t last = place + row.nRows - 1;
+        for (int32_t i = place; i <= last && work.sampleBits == 1 && work.lineSampleBytes; ++i)
+            ownBytesToBits(work.out + i * work.outBytes, n);
+        if (last == OWN_ROWS_TOGETHER - 1 || y + row.nRows == patch.height)
+            ownStoreRows(work, patch, pass, y - place, last + 1);
     }
 }
 
