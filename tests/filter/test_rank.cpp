@@ -24,8 +24,10 @@ static std::unique_ptr<TestImage> drawImage(ImageSpec spec, Random& random, bool
     const int few = draw(random, 0, 2); /* as they are, a few values, or rarely anything but 0 */
     for (size_t i = 0; few && i < image->block.bytes; ++i)
         image->block.data[i] &= few == 1 ? 0x83 : (uint8_t)(random() & random() & random());
+    const int mode = draw(random, 0, 7); /* on all sides, or one on each */
     for (int side = 0; side < 4; ++side)
-        vekSetBorderMode(&image->image, draw(random, 0, 3), 1 << side, draw(random, 0, 1) ? (int)random() : 100);
+        vekSetBorderMode(&image->image, mode < 4 ? mode : draw(random, 0, 3), 1 << side,
+                         draw(random, 0, 1) ? (int)random() : 100);
     if (draw(random, 0, 2)) drawRegion(*image, random, 0);
     if (draw(random, 0, 3) == 0) image->setMask(drawMask(image->image, random));
     return image;
@@ -121,6 +123,27 @@ TEST(RankFilters, medianOfLargeWindows)
             pair.srcBytes = pair.src->bytes();
             pair.expected = pair.other->bytes();
             runRank(rankFilters[2], pair, w);
+        }
+}
+
+/* Windows that go far beyond the image see all of it; no more is fetched than their samples can differ in. */
+TEST(RankFilters, extremaOfEndlessWindows)
+{
+    for (const int mode : {VEK_BORDER_FIXED, VEK_BORDER_EDGE, VEK_BORDER_MIRROR, VEK_BORDER_WRAP})
+        for (const bool largest : {false, true}) {
+            SCOPED_TRACE("mode " + std::to_string(mode) + (largest ? " largest" : " smallest"));
+            Random random(1);
+            TestImage src(ImageSpec{}, random), dst(ImageSpec{}, random);
+            vekSetBorderMode(&src.image, mode, 15, largest ? 255 : 0);
+            std::vector<int64_t> samples;
+            for (int32_t i = 0; i < 256; ++i)
+                samples.push_back(getSample(src.image, src.block.data, i % 16, i / 16, 0));
+            if (mode == VEK_BORDER_FIXED) samples.push_back(largest ? 255 : 0);
+            const int64_t expected = rankOf(samples, largest ? samples.size() : 1);
+            const int32_t far = INT32_MAX;
+            (largest ? vekMaxFilter : vekMinFilter)(&src.image, &dst.image, far, far, far / 2, far / 2);
+            for (int32_t i = 0; i < 256; ++i)
+                ASSERT_EQ(getSample(dst.image, dst.block.data, i % 16, i / 16, 0), expected) << i;
         }
 }
 
