@@ -74,8 +74,11 @@ static bool ownPlanFew(OwnFewBytes* few, int32_t width, ptrdiff_t step)
  * front of each are zeros. */
 struct OwnByteSums {
     int16_t* sums[2];
-    const int16_t* at(ptrdiff_t place) const { return sums[place & 1] + (place >> 1); }
 };
+static const int16_t* ownSumAt(const OwnByteSums& running, ptrdiff_t place)
+{
+    return running.sums[place & 1] + (place >> 1);
+}
 enum { OWN_BYTE_ZEROS = 64 };
 
 /* Twice the samples at even, at odd places, or both. */
@@ -175,8 +178,8 @@ static void ownMeansByRunning(void* out, const uint8_t* line, const OwnMean8Stat
         for (int16_t* sums : running.sums) memset(sums - OWN_BYTE_ZEROS, 0, OWN_BYTE_ZEROS * sizeof(int16_t));
     ownRunBytes<step, T>(running, line, whole + reach + 1);
 
-    const int16_t *even = running.at(reach), *evenLess = running.at(-step), *odd = running.at(reach + 1),
-                  *oddLess = running.at(1 - step);
+    const int16_t *even = ownSumAt(running, reach), *evenLess = ownSumAt(running, -step),
+                  *odd = ownSumAt(running, reach + 1), *oddLess = ownSumAt(running, 1 - step);
     const auto sums = [=](ptrdiff_t i) {
         return OwnPair<int16_t>{ownLoad<int16_t>(even + i / 2) - ownLoad<int16_t>(evenLess + i / 2),
                                 ownLoad<int16_t>(odd + i / 2) - ownLoad<int16_t>(oddLess + i / 2)};

@@ -1,7 +1,8 @@
 /* vekblur: the mean of a window: with s the sum of its n samples and r = 1 / n in double, s r, to the nearest integer, ties
  * to even.
  *
- * Each row is summed along itself once. Integers: these sums are kept in a ring, and each column's sum is kept up by adding
+ * Each row is summed along itself once. Bytes have a stage of their own, in ownmean8, but for windows too large for it.
+ * Integers: these sums are kept in a ring, and each column's sum is kept up by adding
  * the row that enters the window and subtracting the one that leaves it. Floats: nothing is subtracted, which would carry
  * an infinity, or what was lost by rounding, from window to window. Rows are taken in blocks as high as the window, so
  * that each window is the end of a block and the begin of the next. */
