@@ -140,13 +140,20 @@ static inline int ownSlot(uint32_t depth)
 
 static inline int ownSampleBits(uint32_t depth) { return (int)(depth & ~VEK_DEPTH_SIGN); }
 
-/* Bytes of a row of `width` pixels, rounded up to the header's align. */
+/* Bits of a row of `width` pixels. Of a row far longer than a header can say, which no product would hold: 4 GB. */
+static inline int64_t ownRowBits(const VekImage* image, int64_t width)
+{
+    constexpr int64_t most = (int64_t)1 << 35;
+    const int64_t pixelBits = (int64_t)ownSampleBits(image->depth) *
+                              (image->dataOrder == VEK_DATA_ORDER_PIXEL ? image->nChannels : 1);
+    return pixelBits > UINT32_MAX && width > most / pixelBits ? most : width * pixelBits;
+}
+
+/* The same in bytes, rounded up to the header's align. */
 static inline int64_t ownRowBytes(const VekImage* image, int64_t width)
 {
-    const int64_t bits = width * ownSampleBits(image->depth) *
-                         (image->dataOrder == VEK_DATA_ORDER_PIXEL ? image->nChannels : 1);
     const int64_t unit = 8 * (int64_t)image->align;
-    return (bits + unit - 1) / unit * image->align;
+    return (ownRowBits(image, width) + unit - 1) / unit * image->align;
 }
 
 /* Rows of all planes of an image `height` pixels high. */

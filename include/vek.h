@@ -450,7 +450,8 @@ VEK_API void vekSquare(const VekImage* srcImage, VekImage* dstImage);
 
 /* vekAbs: dst = |src|, not clamped: the lowest value of a signed depth stays itself. Unsigned depths: a copy.
  *   srcImage, dstImage  same depth and data order; may be the same image. A coi above 0 on an image of several channels
- *            needs one on the other image too, unless that has a single channel
+ *            needs one on the other image too, which then has several channels as well. Where only one image has alpha the
+ *            counts are not compared, and the smaller one is processed
  *   depths   1U 8U 8S 16U 16S 32S
  *   writes   [W]
  *   tiles    the callback must clear tileData on VEK_TILE_RELEASE

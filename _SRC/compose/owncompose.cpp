@@ -12,13 +12,15 @@ OwnAlpha ownImageAlpha(OwnGroup* group, const VekImage* image)
     return {true, ownGroupAdd(group, image, VEK_TILE_READ), std::max(image->alphaChannel - 1, 0), 0};
 }
 
-/* The AND of two masks in a third; false when that failed, which has been reported. A status from before the call is no
- * failure of it, and is there again afterwards. */
-static bool ownAndMask(const VekImage* a, const VekImage* b, VekImage* merged)
+/* The AND of two masks in a third, whatever their own masks say; false when that failed, which has been reported. A status
+ * from before the call is no failure of it, and is there again afterwards. */
+static bool ownAndMask(const VekImage* maskA, const VekImage* maskB, VekImage* merged)
 {
     const VekStatus before = vekGetErrStatus();
+    VekImage a = *maskA, b = *maskB;
+    a.maskROI = b.maskROI = nullptr;
     vekSetErrStatus(VEK_StatusOk);
-    vekAnd(a, b, merged);
+    vekAnd(&a, &b, merged);
     if (vekGetErrStatus() != VEK_StatusOk) return false;
     vekSetErrStatus(before);
     return true;

@@ -84,14 +84,14 @@ template <class T> struct alignas(64) OwnBlendPass {
     OwnChannels to, fromA, fromB;
     OwnPlace alphaDst;
     bool hasB, hasMask;
-    bool isAlphaDstFourth;   /* the last channel of pixels of four */
-    bool isWhole;            /* pixels are taken whole, */
-    int step;                /* of so many samples; 1 otherwise */
-    bool isSpared;           /* not all of these take part */
-    bool isFourth;           /* whole pixels of four, of which each alpha is the last, or constant */
-    bool isStraight;         /* nothing goes through scratch */
-    ptrdiff_t nAtOnce;       /* pixels of a run, at most */
-    int32_t nColumns, nRows; /* the block, or one row of all of its pixels */
+    bool isAlphaDstFourth;     /* the last channel of pixels of four */
+    bool isWhole;              /* pixels are taken whole, */
+    int step;                  /* of so many samples; 1 otherwise */
+    bool isSpared;             /* not all of these take part */
+    bool isFourth;             /* whole pixels of four, of which each alpha is the last, or constant */
+    bool isStraight;           /* nothing goes through scratch */
+    ptrdiff_t nAtOnce;         /* pixels of a run, at most */
+    ptrdiff_t nColumns, nRows; /* the block, or one row of all of its pixels */
 };
 
 template <class T> static void ownBeginAlpha(const OwnGroup& group, const OwnAlpha& alpha, OwnAlphaRuns<T>& runs)

@@ -24,7 +24,8 @@ static OwnView ownViewOf(const VekImage* image, const VekROI* roi)
 
     const int64_t pixelBits = (int64_t)view.sampleBits * view.pixelStep;
     const int64_t rowBits = (int64_t)image->widthStep * 8;
-    const int32_t rowPixels = image->width * pixelBits <= rowBits ? image->width : (int32_t)(rowBits / pixelBits);
+    const bool holdsAll = ownRowBits(image, image->width) <= rowBits;
+    const int32_t rowPixels = holdsAll ? image->width : (int32_t)(rowBits / pixelBits);
     view.width = ownClip(x, roi ? roi->width : image->width, rowPixels);
     if (view.width < 1 || view.height < 1) view.width = view.height = 0;
 

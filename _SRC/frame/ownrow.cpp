@@ -17,6 +17,9 @@
 
 /* ---- Scratch ------------------------------------------------------------------------------------------------- */
 
+/* Samples of the largest pixel that is turned as a whole: a chunk holds some of them. */
+enum { OWN_MOST_TURNED = OWN_CHUNK_BYTES / 16 };
+
 /* What one chunk of a row needs, on the stack: operands and result in the first-level cache, and write bits. */
 struct alignas(64) OwnScratch {
     uint8_t in[2][OWN_CHUNK_BYTES];
@@ -380,7 +383,8 @@ static bool ownRunRows(OwnPass pass, ptrdiff_t height)
 
 static bool ownWhole(const VekImage* image)
 {
-    if (image->alphaChannel || image->imageSize != ownRowCount(image, image->height) * image->widthStep) return false;
+    const int64_t nRows = ownRowCount(image, image->height);
+    if (image->alphaChannel || nRows > INT32_MAX || image->imageSize != nRows * image->widthStep) return false;
     const VekROI* roi = image->roi;
     return !roi || (roi->xOffset == 0 && roi->yOffset == 0 && roi->width >= image->width &&
                     roi->height >= image->height && (roi->coi == 0 || (roi->coi == 1 && image->nChannels == 1)));
@@ -498,7 +502,8 @@ static bool ownTakeViews(const OwnPoint& point, const OwnView view[], const OwnV
         return true;
     }
     const int step = std::abs(view[0].pixelStep);
-    const bool wholeRows = !mask && point.channels[0].count == step;
+    const bool wholeRows = !mask && point.channels[0].count == step &&
+                           (view[0].pixelStep > 0 || step <= OWN_MOST_TURNED);
     if (ownLaidAlike(point, view) && (wholeRows || step <= OWN_WIDE_STEP))
         return ownTakePixels(point, view, pass, width, height);
     return ownTakeChannels(point, view, pass, width, height);

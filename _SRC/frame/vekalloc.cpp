@@ -116,8 +116,6 @@ VekStatus vekCheckImageHeader(const VekImage* image)
 /* Bytes of a row `width` pixels wide, of an image whose fields are sound; 0 when a header can't hold them. */
 static int32_t ownHeldRowBytes(const VekImage* image, int32_t width)
 {
-    const int64_t nSamples = image->dataOrder == VEK_DATA_ORDER_PIXEL ? image->nChannels : 1;
-    if (nSamples * ownSampleBits(image->depth) > 8 * (int64_t)INT32_MAX / width) return 0;
     const int64_t rowBytes = ownRowBytes(image, width);
     return rowBytes > INT32_MAX ? 0 : (int32_t)rowBytes;
 }

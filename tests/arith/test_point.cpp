@@ -200,6 +200,28 @@ TEST(PointOperations, stayWithinTheRowsOfAnyHeader)
     }
 }
 
+/* Pixels far longer than their rows, so long that a row's bits are no 64-bit number: there is nothing to process. */
+TEST(PointOperations, findNoPixelThatItsRowCannotHold)
+{
+    for (const PointOperation& op : pointOperations())
+        for (int slot = OWN_8U; slot < OWN_DEPTHS; ++slot) {
+            if (!(op.slots >> slot & 1)) continue;
+            Random random(3);
+            ImageSpec spec;
+            spec.depth = slotDepths[slot];
+            TestImage a(spec, random), b(spec, random), dst(spec, random);
+            for (TestImage* test : {&a, &b, &dst}) {
+                test->image.nChannels = test->image.width = 1 << 30;
+                test->image.imageSize = 1; /* no block to be taken whole */
+            }
+            const std::vector<uint8_t> before = dst.bytes();
+            Recorder recorder;
+            op.call(&a.image, &b.image, &dst.image);
+            ASSERT_EQ(recorder.text(), "") << op.name;
+            ASSERT_EQ(dst.bytes(), before) << op.name << " slot " << slot;
+        }
+}
+
 /* An imageSize beyond the rows is not believed, although the images agree in it. */
 TEST(PointOperations, doNotTrustImageSize)
 {

@@ -438,6 +438,22 @@ TEST(Compose, MissingTiles)
         }
 }
 
+/* A mask's own mask plays no part, also where masks are merged. */
+TEST(Compose, MasksOfMasks)
+{
+    std::vector<uint8_t> result[2];
+    for (const bool isMasked : {false, true}) {
+        Random random(4);
+        TestImage a(ImageSpec(), random), d(ImageSpec(), random);
+        a.setMask(drawMask(random, 16, 16));
+        d.setMask(drawMask(random, 16, 16));
+        if (isMasked) a.mask->setMask(drawMask(random, 16, 16));
+        vekMultiplySScale(&a.image, &d.image, 77);
+        result[isMasked] = d.bytes();
+    }
+    EXPECT_EQ(result[0], result[1]);
+}
+
 /* Each allocation fails in turn: the stated report, nothing kept, no pixel of the failing block changed. */
 TEST(Compose, ShortMemory)
 {

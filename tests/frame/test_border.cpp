@@ -166,6 +166,12 @@ TEST(Borders, refuseWhatCannotBeFetched)
         bad.*field = 3;
         EXPECT_FALSE(vekCopyRectBordered(&bad, 0, 0, 4, 4, &rowBytes));
     }
+    VekImage wide = test.image;
+    wide.nChannels = 1 << 30;
+    for (const uint32_t depth : {VEK_DEPTH_8U, VEK_DEPTH_16U, VEK_DEPTH_32S}) {
+        wide.depth = depth;
+        EXPECT_FALSE(vekCopyRectBordered(&wide, 0, 0, 1 << 30, 1, &rowBytes)); /* no 64-bit number of bits */
+    }
     heapFailAfter(0);
     EXPECT_FALSE(vekCopyRectBordered(&test.image, 0, 0, 4, 4, &rowBytes));
     heapFailAfter(-1);

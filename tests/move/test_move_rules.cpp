@@ -352,6 +352,24 @@ TEST(MoveGates, masksOfMasksPlayNoPart)
     EXPECT_EQ(images.dst.bytes(), images.src.bytes());
 }
 
+/* Pixels that are larger than the scratch in which rows are turned. */
+TEST(MoveGates, mirrorsPixelsOfAnySize)
+{
+    for (const uint32_t depth : {VEK_DEPTH_8U, VEK_DEPTH_32S})
+        for (const int32_t nChannels : {256, 257, 5000})
+            for (const int32_t flipAxis : {0, 1, -1}) {
+                Images images(depth, depth, nChannels, nChannels);
+                vekMirror(images.a, images.b, flipAxis);
+                for (int32_t y = 0; y < 16; ++y)
+                    for (int32_t x = 0; x < 16; ++x)
+                        for (int32_t c = 0; c < nChannels; c += 255)
+                            ASSERT_EQ(images.dst.get(x, y, c),
+                                      images.src.get(flipAxis ? 15 - x : x, flipAxis != 1 ? 15 - y : y, c));
+                vekMirror(images.a, images.a, flipAxis);
+                ASSERT_EQ(images.src.bytes(), images.dst.bytes());
+            }
+}
+
 /* Both images tiled 8 by 8 and 16 by 8, a rectangle of 13 by 10 from (5, 5) and (0, 0): each piece opens what it needs. */
 struct Tiled : Images {
     Tiled(uint32_t srcDepth, uint32_t dstDepth)
