@@ -8,6 +8,14 @@ bool ownPixelRect(const VekImage* image, OwnRect* rect)
     return rect->left <= rect->right;
 }
 
+const VekImage* ownHeldToRows(const VekImage* image, VekImage* held)
+{
+    if (image->tileInfo) return image;
+    *held = *image;
+    held->width = ownWholeView(image).width;
+    return held->width > 0 ? held : nullptr;
+}
+
 /* As many pixels as a rectangle has, from (x, y) of the image on, or of a block that is laid out like one. */
 static OwnView ownViewAt(const VekImage* image, const OwnRect& rect, int32_t x, int32_t y)
 {

@@ -10,6 +10,10 @@
 /* The region's rectangle, less what the rows of an image without tiles are too short for. */
 bool ownPixelRect(const VekImage* image, OwnRect* rect);
 
+/* An image as far as its rows reach: where they are too short for its width, a private header of what they hold. Null when
+ * they hold no pixel. */
+const VekImage* ownHeldToRows(const VekImage* image, VekImage* held);
+
 /* What the operation says when a tile's callback delivers nothing. */
 struct OwnTileTexts {
     VekStatus srcStatus;

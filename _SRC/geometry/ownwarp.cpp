@@ -164,6 +164,9 @@ void ownWarpToQuad(const OwnFace& face, const VekImage* srcImage, const VekImage
                    int32_t interpolate, OwnWarpKind kind)
 {
     OwnWarpJob job = {};
+    VekImage held;
+    srcImage = ownHeldToRows(srcImage, &held);
+    if (!srcImage) return;
     if (!ownRoiRect(srcImage, &job.srcRect)) return;
     const OwnRect region = {0, 0, job.srcRect.right - job.srcRect.left, job.srcRect.bottom - job.srcRect.top};
     OWN_REFUSE_TEXT_IF(region.right < 1 || region.bottom < 1, "srcImage Rectangle ROI is degenerate to length or point");
@@ -214,6 +217,9 @@ void ownWarpFromQuad(const OwnFace& face, const VekImage* srcImage, const VekIma
                      int32_t interpolate, OwnWarpKind kind)
 {
     OwnWarpJob job = {};
+    VekImage held;
+    srcImage = ownHeldToRows(srcImage, &held);
+    if (!srcImage) return;
     if (!ownRoiRect(dstImage, &job.dstRect)) return;
     const OwnRect region = {0, 0, job.dstRect.right - job.dstRect.left, job.dstRect.bottom - job.dstRect.top};
     OWN_REFUSE_TEXT_IF(region.right < 1 || region.bottom < 1, "dstImage Rectangle ROI is degenerate to length or point");

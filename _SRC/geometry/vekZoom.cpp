@@ -121,6 +121,9 @@ bool ownResample(const OwnFace& face, const VekImage* srcImage, VekImage* dstIma
     if (vekGetErrStatus() < 0) return false;
     OWN_REFUSE_TEXT_IF(srcImage == dstImage, "This function isn`t in-plase function", false);
 
+    VekImage held;
+    srcImage = ownHeldToRows(srcImage, &held);
+    if (!srcImage) return true;
     OwnResampling job = {};
     job.srcImage = srcImage;
     job.dstImage = dstImage;

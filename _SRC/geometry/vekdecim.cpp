@@ -72,6 +72,9 @@ void vekDecimate(const VekImage* srcImage, VekImage* dstImage, int32_t xDst, int
     OWN_REFUSE_TEXT_IF(srcImage->depth != VEK_DEPTH_1U && srcImage->depth != VEK_DEPTH_8U && srcImage->depth != VEK_DEPTH_16U,
                        "srcImage->depth is wrong");
 
+    VekImage held;
+    srcImage = ownHeldToRows(srcImage, &held);
+    if (!srcImage) return;
     OwnResampling job = {};
     job.srcImage = srcImage;
     job.dstImage = dstImage;

@@ -445,9 +445,9 @@ TEST(Compose, MasksOfMasks)
     for (const bool isMasked : {false, true}) {
         Random random(4);
         TestImage a(ImageSpec(), random), d(ImageSpec(), random);
-        a.setMask(drawMask(random, 16, 16));
-        d.setMask(drawMask(random, 16, 16));
-        if (isMasked) a.mask->setMask(drawMask(random, 16, 16));
+        a.setMask(drawMask(a.image, random));
+        d.setMask(drawMask(d.image, random));
+        if (isMasked) a.mask->setMask(drawMask(a.mask->image, random));
         vekMultiplySScale(&a.image, &d.image, 77);
         result[isMasked] = d.bytes();
     }

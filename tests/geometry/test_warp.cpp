@@ -408,6 +408,30 @@ TEST(Warp, anyCoefficients)
     }
 }
 
+/* Rows that are too short for the width: the pages around the blocks are the test. */
+TEST(Geometry, readsNoFurtherThanTheRows)
+{
+    Random random(5);
+    const uint32_t depths[] = {VEK_DEPTH_1U, VEK_DEPTH_8U, VEK_DEPTH_16U};
+    for (int i = 0; i < 4000; ++i) {
+        const int32_t nChannels = i % 3 ? draw(random, 1, 4) : 1, order = draw(random, 0, 1);
+        ImageSpec spec = {depths[i % 3], nChannels, false, order, draw(random, 2, 40), draw(random, 2, 9)};
+        spec.atEnd = draw(random, 0, 1);
+        TestImage dst(spec, random);
+        spec.moreStep = -draw(random, 0, (int)alignedRow(spec) - 1);
+        TestImage src(spec, random);
+        const std::vector<uint8_t> before = src.bytes();
+        const double quad[8] = {0, 0, spec.width - 1.0, 1, spec.width - 1.0, spec.height - 1.0, 0, spec.height - 1.0};
+        const int32_t interpolate = draw(random, 0, 2), way = draw(random, 0, 4);
+        Recorder recorder;
+        if (way == 0) vekZoom(&src.image, &dst.image, 3, 2, 3, 2, interpolate);
+        else if (way == 1) vekDecimate(&src.image, &dst.image, 2, 3, 2, 3, draw(random, 0, 3));
+        else if (way == 2) vekRotate(&src.image, &dst.image, 30, 2, 2, interpolate);
+        else vekWarpPerspectiveQ(&src.image, &dst.image, quad, way == 3, interpolate);
+        ASSERT_EQ(src.bytes(), before);
+    }
+}
+
 /* Sums that are taken together are those that are added one by one: through powers of two, ties, 0 and what is no number. */
 TEST(Warp, floatSums)
 {
