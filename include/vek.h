@@ -27,8 +27,8 @@
  *   - Masks. A pixel is processed where the mask (maskROI) of every image has a 1, mask regions being
  *     laid on the rectangle corner to corner too. Masks that share no pixel end the call silently.
  *   - Padding of the rows and all samples outside the rectangle keep their values, with one exception:
- *     without masks and alpha, when all images agree in width, height, imageSize and align and are taken
- *     whole, the block of imageSize bytes is one run, and the padding of dst is computed with the rest.
+ *     without masks and alpha, when all images agree in width, height, imageSize and align, are taken whole,
+ *     and widthStep is a whole number of samples, imageSize bytes are one run, and dst's padding goes with it.
  *   - In place. A source may be the destination (the same header). Other overlap is not supported.
  *
  * Tiles. An image whose pixels come by callback (tileInfo) is visited tile by tile, with at most one of

@@ -381,9 +381,11 @@ static bool ownRunRows(OwnPass pass, ptrdiff_t height)
 
 /* ---- From headers to passes ---------------------------------------------------------------------------------- */
 
+/* Whether an image is taken whole, and its rows follow each other as samples do. */
 static bool ownWhole(const VekImage* image)
 {
     const int64_t nRows = ownRowCount(image, image->height);
+    if (image->widthStep & (std::max(ownSampleBits(image->depth) >> 3, 1) - 1)) return false;
     if (image->alphaChannel || nRows > INT32_MAX || image->imageSize != nRows * image->widthStep) return false;
     const VekROI* roi = image->roi;
     return !roi || (roi->xOffset == 0 && roi->yOffset == 0 && roi->width >= image->width &&

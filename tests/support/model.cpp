@@ -17,8 +17,9 @@ static bool isTakenWhole(const ModelPart& part)
     const VekImage& image = part.header;
     const int64_t rows = (int64_t)image.height * (image.dataOrder == VEK_DATA_ORDER_PIXEL ? 1 : image.nChannels);
     const int32_t coi = image.roi ? image.roi->coi : 0;
-    return !image.alphaChannel && image.imageSize == rows * image.widthStep && part.area.x == 0 && part.area.y == 0 &&
-           part.area.width >= image.width && part.area.height >= image.height &&
+    const bool wholeSamples = image.widthStep * 8 % (int32_t)(image.depth & 0xFF) == 0;
+    return !image.alphaChannel && wholeSamples && image.imageSize == rows * image.widthStep && part.area.x == 0 &&
+           part.area.y == 0 && part.area.width >= image.width && part.area.height >= image.height &&
            (coi == 0 || (coi == 1 && image.nChannels == 1));
 }
 
