@@ -10,7 +10,7 @@ typedef VekConvKernelFP OwnConvKernelFP;
 template <class Kernel> static inline bool ownBadKernel(const Kernel* kernel)
 {
     return kernel->nRows < 1 || kernel->nCols < 1 || kernel->anchorX < 0 || kernel->anchorY < 0 ||
-           kernel->nRows <= kernel->anchorY || kernel->nCols <= kernel->anchorX;
+           kernel->nRows <= kernel->anchorY || kernel->nCols <= kernel->anchorX || !kernel->values;
 }
 
 #endif

@@ -242,6 +242,8 @@ void vekConvolveSep2D(const VekImage* srcImage, VekImage* dstImage, const VekCon
                        "nChannels in srcImage ROI != nChannels in dstImage ROI");
     OWN_REFUSE_IF(Xkernel->nCols <= 0);
     OWN_REFUSE_IF(Ykernel->nRows <= 0);
+    OWN_REFUSE_IF(Xkernel->values==0);
+    OWN_REFUSE_IF(Ykernel->values==0);
     if (vekGetErrStatus() < 0) return;
     ownConvolveSep(face, srcImage, dstImage, *Xkernel, *Ykernel);
 }

@@ -44,6 +44,7 @@ struct Args {
     VekConvKernelFP *real, *reals[2], **pReals = reals;
     const VekConvKernel *x, *y;
     VekConvKernel bad = {0, 1, 0, 0, nullptr, 0}, flat = {1, 0, 0, 0, nullptr, 0};
+    VekConvKernel hollow = {3, 3, 1, 1, nullptr, 0};
     VekConvKernelFP badReal = {1, 1, 0, 1, nullptr};
     int32_t nKernels = 2, method = COMBINE_ADD, nCols = 3, nRows = 3, anchorX = 1, anchorY = 1, filter = 6;
 };
@@ -80,6 +81,7 @@ static const std::vector<Filter> filters = {
       {"method", [](Args& a) { a.nKernels = 2, a.method = 5; }, -5, "Inadmissible method"},
       {"a kernel", [](Args& a) { a.kernels[1] = nullptr; }, -5, "kernel[i]==0"},
       {"bad kernel", [](Args& a) { a.kernels[1] = &a.bad; }, -5, "Bad kernel structure"},
+      {"hollow kernel", [](Args& a) { a.kernels[0] = &a.hollow; }, -5, "Bad kernel structure"},
       {"depths", [](Args& a) { a.src.image.depth = VEK_DEPTH_8S; }, -5, "Uncompatible images"},
       {"orders", [](Args& a) { a.src.image.dataOrder = 1; }, -5, "Uncompatible images"},
       {"floats", [](Args& a) { a.src.image.depth = a.other.image.depth = 32; }, -5,
@@ -115,6 +117,8 @@ static const std::vector<Filter> filters = {
        "nChannels in srcImage ROI != nChannels in dstImage ROI"},
       {"columns", [](Args& a) { a.x = &a.bad; }, -5, "Xkernel->nCols <= 0"},
       {"rows", [](Args& a) { a.y = &a.flat; }, -5, "Ykernel->nRows <= 0"},
+      {"no X values", [](Args& a) { a.x = a.x == a.whole ? &a.hollow : a.x; }, -5, "Xkernel->values==0"},
+      {"no Y values", [](Args& a) { a.y = a.y == a.tall ? &a.hollow : a.y; }, -5, "Ykernel->values==0"},
       {"floats", [](Args& a) { a.src.image.depth = a.other.image.depth = 32; }, -5, "Unknown srcImage->depth"}},
      -5,
      noTileText},
