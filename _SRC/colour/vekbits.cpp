@@ -44,15 +44,22 @@ static bool ownTakeNoisyRows(const OwnReducing& reducing, const OwnPoint& point,
     return true;
 }
 
+/* Whether the depths are served. False after a report. */
+static bool ownServesDepths(const OwnReducing& reducing)
+{
+    const OwnFace face = {reducing.noise ? "ownjitter_rect" : "ownReduceBits", reducing.face->file};
+    const uint32_t depth = reducing.srcImage->depth;
+    return ownReduceRun(depth, reducing.dstImage->depth) || ownRefuseDepths(face, depth);
+}
+
 /* The common area of two views in the destination's depth. False after a report. */
 static bool ownTakeLower(const OwnReducing& reducing, const OwnView& src, const OwnView& dst)
 {
-    const OwnFace face = {reducing.noise ? "ownjitter_rect" : "ownReduceBits", reducing.face->file};
+    if (!ownServesDepths(reducing)) return false;
     OwnPoint point = {};
     point.nImages = 2;
     point.channels[0] = point.channels[1] = {0, reducing.dstImage->nChannels, false};
     point.run = ownReduceRun(reducing.srcImage->depth, reducing.dstImage->depth);
-    if (!point.run) return ownRefuseDepths(face, reducing.srcImage->depth);
     if (reducing.noise) return ownTakeNoisyRows(reducing, point, src, dst);
     const OwnView view[2] = {src, dst};
     ownTraverseViews(point, view, nullptr);
@@ -60,9 +67,10 @@ static bool ownTakeLower(const OwnReducing& reducing, const OwnView& src, const 
 }
 
 /* The same with the source's pixels from (x, y) on, as many as dst has. Where these do not lie in the source as they are
- * wanted they are brought into a block. */
+ * wanted they are brought into a block. An image that is the destination too is refused before a tile of it is opened again. */
 static bool ownTakeSource(const OwnReducing& reducing, int32_t x, int32_t y, const OwnView& dst)
 {
+    if (!ownServesDepths(reducing)) return false;
     const VekImage& image = *reducing.srcImage;
     if (!image.tileInfo) {
         const OwnView all = ownWholeView(&image);

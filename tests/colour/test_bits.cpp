@@ -297,12 +297,14 @@ TEST(Bits, RefusalsOnTiles)
         uint32_t from, to;
         int dither, failAt;
         const char *report, *log;
+        bool isBoth = false; /* the destination is the source too */
     };
     static const char *walk = "W 0,0; release 0,0; W 1,0; release 1,0; W 0,1; release 0,1; W 1,1; release 1,1",
                       *bad = "-5 ownReduceBits(Error out depth. 8U to 1U conversion is valid now)";
     const std::string four = std::string(bad) + "; " + bad + "; " + bad + "; " + bad;
     const Row rows[] = {
         {VEK_DEPTH_8U, VEK_DEPTH_8U, 1, -1, four.c_str(), walk},
+        {VEK_DEPTH_8U, VEK_DEPTH_8U, 1, -1, four.c_str(), walk, true},
         {VEK_DEPTH_8U, VEK_DEPTH_8U, 8, -1, four.c_str(), walk},
         {VEK_DEPTH_8U, VEK_DEPTH_8U, 16, -1, four.c_str(), walk},
         {VEK_DEPTH_16U, VEK_DEPTH_1U, 8, -1, "-5 own_dither_tiled_errprop(errDepthForDithering)", walk},
@@ -322,7 +324,7 @@ TEST(Bits, RefusalsOnTiles)
         TiledImage tiles(dst, 8, 8);
         tiles.failAt = row.failAt;
         Recorder recorder;
-        vekReduceBits(&src.image, &tiles.image, 0, row.dither, 1);
+        vekReduceBits(row.isBoth ? &tiles.image : &src.image, &tiles.image, 0, row.dither, 1);
         EXPECT_EQ(recorder.text(), row.report);
         EXPECT_EQ(tiles.logText(), row.log);
     }
