@@ -225,11 +225,11 @@ static void ownFetchRow(const VekImage* image, const OwnTake& take, int64_t x, i
     }
 }
 
-/* Whether an image has pixels that a fetch may look at. */
+/* Whether an image has pixels that a fetch may look at; the headers of tiled images are sound. */
 static bool ownReadable(const VekImage* image)
 {
     return image && (image->imageData || image->tileInfo) && image->width > 0 && image->height > 0 &&
-           image->nChannels > 0 && ownSlot(image->depth) >= 0;
+           image->nChannels > 0 && ownSlot(image->depth) >= 0 && (!image->tileInfo || ownTileRowBytes(image) > 0);
 }
 
 /* ---- The three fetches --------------------------------------------------------------------------------------- */

@@ -172,6 +172,10 @@ TEST(Borders, refuseWhatCannotBeFetched)
         wide.depth = depth;
         EXPECT_FALSE(vekCopyRectBordered(&wide, 0, 0, 1 << 30, 1, &rowBytes)); /* no 64-bit number of bits */
     }
+    TiledImage tiled(test, 8, 8);
+    tiled.image.tileInfo->width = 0;
+    EXPECT_EQ(vekGetPixelBordered(&tiled.image, 3, 3, 1), 0);
+    EXPECT_EQ(tiled.logText(), "");
     heapFailAfter(0);
     EXPECT_FALSE(vekCopyRectBordered(&test.image, 0, 0, 4, 4, &rowBytes));
     heapFailAfter(-1);
