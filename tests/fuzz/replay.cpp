@@ -1,11 +1,16 @@
 /* replay: runs a target without a fuzzer.
  *
- *     TARGET                  the seeds, and mutations of them
- *     TARGET FILE ...         these inputs
- *     TARGET --seeds FOLDER   writes the seeds, for a fuzzer to begin with */
+ *     TARGET                          the seeds, and mutations of them
+ *     TARGET --mutations COUNT FIRST  that many mutations, of a row of their own
+ *     TARGET FILE ...                 these inputs
+ *     TARGET --seeds FOLDER           writes the seeds, for a fuzzer to begin with
+ *
+ * An input that ends the process is left in the file "failed-input". */
 #include "fuzz.h"
 
+#include <signal.h>
 #include <stdio.h>
+#include <stdlib.h>
 
 #include <fstream>
 #include <iterator>
@@ -47,23 +52,49 @@ static FuzzBytes mutated(const std::vector<FuzzBytes>& seeds, std::mt19937& rand
     return bytes;
 }
 
+/* ---- Inputs -------------------------------------------------------------------------------------------------------- */
+
+static const FuzzBytes* now = nullptr;
+
+static void keepInput(int signal)
+{
+    if (FILE* file = now ? fopen("failed-input", "wb") : nullptr) {
+        fwrite(now->data(), 1, now->size(), file);
+        fclose(file);
+    }
+    ::signal(signal, SIG_DFL);
+    raise(signal);
+}
+
+static void run(const FuzzBytes& bytes)
+{
+    now = &bytes;
+    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+    now = nullptr;
+}
+
+static void runMutations(const std::vector<FuzzBytes>& seeds, int count, uint32_t first)
+{
+    std::mt19937 random(first);
+    for (int i = 0; i < count; ++i) run(mutated(seeds, random));
+    printf("%d seeds, %d mutations\n", (int)seeds.size(), count);
+}
+
 int main(int argc, char** argv)
 {
     if (argc == 3 && argv[1] == std::string("--seeds")) return writeSeeds(argv[2]);
+    for (const int fatal : {SIGABRT, SIGSEGV, SIGFPE, SIGILL}) signal(fatal, keepInput);
+    const std::vector<FuzzBytes> seeds = fuzzSeeds();
+    if (argc == 4 && argv[1] == std::string("--mutations"))
+        return runMutations(seeds, atoi(argv[2]), (uint32_t)atoi(argv[3])), 0;
     for (int i = 1; i < argc; ++i) {
         std::ifstream file(argv[i], std::ios::binary);
         const FuzzBytes bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
         if (!file) return fprintf(stderr, "%s: can't be read\n", argv[i]), 1;
-        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+        run(bytes);
     }
     if (argc > 1) return 0;
-    const std::vector<FuzzBytes> seeds = fuzzSeeds();
-    for (const FuzzBytes& seed : seeds) LLVMFuzzerTestOneInput(seed.data(), seed.size());
-    std::mt19937 random(1);
-    for (int i = 0; i < MUTATIONS; ++i) {
-        const FuzzBytes bytes = mutated(seeds, random);
-        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
-    }
-    printf("%d seeds, %d mutations\n", (int)seeds.size(), (int)MUTATIONS);
+    for (const FuzzBytes& seed : seeds) run(seed);
+    runMutations(seeds, MUTATIONS, 1);
     return 0;
 }

@@ -6,14 +6,17 @@
 #include <stdlib.h>
 
 static std::atomic<int> nLeft{-1}, nLive{0};
+static std::atomic<size_t> mostBytes{SIZE_MAX};
 
 void heapFailAfter(int n) { nLeft = n; }
+
+void heapFailAbove(size_t bytes) { mostBytes = bytes; }
 
 int heapLive() { return nLive; }
 
 void* ownPlainAlloc(size_t bytes)
 {
-    if (nLeft == 0) return nullptr;
+    if (nLeft == 0 || bytes > mostBytes) return nullptr;
     if (nLeft > 0) --nLeft;
     void* block = malloc(bytes ? bytes : 1);
     if (block) ++nLive;

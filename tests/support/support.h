@@ -15,6 +15,9 @@
 /* After n more allocations all fail, until called again; a negative n: none fails. */
 void heapFailAfter(int n);
 
+/* Allocations of more bytes fail. */
+void heapFailAbove(size_t bytes);
+
 /* Blocks that are allocated now. */
 int heapLive();
 
