@@ -1015,8 +1015,7 @@ VEK_API void vekConvolve2DFP(const VekImage* srcImage, VekImage* dstImage, VekCo
  *            it there; -5 "srcImage->depth != dstImage->depth"; -5 "srcImage->origin != dstImage->origin";
  *            -5 "srcImage->dataOrder != dstImage->dataOrder"; -5 "nCsrc != nCdst"; -5 "nChannels in srcImage ROI !=
  *            nChannels in dstImage ROI", for a coi on one side; -5 "Xkernel->nCols <= 0"; -5 "Ykernel->nRows <= 0";
- *            -5 "Xkernel->values==0"; -5 "Ykernel->values==0";
- *            -5 "Unknown srcImage->depth" (32F); -4 "Allocation failure";
+ *            -5 "Xkernel->values==0", "Ykernel->values==0"; -5 "Unknown srcImage->depth" (32F); -4 "Allocation failure";
  *            -5 "(dstImage->tileInfo->tileData == ((void*)(0)))" */
 VEK_API void vekConvolveSep2D(const VekImage* srcImage, VekImage* dstImage, const VekConvKernel* Xkernel,
                               const VekConvKernel* Ykernel);
