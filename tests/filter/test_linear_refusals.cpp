@@ -81,7 +81,7 @@ static const std::vector<Filter> filters = {
       {"method", [](Args& a) { a.nKernels = 2, a.method = 5; }, -5, "Inadmissible method"},
       {"a kernel", [](Args& a) { a.kernels[1] = nullptr; }, -5, "kernel[i]==0"},
       {"bad kernel", [](Args& a) { a.kernels[1] = &a.bad; }, -5, "Bad kernel structure"},
-      {"hollow kernel", [](Args& a) { a.kernels[0] = &a.hollow; }, -5, "Bad kernel structure"},
+      {"hollow kernel", [](Args& a) { a.kernels[1] = &a.hollow; }, -5, "Bad kernel structure"},
       {"depths", [](Args& a) { a.src.image.depth = VEK_DEPTH_8S; }, -5, "Uncompatible images"},
       {"orders", [](Args& a) { a.src.image.dataOrder = 1; }, -5, "Uncompatible images"},
       {"floats", [](Args& a) { a.src.image.depth = a.other.image.depth = 32; }, -5,

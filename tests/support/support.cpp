@@ -1,7 +1,5 @@
 #include "support/support.h"
 
-#include <gtest/gtest.h>
-
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -16,15 +14,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 #endif
-
-/* ---- The status ------------------------------------------------------------------------------------------------- */
-
-/* A test begins without a failure that another one has left: some operations do nothing while there is one. */
-struct CleanStatus : testing::EmptyTestEventListener {
-    void OnTestStart(const testing::TestInfo&) override { vekSetErrStatus(VEK_StatusOk); }
-};
-[[maybe_unused]] static const bool isClean = (testing::UnitTest::GetInstance()->listeners().Append(new CleanStatus),
-                                              true);
 
 /* ---- Reports --------------------------------------------------------------------------------------------------- */
 
