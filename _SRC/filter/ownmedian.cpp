@@ -165,14 +165,35 @@ template <class V> static inline V ownMiddle(V a, V b, V c) { return ownMax(ownM
 
 /* Of nine, ordered by columns, the median is the middle one of the largest least, the middle middle and the least largest. */
 template <class T>
-[[gnu::flatten]] static void ownNineRow(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
+[[gnu::always_inline]] static inline OwnVec<T> ownMiddleOfNine(const OwnSorted<T, 3>& a, const OwnSorted<T, 3>& b,
+                                                               const OwnSorted<T, 3>& c)
+{
+    const OwnVec<T> least = ownMax(ownMax(a.x[0], b.x[0]), c.x[0]), most = ownMin(ownMin(a.x[2], b.x[2]), c.x[2]);
+    return ownMiddle(least, ownMiddle(a.x[1], b.x[1], c.x[1]), most);
+}
+
+/* One row or two, whose windows have the second and the third line in common. */
+template <class T, int nRows>
+[[gnu::flatten]] static void ownNineRows(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
 {
     for (ptrdiff_t i = 0; i < row.n; i += OwnVec<T>::lanes) {
-        const OwnSorted<T, 3> a = ownSorted<T, 3>(rows, i), b = ownSorted<T, 3>(rows, i + row.step),
-                              c = ownSorted<T, 3>(rows, i + 2 * row.step);
-        const OwnVec<T> least = ownMax(ownMax(a.x[0], b.x[0]), c.x[0]), most = ownMin(ownMin(a.x[2], b.x[2]), c.x[2]);
-        ownStore((T*)out + i, ownMiddle(least, ownMiddle(a.x[1], b.x[1], c.x[1]), most));
+        OwnSorted<T, 3> column[nRows][3];
+        ownUnroll<3>([&](auto c) [[gnu::always_inline]] {
+            const ptrdiff_t at = i + c * row.step;
+            const OwnSorted<T, 2> both = ownSorted<T, 2>(rows + 1, at);
+            ownUnroll<nRows>([&](auto r) [[gnu::always_inline]] {
+                column[r][c] = ownMerge(both, ownSorted<T, 1>(rows + 3 * r, at));
+            });
+        });
+        ownUnroll<nRows>([&](auto r) [[gnu::always_inline]] {
+            ownStore((uint8_t*)out + r * row.outStep + i * (ptrdiff_t)sizeof(T),
+                     ownMiddleOfNine(column[r][0], column[r][1], column[r][2]));
+        });
     }
+}
+template <class T> static void ownNineStage(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
+{
+    (row.nRows == 2 ? ownNineRows<T, 2> : ownNineRows<T, 1>)(out, rows, row);
 }
 
 /* ---- Bit by bit ------------------------------------------------------------------------------------------------- */
@@ -279,7 +300,7 @@ struct OwnMedianStages {
 };
 template <class T>
 static constexpr OwnMedianStages ownMedianStages = {
-    {nullptr, ownNineRow<T>, ownListsRow<T, 5>, ownListsRow<T, 7>, ownListsRow<T, 9>, ownListsRow<T, 11>},
+    {nullptr, ownNineStage<T>, ownListsRow<T, 5>, ownListsRow<T, 7>, ownListsRow<T, 9>, ownListsRow<T, 11>},
     ownSearchRow<T>,
     sizeof(T)};
 
@@ -306,6 +327,7 @@ bool ownNetworkStage(OwnWindow& window, const OwnRank& rank)
     if (rank.nCols % 2 == 0) return false;
     ownSearchStage(window, rank);
     window.stage = ownMedians[rank.slot].square[rank.nCols / 2];
+    window.inTwos = rank.nCols == 3;
     window.scratchBytes = std::max<int64_t>(window.scratchBytes, 7 * rank.nCols * OWN_LIST_BYTES);
     return true;
 }

@@ -203,7 +203,7 @@ template <class T> static void ownTakeOrder(OwnWindow& window, const OwnPatch& p
 
 bool ownOrderStage(OwnWindow& window, OwnRank& rank)
 {
-    if (rank.slot < OWN_16U || rank.nCols * rank.nRows > OWN_MOST_PLACES) return false;
+    if (rank.slot < OWN_16U || ownHasFewSamples(rank) || rank.nCols * rank.nRows > OWN_MOST_PLACES) return false;
     const VekImage* dst = window.dstImage;
     rank.tileRows = std::min(dst->tileInfo ? dst->tileInfo->height : dst->height, (int32_t)OWN_TILE_SIDE);
     const OwnPatch patch(rank);

@@ -11,10 +11,10 @@ struct OwnRank {
     int32_t tileRows = 0; /* of ownOrderStage */
 };
 
-/* Windows of so few samples are searched faster than histograms of them are kept. */
+/* Windows of so few samples are searched faster than histograms or orders of them are kept. */
 static inline bool ownHasFewSamples(const OwnRank& rank)
 {
-    return rank.nCols * rank.nRows <= (rank.slot <= OWN_8S ? 144 : 300);
+    return rank.nCols * rank.nRows <= (rank.slot == OWN_32S ? 64 : 100);
 }
 
 /* Gives a window its stage, and the scratch that the stage needs. Those with a result serve some depths and windows, and

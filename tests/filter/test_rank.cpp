@@ -104,18 +104,23 @@ TEST(RankFilters, equalTheNaiveModel)
 /* The median has methods of its own by the size of the window and the range of its counts. */
 TEST(RankFilters, medianOfLargeWindows)
 {
-    const ModelWindow windows[] = {{7, 7, 3, 3},    {9, 3, 0, 0},   {3, 9, 2, 8},      {31, 31, 15, 15},
-                                   {200, 2, 99, 1}, {2, 300, 1, 9}, {180, 190, 4, 180}};
+    const struct {
+        ModelWindow window;
+        int32_t width, height, nChannels;
+    } cases[] = {{{7, 7, 3, 3}, 400, 3, 2},  {{9, 9, 4, 0}, 400, 3, 3},     {{11, 11, 0, 5}, 400, 2, 2},
+                 {{5, 5, 2, 2}, 4, 3, 70},   {{9, 3, 0, 0}, 30, 2, 2},      {{3, 9, 2, 8}, 30, 2, 2},
+                 {{13, 9, 6, 4}, 70, 35, 2}, {{31, 31, 15, 15}, 40, 3, 1},  {{200, 2, 99, 1}, 30, 2, 2},
+                 {{2, 300, 1, 9}, 30, 2, 2}, {{180, 190, 4, 180}, 30, 2, 2}};
     for (const uint32_t depth : depths)
-        for (const ModelWindow& w : windows) {
+        for (const auto& [w, width, height, nChannels] : cases) {
             SCOPED_TRACE("depth " + std::to_string(depth) + " " + std::to_string(w.nCols) + "x" +
                          std::to_string(w.nRows));
             Random random(depth + (uint32_t)w.nCols);
             ImageSpec spec;
             spec.depth = depth;
-            spec.nChannels = depth == VEK_DEPTH_1U ? 1 : 2;
-            spec.width = 30;
-            spec.height = 2;
+            spec.nChannels = depth == VEK_DEPTH_1U ? 1 : nChannels;
+            spec.width = width;
+            spec.height = height;
             FilterPair pair;
             pair.src = std::make_unique<TestImage>(spec, random);
             pair.other = std::make_unique<TestImage>(spec, random);
