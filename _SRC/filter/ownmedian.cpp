@@ -57,7 +57,7 @@ template <class T, int m, int n>
 template <class T, int n>
 [[gnu::always_inline]] static inline OwnSorted<T, n> ownSorted(const uint8_t* const* rows, ptrdiff_t i)
 {
-    if constexpr (n == 1) return {{ownLoad<T>((const T*)rows[0] + i)}};
+    if constexpr (n == 1) return {{ownKeep(ownLoad<T>((const T*)rows[0] + i))}};
     else return ownMerge(ownSorted<T, n / 2>(rows, i), ownSorted<T, n - n / 2>(rows + n / 2, i));
 }
 
@@ -176,18 +176,19 @@ template <class T>
 template <class T, int nRows>
 [[gnu::flatten]] static void ownNineRows(void* out, const uint8_t* const* rows, const OwnWindowRow& row)
 {
-    for (ptrdiff_t i = 0; i < row.n; i += OwnVec<T>::lanes) {
+    const uint8_t* const line[4] = {rows[0], rows[1], rows[2], rows[nRows + 1]};
+    T* const to[2] = {(T*)out, (T*)((uint8_t*)out + row.outStep)};
+    const ptrdiff_t n = row.n, step = row.step;
+    for (ptrdiff_t i = 0; i < n; i += OwnVec<T>::lanes) {
         OwnSorted<T, 3> column[nRows][3];
         ownUnroll<3>([&](auto c) [[gnu::always_inline]] {
-            const ptrdiff_t at = i + c * row.step;
-            const OwnSorted<T, 2> both = ownSorted<T, 2>(rows + 1, at);
+            const OwnSorted<T, 2> both = ownSorted<T, 2>(line + 1, i + c * step);
             ownUnroll<nRows>([&](auto r) [[gnu::always_inline]] {
-                column[r][c] = ownMerge(both, ownSorted<T, 1>(rows + 3 * r, at));
+                column[r][c] = ownMerge(both, ownSorted<T, 1>(line + 3 * r, i + c * step));
             });
         });
         ownUnroll<nRows>([&](auto r) [[gnu::always_inline]] {
-            ownStore((uint8_t*)out + r * row.outStep + i * (ptrdiff_t)sizeof(T),
-                     ownMiddleOfNine(column[r][0], column[r][1], column[r][2]));
+            ownStore(to[r] + i, ownMiddleOfNine(column[r][0], column[r][1], column[r][2]));
         });
     }
 }
