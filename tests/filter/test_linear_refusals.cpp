@@ -346,6 +346,7 @@ TEST(ConvKernel, isReadBackWholeOrNotAtAll)
     const std::string func = "-5 vekGetConvKernel";
     EXPECT_EQ(read(nullptr, nullptr, &b, &c, &to, &e), func + "(kernel==0)");
     EXPECT_EQ(read(&args.bad, nullptr, &b, &c, &to, &e), func + "(ownBadKernel((OwnConvKernel*)kernel))");
+    EXPECT_EQ(read(&args.hollow, &a, &b, &c, &to, &e), func + "(ownBadKernel((OwnConvKernel*)kernel))");
     EXPECT_EQ(read(args.whole, nullptr, nullptr, nullptr, &to, &e), func + "(nRows==0); " + func + "(nCols==0)");
     EXPECT_EQ(read(args.whole, &a, &b, nullptr, nullptr, &e), func + "(anchorX==0)");
     EXPECT_EQ(read(args.whole, &a, &b, &c, nullptr, nullptr), func + "(values==0)");
