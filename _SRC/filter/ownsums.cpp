@@ -269,6 +269,51 @@ template <>
     });
 }
 
+/* s + w x, rounded once; s is a sum of such products. */
+static inline float ownAddWhole(float s, int32_t w, int32_t x)
+{
+    const int64_t product = (int64_t)w * x;
+    int64_t sum;
+    if (__builtin_fabsf(s) < 0x1p63f && !__builtin_add_overflow((int64_t)s, product, &sum)) return (float)sum;
+    /* From 2^62 on: in units of 2^32, of which s is some, and a bit that tells whether there is more. */
+    const int64_t high = (int64_t)(s * 0x1p-32f) + (product >> 32);
+    return (float)(high * 2 + ((uint32_t)product != 0)) * 0x1p31f;
+}
+
+/* Floats again, of whole samples by whole weights of which one or the other is no float. */
+template <class T>
+static void ownSumWhole(void* sums, const uint8_t* const* at, const uint32_t* weights, ptrdiff_t nTaps, int32_t,
+                        ptrdiff_t n)
+{
+    constexpr ptrdiff_t lanes = OwnVec<float>::lanes;
+    for (ptrdiff_t i = 0; i < n; i += 4 * lanes) {
+        float* s = (float*)sums + i;
+        memset(s, 0, 4 * lanes * sizeof(float));
+        for (ptrdiff_t k = 0; k < nTaps; ++k) {
+            const OwnFour32<T> x = ownWiden<T>(at[k] + i * (ptrdiff_t)sizeof(T));
+            for (ptrdiff_t j = 0; j < 4 * lanes; ++j)
+                s[j] = ownAddWhole(s[j], (int32_t)weights[k], x.v[j / lanes].v[j % lanes]);
+        }
+    }
+}
+
+/* The same where no sum has more than 53 bits before it is rounded: a double holds it. */
+enum { OWN_MOST_TOTAL = 1 << 20 };
+[[gnu::flatten]] static void ownSumInDoubles(void* sums, const uint8_t* const* at, const uint32_t* weights,
+                                             ptrdiff_t nTaps, int32_t, ptrdiff_t n)
+{
+    constexpr ptrdiff_t lanes = OwnVec<float>::lanes;
+    for (ptrdiff_t i = 0; i < n; i += lanes) {
+        OwnVec<float> s = {};
+        for (ptrdiff_t k = 0; k < nTaps; ++k) {
+            const OwnPair<double> x = ownToDouble(ownLoad<int32_t>((const int32_t*)at[k] + i)), sum = ownToDouble(s);
+            const OwnVec<double> w = ownSet((double)(int32_t)weights[k]);
+            s = ownToFloat(OwnPair<double>{sum.lo + x.lo * w, sum.hi + x.hi * w});
+        }
+        ownStore((float*)sums + i, s);
+    }
+}
+
 /* Adds to a row of sums, or to two, what a line gives them: `count` taps that lie `apart` samples apart. */
 template <int vectors, class... Sum>
 static inline void ownAddTaps(const float* line, ptrdiff_t apart, int32_t count, const Sum&... sum)
@@ -320,27 +365,29 @@ constexpr OwnPairForms ownPairForms = {ownSumPairs<T, along>, ownPairsToSamples<
                                        ownPairsToSamples<T, along, true>, ownGroupsOf<T, along>()};
 
 /* By depth: pairs of taps that lie anywhere, and side by side; of 8-bit samples they give sums of 16 bits, of 16-bit
- * samples sums of 32. 32 bits from bytes; from anything, with any weights; floats. `from`: what one unit of weight adds
- * because of flipped samples. */
+ * samples sums of 32. 32 bits from bytes; from anything, with any weights; floats, by float weights and by whole ones.
+ * `from`: what one unit of weight adds because of flipped samples. */
 struct OwnSumForms {
     OwnPairForms pairs, along;
-    OwnSumRun *widened, *wide, *real;
+    OwnSumRun *widened, *wide, *real, *whole;
     int32_t from;
 };
 template <class T>
-constexpr OwnSumForms ownSumFormsOf = {ownPairForms<T, false>, ownPairForms<T, true>, nullptr,
-                                       ownSumWide<T>,          ownSumFloat<T>,        ownFlipped<T, OwnFactor<T>>()};
+constexpr OwnSumForms ownSumFormsOf = {
+    ownPairForms<T, false>, ownPairForms<T, true>,        nullptr, ownSumWide<T>, ownSumFloat<T>,
+    ownSumWhole<T>,         ownFlipped<T, OwnFactor<T>>()};
 template <class T>
-constexpr OwnSumForms ownSumForms8 = {ownPairForms<T, false>, ownPairForms<T, true>, ownSumWidened<T>,
-                                      ownSumWide<T>,          ownSumFloat<T>,        ownFlipped<T, OwnFactor<T>>()};
+constexpr OwnSumForms ownSumForms8 = {
+    ownPairForms<T, false>, ownPairForms<T, true>,        ownSumWidened<T>, ownSumWide<T>, ownSumFloat<T>,
+    ownSumWhole<T>,         ownFlipped<T, OwnFactor<T>>()};
 static const OwnSumForms ownSumForms[OWN_DEPTHS] = {
     /*  1U */ ownSumForms8<uint8_t>,
     /*  8U */ ownSumForms8<uint8_t>,
     /*  8S */ ownSumForms8<int8_t>,
     /* 16U */ ownSumFormsOf<uint16_t>,
     /* 16S */ ownSumFormsOf<int16_t>,
-    /* 32S */ {{}, {}, nullptr, ownSumWide<int32_t>, ownSumFloat<int32_t>, 0},
-    /* 32F */ {{}, {}, nullptr, nullptr, ownSumFloat<float>, 0},
+    /* 32S */ {{}, {}, nullptr, ownSumWide<int32_t>, ownSumFloat<int32_t>, ownSumWhole<int32_t>, 0},
+    /* 32F */ {{}, {}, nullptr, nullptr, ownSumFloat<float>, nullptr, 0},
 };
 
 /* ---- Making a sum ------------------------------------------------------------------------------------------------ */
@@ -517,6 +564,26 @@ static int32_t ownDenseTaps(const OwnSum& sum)
     return (int32_t)nCols;
 }
 
+/* Floats: by whole weights where the taps have these and products of floats would not be theirs. */
+static void ownFinishFloats(OwnSum* sum, const OwnSumForms& forms)
+{
+    bool areWhole = forms.whole, areFloats = ownSampleBits(sum->depth) <= 16;
+    int64_t total = 0;
+    for (ptrdiff_t k = 0; k < sum->nTaps; ++k) {
+        const OwnTap& tap = sum->taps[k];
+        areWhole = areWhole && tap.real == (float)tap.weight;
+        areFloats = areFloats && (double)tap.real == tap.weight;
+        total += std::abs((int64_t)tap.weight);
+    }
+    const bool byWhole = areWhole && !areFloats;
+    sum->kind = OWN_SUM_FLOAT;
+    sum->run = !byWhole                                                     ? forms.real
+               : ownSampleBits(sum->depth) == 32 && total <= OWN_MOST_TOTAL ? ownSumInDoubles
+                                                                            : forms.whole;
+    ownPlanSingles(sum, !byWhole);
+    sum->nDense = ownDenseTaps(*sum);
+}
+
 void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMax)
 {
     const OwnSumForms& forms = ownSumForms[ownSlot(depth)];
@@ -526,12 +593,8 @@ void ownFinishSum(OwnSum* sum, OwnSumKind kind, uint32_t depth, int32_t sampleMa
     for (ptrdiff_t k = 0; k < sum->nTaps; ++k) total += (uint32_t)sum->taps[k].weight;
     sum->depth = depth;
     sum->kind = areBytes && isNarrow && kind == OWN_SUM_16 ? OWN_SUM_16 : OWN_SUM_32;
-    if (kind == OWN_SUM_FLOAT) {
-        sum->kind = OWN_SUM_FLOAT;
-        sum->run = forms.real;
-        ownPlanSingles(sum, true);
-        sum->nDense = ownDenseTaps(*sum);
-    } else if (forms.pairs.sums && (areBytes ? isNarrow : isShort)) {
+    if (kind == OWN_SUM_FLOAT) ownFinishFloats(sum, forms);
+    else if (forms.pairs.sums && (areBytes ? isNarrow : isShort)) {
         /* A flipped sample goes up to 255. */
         const int32_t most = areBytes ? (forms.from ? 255 : sampleMax) : 0;
         sum->areGroups = areBytes && kind != OWN_SUM_16;

@@ -67,7 +67,10 @@ static double sumOf(const Samples& samples, const ModelWindow& w, uint32_t depth
             const float weight = k.reals.empty() ? (float)k.values[i] : k.reals[i];
             if (weight == 0) continue;
             const float x = depth == VEK_DEPTH_32F ? realOf(samples[at]) : (float)samples[at];
-            if (accumClass == 2) real = fmaf(weight, x, real);
+            /* Whole products have up to 62 bits, as a long double can have. */
+            if (accumClass == 2 && k.reals.empty())
+                real = (float)((long double)real + (long double)k.values[i] * (long double)samples[at]);
+            else if (accumClass == 2) real = fmaf(weight, x, real);
             else whole += (double)k.values[i] * (double)samples[at];
         }
     return accumClass == 2 ? real : whole;

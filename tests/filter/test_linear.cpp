@@ -202,6 +202,23 @@ TEST(Convolution, equalsTheNaiveModel)
     }
 }
 
+/* Sums beyond 2^63 that come back: each is rounded once, and what is lost by it is the same everywhere. */
+TEST(Convolution, largeSumsOfWholeProducts)
+{
+    Random random(1);
+    ImageSpec spec;
+    spec.depth = VEK_DEPTH_32S;
+    spec.height = 1;
+    TestImage src(spec, random), dst(spec, random);
+    for (int32_t x = 0; x < spec.width; ++x) setSample(src.image, src.block.data, x, 0, 0, INT32_MIN);
+    vekSetBorderMode(&src.image, VEK_BORDER_EDGE, 15, 0);
+    const int32_t values[] = {1, INT32_MAX, INT32_MAX, 1, INT32_MIN, INT32_MIN}; /* the last one comes first */
+    VekConvKernel* kernel = vekCreateConvKernel(6, 1, 0, 0, values, 0);
+    vekConvolve2D(&src.image, &dst.image, &kernel, 1, COMBINE_ADD);
+    for (int32_t x = 0; x < spec.width; ++x) EXPECT_EQ(dst.get(x, 0, 0), 0);
+    vekDeleteConvKernel(kernel);
+}
+
 /* Of all pairs of bytes side by side. */
 TEST(Convolution, rootsOfSquares)
 {
