@@ -1,11 +1,9 @@
 /* Convolution, separable convolution, blur and the fixed filters: by the window's side, at three depths, with one and with
- * three channels. */
+ * three channels; and on pictures too large for a cache. */
 #include "bench.h"
 
 typedef const VekImage* In;
 typedef VekImage* Out;
-
-static const int32_t width = 1920, height = 1080;
 
 /* Coefficients without any pattern that a kernel could profit from; their sums fit 16 bits at 8U up to 7 by 7. */
 static int32_t coefficient(int32_t i) { return (i * 7 + 3) % 11 - 4; }
@@ -71,20 +69,25 @@ static const struct {
     {"vekFixedFilter", {0, 2, 4, 5, 6, 7, 9, 10}, numbers, fixedFilter},
 };
 
+static const struct {
+    const char* name;
+    int32_t nChannels, width, height;
+} pictures[] = {{"1ch", 1, 1920, 1080}, {"3ch", 3, 1920, 1080}, {"1ch 4096", 1, 4096, 4096}};
+
 static const bool areRegistered = [] {
     for (const auto& row : operations)
         for (const uint32_t depth : row.depths)
             for (const int32_t size : row.sizes)
-                for (const int32_t nChannels : {1, 3}) {
+                for (const auto& picture : pictures) {
                     const std::string name = std::string("linear/") + row.name + "/" + std::to_string(depth & 63) +
                                              (depth == VEK_DEPTH_32F ? "F/" : "U/") + std::to_string(size) + "/" +
-                                             std::to_string(nChannels) + "ch";
+                                             picture.name;
                     benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
-                        const BenchImage a = benchImage(nChannels, depth, width, height);
-                        const BenchImage dst = benchImage(nChannels, depth, width, height);
+                        const BenchImage a = benchImage(picture.nChannels, depth, picture.width, picture.height);
+                        const BenchImage dst = benchImage(picture.nChannels, depth, picture.width, picture.height);
                         benchMeasure(
                             state, [&] { row.call(a.get(), dst.get(), size); }, dst->imageData, a->imageData,
-                            (size_t)dst->imageSize, (double)width * height * nChannels);
+                            (size_t)dst->imageSize, (double)picture.width * picture.height * picture.nChannels);
                     })->UseManualTime();
                 }
     return true;
