@@ -112,7 +112,7 @@ template <uint8_t flip> static OwnWindowStage* ownColumnsStage(const OwnRank& ra
 }
 
 /* Counts of columns are bytes, counts of windows signed numbers of 16 bits. */
-bool ownHistogramStage(OwnWindow& window, const OwnRank& rank)
+bool ownHistogramStage(OwnWindow& window, OwnRank& rank)
 {
     if ((rank.slot != OWN_8U && rank.slot != OWN_8S) || ownHasFewSamples(rank)) return false;
     if (rank.nRows > 255 || rank.nCols * rank.nRows > 32767) return false;

@@ -114,9 +114,10 @@ static const OwnSearch ownSearches[OWN_DEPTHS] = {
     /* 32F */ {},
 };
 
-void ownSearchStage(OwnWindow& window, const OwnRank& rank)
+bool ownSearchStage(OwnWindow& window, OwnRank& rank)
 {
     window.stage = ownSearches[rank.slot].stage;
     window.scratchPerSample = rank.nRows * ownSearches[rank.slot].sampleBytes;
     window.scratchBytes = ownPointerRoom(rank);
+    return window.stage;
 }

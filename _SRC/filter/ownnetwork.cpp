@@ -220,7 +220,7 @@ static const OwnNetworks ownNetworks[OWN_DEPTHS] = {
     /* 32F */ {},
 };
 
-bool ownNetworkStage(OwnWindow& window, const OwnRank& rank)
+bool ownNetworkStage(OwnWindow& window, OwnRank& rank)
 {
     const OwnNetworks& networks = ownNetworks[rank.slot];
     if (rank.nCols != rank.nRows || rank.nCols % 2 == 0 || rank.nCols < 3 || rank.nCols > 11) return false;

@@ -141,7 +141,7 @@ static void ownOnesRow(void* out, const uint8_t* const* rows, const OwnWindowRow
     turn = (turn + 1) % plan.nRows;
 }
 
-bool ownOnesStage(OwnWindow& window, const OwnRank& rank)
+bool ownOnesStage(OwnWindow& window, OwnRank& rank)
 {
     if (rank.slot != OWN_1U) return false;
     const int64_t planes = OwnOnesPlan(rank).planes();

@@ -17,13 +17,9 @@ static inline bool ownHasFewSamples(const OwnRank& rank)
     return rank.nCols * rank.nRows <= (rank.slot == OWN_32S ? 64 : 100);
 }
 
-/* Gives a window its stage, and the scratch that the stage needs. Those with a result serve some depths and windows, and
- * say so. */
-void ownSearchStage(OwnWindow& window, const OwnRank& rank);
-bool ownOnesStage(OwnWindow& window, const OwnRank& rank);
-bool ownNetworkStage(OwnWindow& window, const OwnRank& rank);
-bool ownHistogramStage(OwnWindow& window, const OwnRank& rank);
-bool ownOrderStage(OwnWindow& window, OwnRank& rank);
-bool ownSlidingStage(OwnWindow& window, const OwnRank& rank);
+/* A way to the median: gives a window its stage, and the scratch that the stage needs, if it serves the depth and the window.
+ * The search serves all depths but 1U. */
+typedef bool OwnMedianWay(OwnWindow& window, OwnRank& rank);
+OwnMedianWay ownOnesStage, ownNetworkStage, ownHistogramStage, ownOrderStage, ownSlidingStage, ownSearchStage;
 
 #endif

@@ -89,7 +89,7 @@ template <class T> static bool ownTakeSlide(OwnWindow& window)
     return true;
 }
 
-bool ownSlidingStage(OwnWindow& window, const OwnRank& rank)
+bool ownSlidingStage(OwnWindow& window, OwnRank& rank)
 {
     if (ownHasFewSamples(rank) || rank.nCols * rank.nRows > (int64_t)std::numeric_limits<uint32_t>::max()) return false;
     switch (rank.slot) {

@@ -19,6 +19,10 @@ static void ownRunExtremum(const OwnFace& face, const VekImage* srcImage, VekIma
     OWN_FAIL_IF(ownRunBoxes(face, boxes) == OWN_OPENED_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure");
 }
 
+/* The fastest first. */
+static OwnMedianWay* const ownMedianWays[] = {ownOnesStage,  ownNetworkStage, ownHistogramStage,
+                                              ownOrderStage, ownSlidingStage, ownSearchStage};
+
 static void ownRunMedian(const OwnFace& face, const VekImage* srcImage, VekImage* dstImage, const OwnRankArgs& args,
                          const OwnMargins& reach)
 {
@@ -36,9 +40,8 @@ static void ownRunMedian(const OwnFace& face, const VekImage* srcImage, VekImage
     const int64_t n = (int64_t)args.nCols * args.nRows;
     OwnRank rank = {args.nCols, args.nRows, (n >> 1) + 1, ownSlot(srcImage->depth)};
     window.k = &rank;
-    if (!ownOnesStage(window, rank) && !ownNetworkStage(window, rank) && !ownHistogramStage(window, rank) &&
-        !ownOrderStage(window, rank) && !ownSlidingStage(window, rank))
-        ownSearchStage(window, rank);
+    for (OwnMedianWay* way : ownMedianWays)
+        if (way(window, rank)) break;
 
     const OwnWindowEnd end = ownWindow(window);
     OWN_FAIL_IF(end == OWN_WINDOW_NO_MEMORY, VEK_StatusNoMemory, "Allocation failure");
