@@ -215,7 +215,7 @@ void Hostile::drawTiles(HostileImage& made)
     made.image.tileInfo = &made.tile;
     made.image.widthStep = number();
     made.image.imageSize = number();
-    if (oneIn(3) && made.image.width < 99) made.image.width *= 3;
+    if (oneIn(3) && made.image.width > 0 && made.image.width < 99) made.image.width *= 3;
 }
 
 /* A 1-bit image of any size, at times with faults, or any other image there is. */
