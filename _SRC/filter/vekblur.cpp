@@ -182,7 +182,7 @@ static OwnWindowStage* ownPlanBlur(OwnBlurPlan* plan, uint32_t depth, int32_t nC
     };
     /* Odd n has no ties, and single precision errs by less than the distance of any s / n from the middle of two integers,
      * when s stays below 2^22. */
-    const bool isSingle = n % 2 == 1 && n * (ownSampleBits(depth) > 8 ? 65535 : 255) < 1 << 22;
+    const bool isSingle = n % 2 == 1 && n < (1 << 22) / (ownSampleBits(depth) > 8 ? 65535 : 255);
     if (depth == VEK_DEPTH_32F) return *perSample = room(8, 8), forms.all32Double;
     if (depth == VEK_DEPTH_32S) return *perSample = room(4, 4), forms.all32Double;
     if (forms.bytes && ownPlanMean8(plan)) return *perSample = ownMean8Room(*plan), forms.bytes;

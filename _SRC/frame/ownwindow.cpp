@@ -232,6 +232,7 @@ static OwnPlainLines ownPlanLines(const OwnWork& work, const OwnWindowPatch& pat
     VekImage image = *work.source;
     OwnPlainLines plain = {};
     if (image.tileInfo || work.sampleBits == 1) return plain;
+    if (window.left < 0 || window.right < 0) return plain; /* a window beside its pixel leaves the image altogether */
     const OwnView view = ownWholeView(&image);
     if (view.pixelStep != work.step || view.width != image.width) return plain;
 

@@ -260,6 +260,25 @@ TEST(SeparableConvolution, equalsTheNaiveModel)
     }
 }
 
+/* The anchors of a kernel record are not tested here; one far away gives a window beside its pixel. */
+TEST(SeparableConvolution, windowsBesideTheirPixel)
+{
+    int32_t one = 1;
+    for (const int32_t anchor : {-40, -3, 3, 40}) {
+        Random random(1);
+        ImageSpec spec;
+        TestImage src(spec, random), dst(spec, random);
+        vekSetBorderMode(&src.image, VEK_BORDER_EDGE, 15, 0);
+        const VekConvKernel x = {1, 1, anchor, 0, &one, 0}, y = {1, 1, 0, anchor, &one, 0};
+        vekConvolveSep2D(&src.image, &dst.image, &x, &y);
+        for (int32_t row = 0; row < spec.height; ++row)
+            for (int32_t column = 0; column < spec.width; ++column)
+                ASSERT_EQ(dst.get(column, row, 0), src.get(std::clamp(column - anchor, 0, spec.width - 1),
+                                                           std::clamp(row - anchor, 0, spec.height - 1), 0))
+                    << anchor;
+    }
+}
+
 static void runBlur(FilterPair& pair, const ModelWindow& w)
 {
     const uint32_t depth = pair.src->image.depth;
