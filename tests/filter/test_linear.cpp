@@ -264,18 +264,19 @@ TEST(SeparableConvolution, equalsTheNaiveModel)
 TEST(SeparableConvolution, windowsBesideTheirPixel)
 {
     int32_t one = 1;
-    for (const int32_t anchor : {-40, -3, 3, 40}) {
+    const int32_t anchors[][2] = {{-40, 0}, {40, 0}, {-3, 2}, {3, -3}, {0, 40}, {0, -40}};
+    for (const auto& [anchorX, anchorY] : anchors) {
         Random random(1);
         ImageSpec spec;
         TestImage src(spec, random), dst(spec, random);
         vekSetBorderMode(&src.image, VEK_BORDER_EDGE, 15, 0);
-        const VekConvKernel x = {1, 1, anchor, 0, &one, 0}, y = {1, 1, 0, anchor, &one, 0};
+        const VekConvKernel x = {1, 1, anchorX, 0, &one, 0}, y = {1, 1, 0, anchorY, &one, 0};
         vekConvolveSep2D(&src.image, &dst.image, &x, &y);
         for (int32_t row = 0; row < spec.height; ++row)
             for (int32_t column = 0; column < spec.width; ++column)
-                ASSERT_EQ(dst.get(column, row, 0), src.get(std::clamp(column - anchor, 0, spec.width - 1),
-                                                           std::clamp(row - anchor, 0, spec.height - 1), 0))
-                    << anchor;
+                ASSERT_EQ(dst.get(column, row, 0), src.get(std::clamp(column - anchorX, 0, spec.width - 1),
+                                                           std::clamp(row - anchorY, 0, spec.height - 1), 0))
+                    << anchorX << "," << anchorY;
     }
 }
 
