@@ -68,7 +68,8 @@ template <class T> static void ownSlideRow(void* out, const uint8_t* const* rows
         ptrdiff_t i = channel;
         for (;; i += step) {
             slide.seek((size_t)rank.rank);
-            ((typename Bins::U*)out)[i] = (typename Bins::U)(slide.median ^ Bins::flip);
+            const auto median = (typename Bins::U)(slide.median ^ Bins::flip);
+            memcpy((uint8_t*)out + i * (ptrdiff_t)sizeof(T), &median, sizeof(T));
             if (i + step >= row.n) break;
             for (ptrdiff_t r = 0; r < nRows; ++r) {
                 slide.go(Bins::of(rows[r], i));

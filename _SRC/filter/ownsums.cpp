@@ -716,7 +716,7 @@ template <class T, class S>
 
 static void ownTo32S(void* out, const void* sums, int shift, ptrdiff_t n)
 {
-    for (ptrdiff_t i = 0; i < n; ++i) ((int32_t*)out)[i] = ((const int32_t*)sums)[i] >> shift;
+    ownEach<int32_t, int32_t>(out, sums, n, [=](int32_t s) { return s >> shift; });
 }
 static void ownToFloats(void* out, const void* sums, int, ptrdiff_t n) { memcpy(out, sums, (size_t)n * sizeof(float)); }
 

@@ -142,8 +142,9 @@ static void ownBlurFloatStage(void* out, const uint8_t* const* rows, const OwnWi
     /* The window is a whole block, or begins at the place that is filled next. */
     const double* begin = blur.begin;
     const double* end = *blur.place ? blur.ends + *blur.place * row.lineSamples : nullptr;
-    float* means = (float*)out;
-    for (ptrdiff_t i = 0; i < row.n; ++i) means[i] = (float)((end ? end[i] + begin[i] : begin[i]) * plan.r);
+    if (end)
+        ownEach2<float, double>(out, end, begin, row.n, [&](double a, double b) { return (float)((a + b) * plan.r); });
+    else ownEach<float, double>(out, begin, row.n, [&](double a) { return (float)(a * plan.r); });
 }
 
 /* ---- The choice of a stage --------------------------------------------------------------------------------------- */

@@ -146,8 +146,7 @@ static void ownFixedStage32S(void* out, const uint8_t* const* rows, const OwnWin
         for (ptrdiff_t i = 0; i < row.n; ++i) sums[i] += (int64_t)tap.weight * in[i];
     }
     if (plan.end != OWN_FIXED_PLAIN) ownDivideEven64(sums, ownFixedBits(plan.end), row.n);
-    int32_t* results = (int32_t*)out;
-    for (ptrdiff_t i = 0; i < row.n; ++i) results[i] = ownClamp<int32_t>(sums[i]);
+    ownEach<int32_t, int64_t>(out, sums, row.n, [](int64_t sum) { return ownClamp<int32_t>(sum); });
 }
 
 static void ownPlanFixed(OwnFixedPlan* plan, uint32_t depth, uint32_t filter)
