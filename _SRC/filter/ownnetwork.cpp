@@ -5,7 +5,7 @@
 /* f(0), f(1), ..., f(n - 1), each with a constant: vectors in arrays stay in registers only so. */
 template <int n, class F> [[gnu::always_inline]] static inline void ownUnroll(F f)
 {
-    [&]<int... i>(std::integer_sequence<int, i...>) [[gnu::always_inline]]
+    [&]<int... i>(std::integer_sequence<int, i...>) __attribute__((always_inline))
     {
         (f(std::integral_constant<int, i>()), ...);
     }
@@ -22,7 +22,7 @@ template <int from, class T, int n>
 [[gnu::always_inline]] static inline OwnSorted<T, (n + 1 - from) / 2> ownEveryOther(const OwnSorted<T, n>& a)
 {
     OwnSorted<T, (n + 1 - from) / 2> r;
-    ownUnroll<(n + 1 - from) / 2>([&](auto i) [[gnu::always_inline]] { r.x[i] = a.x[2 * i + from]; });
+    ownUnroll<(n + 1 - from) / 2>([&](auto i) __attribute__((always_inline)) { r.x[i] = a.x[2 * i + from]; });
     return r;
 }
 
@@ -40,7 +40,7 @@ template <class T, int m, int n>
         const OwnSorted<T, nOdd> odd = ownMerge(ownEveryOther<1>(a), ownEveryOther<1>(b));
         OwnSorted<T, m + n> r;
         r.x[0] = even.x[0];
-        ownUnroll<nPairs>([&](auto i) [[gnu::always_inline]] {
+        ownUnroll<nPairs>([&](auto i) __attribute__((always_inline)) {
             r.x[2 * i + 1] = ownMin(odd.x[i], even.x[i + 1]);
             r.x[2 * i + 2] = ownMax(odd.x[i], even.x[i + 1]);
         });
@@ -63,7 +63,7 @@ template <int more, class T, int n> [[gnu::always_inline]] static inline auto ow
 {
     constexpr int kept = n < more + 1 ? n : more + 1;
     OwnSorted<T, kept> r;
-    ownUnroll<kept>([&](auto i) [[gnu::always_inline]] { r.x[i] = a.x[i + (n - kept) / 2]; });
+    ownUnroll<kept>([&](auto i) __attribute__((always_inline)) { r.x[i] = a.x[i + (n - kept) / 2]; });
     return r;
 }
 
@@ -72,7 +72,8 @@ template <class T, int n>
 [[gnu::always_inline]] static inline OwnVec<T> ownMiddle(const OwnSorted<T, n + 1>& a, const OwnSorted<T, n>& b)
 {
     OwnVec<T> middle = a.x[0];
-    ownUnroll<n>([&](auto i) [[gnu::always_inline]] { middle = ownMax(middle, ownMin(a.x[i + 1], b.x[n - 1 - i])); });
+    ownUnroll<n>([&](auto i)
+                     __attribute__((always_inline)) { middle = ownMax(middle, ownMin(a.x[i + 1], b.x[n - 1 - i])); });
     return middle;
 }
 
@@ -92,12 +93,14 @@ template <class T, int n> struct OwnLists {
     OwnSorted<T, n> at(ptrdiff_t i) const
     {
         OwnSorted<T, n> r;
-        ownUnroll<n>([&](auto k) [[gnu::always_inline]] { r.x[k] = ownLoad<T>(first + k * ownListSamples<T> + i); });
+        ownUnroll<n>([&](auto k)
+                         __attribute__((always_inline)) { r.x[k] = ownLoad<T>(first + k * ownListSamples<T> + i); });
         return r;
     }
     void put(ptrdiff_t i, const OwnSorted<T, n>& a) const
     {
-        ownUnroll<n>([&](auto k) [[gnu::always_inline]] { ownStore(first + k * ownListSamples<T> + i, a.x[k]); });
+        ownUnroll<n>([&](auto k)
+                         __attribute__((always_inline)) { ownStore(first + k * ownListSamples<T> + i, a.x[k]); });
     }
 };
 
@@ -183,13 +186,13 @@ template <class T, int nRows>
     const ptrdiff_t n = row.n, step = row.step;
     for (ptrdiff_t i = 0; i < n; i += OwnVec<T>::lanes) {
         OwnSorted<T, 3> column[nRows][3];
-        ownUnroll<3>([&](auto c) [[gnu::always_inline]] {
+        ownUnroll<3>([&](auto c) __attribute__((always_inline)) {
             const OwnSorted<T, 2> both = ownSorted<T, 2>(line + 1, i + c * step);
-            ownUnroll<nRows>([&](auto r) [[gnu::always_inline]] {
+            ownUnroll<nRows>([&](auto r) __attribute__((always_inline)) {
                 column[r][c] = ownMerge(both, ownSorted<T, 1>(line + 3 * r, i + c * step));
             });
         });
-        ownUnroll<nRows>([&](auto r) [[gnu::always_inline]] {
+        ownUnroll<nRows>([&](auto r) __attribute__((always_inline)) {
             ownStore(to[r] + i, ownMiddleOfNine(column[r][0], column[r][1], column[r][2]));
         });
     }
