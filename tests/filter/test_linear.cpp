@@ -2,6 +2,7 @@
  * depths, orders, regions with real neighbours, borders by side, windows larger than the image, channels of interest,
  * alpha, masks, tiles, in place. */
 #include "filter/linear_model.h"
+#include "filter/ownblur.h"
 #include "filter/pair.h"
 
 #include <gtest/gtest.h>
@@ -338,6 +339,23 @@ TEST(Blur, largeWindowsOfExtremeSamples)
             pair.srcBytes = pair.src->bytes();
             pair.expected = pair.other->bytes();
             runBlur(pair, w);
+        }
+}
+
+/* The factor of a window of bytes gives the floor of every quotient that a row can need. */
+TEST(Blur, quotientsOfBytes)
+{
+    for (int32_t nCols = 1; nCols < 65; ++nCols)
+        for (int32_t nRows = 1; nRows < 300; ++nRows) {
+            OwnBlurPlan plan = {};
+            plan.nCols = nCols, plan.nRows = nRows;
+            plan.r = 1.0 / (nCols * nRows);
+            if (!ownPlanMean8(&plan)) continue;
+            const int32_t twiceN = 2 * nCols * nRows, most = 510 * nCols;
+            ASSERT_EQ(plan.twiceN, twiceN);
+            for (int32_t left = 1 - most; left < twiceN + most; left += 2)
+                ASSERT_EQ(left * plan.factor >> 16 >> plan.shift, (left + 1000 * twiceN) / twiceN - 1000)
+                    << left << " of " << nCols << "x" << nRows;
         }
 }
 
